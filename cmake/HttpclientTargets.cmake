@@ -1,0 +1,27 @@
+# What every target of this project has in common.
+
+# httpclient_compile_options(target): the language level and the warnings of our own builds.
+function(httpclient_compile_options target)
+    set_target_properties(${target} PROPERTIES
+        CXX_STANDARD 17
+        CXX_STANDARD_REQUIRED ON
+        CXX_EXTENSIONS OFF
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+    if(HTTPCLIENT_STRICT)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+endfunction()
+
+# httpclient_add_test(target SOURCES ... LIBRARIES ...): a GoogleTest program whose tests CTest runs one by one.
+function(httpclient_add_test target)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 60)
+    endif()
+    add_executable(${target} ${ARG_SOURCES})
+    httpclient_compile_options(${target})
+    target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} GTest::gmock_main)
+    gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
