@@ -1,0 +1,151 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <initializer_list>
+#include <list>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "httpclient_core/export.h"
+
+namespace tavrin::httpclient_core {
+
+/// Name/value pairs in the order in which they were added; a name may occur any number of times.
+///
+/// Names are looked up without regard to the case of ASCII letters; bytes from 0x80 up are never
+/// folded, and a name that holds a NUL byte is looked up as if it ended there. Names and values are
+/// kept and compared (==) exactly as supplied, unchecked.
+///
+/// A plain value. One object may be read from several threads while none changes it. Lookups take
+/// time logarithmic in the number of entries, iteration and output follow the order of adding. A
+/// failed operation leaves the collection unchanged. A name or value given to an operation may
+/// refer into the collection itself. A moved-from collection is empty and every operation works on
+/// it.
+class HTTPCLIENT_CORE_EXPORT NameValueCollection {
+    using Entries = std::list<std::pair<std::string, std::string>>;
+
+public:
+    using value_type = Entries::value_type;
+    using iterator = Entries::iterator;
+    using const_iterator = Entries::const_iterator;
+
+    /// Orders names as the "C" locale does, upper and lower case ASCII letters being the same.
+    ///
+    /// Copies share one locale handle, which the last of them releases; a moved-from comparator
+    /// still shares it. Copies may be used and destroyed on different threads.
+    class HTTPCLIENT_CORE_EXPORT CaseInsensitiveCompare {
+    public:
+        CaseInsensitiveCompare();
+
+        /// Whether `a` orders before `b`; both are read up to their first NUL byte.
+        bool operator()(const std::string& a, const std::string& b) const;
+
+    private:
+        class Impl;
+        std::shared_ptr<const Impl> impl_;
+    };
+
+    NameValueCollection();
+
+    /// The entries in the given order; repeated names are kept.
+    NameValueCollection(std::initializer_list<std::pair<std::string, std::string>> entries);
+
+    /// An equal collection with an index of its own, in which every entry stands once.
+    NameValueCollection(const NameValueCollection& other);
+
+    /// Takes the entries over without copying or moving any of them; iterators stay valid.
+    NameValueCollection(NameValueCollection&& other) noexcept;
+
+    ~NameValueCollection();
+
+    /// Makes the entries equal to those of `other`, reusing this collection's entries in place.
+    ///
+    /// What lookups find is kept although it surprises: names that this collection's reused entries
+    /// had before still find them, ahead of entries added since, so that after {X: 1} = {Y: 2}
+    /// has("X") is true and get("X") is "2", while iteration shows (Y, 2) alone. After `c = c`,
+    /// getAll() gives every value twice. Entries that the assignment removed are found no more.
+    /// Linear in the entries of both.
+    NameValueCollection& operator=(const NameValueCollection& other);
+
+    /// Takes the entries over; nothing of the old ones remains, in lookups neither.
+    NameValueCollection& operator=(NameValueCollection&& other) noexcept;
+
+    /// Value of the first entry of that name.
+    /// @throws std::out_of_range `name` + " not found." if there is none.
+    std::string get(const std::string& name) const;
+
+    /// Values of all entries of that name in the order of adding; empty if there are none.
+    std::vector<std::string> getAll(const std::string& name) const;
+
+    bool has(const std::string& name) const;
+
+    /// The first entry of that name, or end().
+    const_iterator find(const std::string& name) const;
+
+    bool empty() const;
+    std::size_t size() const;
+
+    /// True if both hold the same entries in the same order, byte for byte and case-sensitively.
+    /// Linear.
+    bool operator==(const NameValueCollection& other) const;
+    bool operator!=(const NameValueCollection& other) const { return !(*this == other); }
+
+    /// Appends an entry, whether or not the name is there already. Empty texts are accepted.
+    void add(std::pair<std::string, std::string> entry);
+    void add(const std::string& name, std::string value);
+
+    /// Replaces the value of the first entry of that name, which keeps its place and the spelling
+    /// of its name; further entries of the name stay as they are. Appends an entry if there is
+    /// none.
+    void set(const std::string& name, std::string value);
+
+    /// Removes every entry of that name; an absent name is no error. Linear in the collection once
+    /// it was copy-assigned to or init() was called, else in the number of entries removed.
+    void erase(const std::string& name);
+
+    /// Puts every entry into the index once more, so that getAll() gives its value once more. The
+    /// constructors have done it already; there is no need to call it.
+    void init();
+
+    /// The entries in the order of adding. A name changed through a mutable iterator is shown and
+    /// written, but the entry is still looked up by its old name.
+    iterator begin();
+    iterator end();
+    const_iterator begin() const;
+    const_iterator end() const;
+    const_iterator cbegin() const;
+    const_iterator cend() const;
+
+    /// Writes name, `keyValueSeparator`, value for each entry, `entrySeparator` between entries; an
+    /// empty collection writes nothing. Names and values go through `encoder`, one call each.
+    /// Linear in the text written.
+    /// @throws std::bad_function_call if `encoder` is empty and an entry is to be written. What was
+    /// written before an exception stays written.
+    std::ostream& toStream(std::ostream& os, const std::string& entrySeparator,
+                           const std::string& keyValueSeparator,
+                           const std::function<std::string(std::string)>& encoder) const;
+
+    /// The text that toStream() writes; the default encoder changes nothing.
+    std::string toString(
+        const std::string& entrySeparator, const std::string& keyValueSeparator,
+        const std::function<std::string(std::string)>& encoder = [](std::string text) {
+            return text;
+        }) const;
+
+private:
+    using Index = std::multimap<std::string, iterator, CaseInsensitiveCompare>;
+
+    void dropFromIndex(Index::iterator position);
+
+    Entries entries_;
+    Index index_;
+    // Whether an entry may stand in the index more than once, or under a name of long ago.
+    bool indexedRepeatedly_ = false;
+};
+
+}  // namespace tavrin::httpclient_core

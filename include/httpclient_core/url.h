@@ -1,0 +1,32 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "httpclient_core/export.h"
+
+namespace tavrin::httpclient_core {
+
+/// Text of a URL, exactly as given: it is not parsed, checked, normalised or encoded here.
+///
+/// A plain value. One object may be read from several threads while none changes it.
+class HTTPCLIENT_CORE_EXPORT URL {
+public:
+    /// The empty text.
+    URL() = default;
+    explicit URL(std::string text);
+
+    std::string toAsciiString() const;
+
+    /// True if the texts are equal byte for byte.
+    bool operator==(const URL& other) const;
+    bool operator!=(const URL& other) const { return !(*this == other); }
+
+private:
+    std::string text_;
+};
+
+/// Writes the text of the URL.
+HTTPCLIENT_CORE_EXPORT std::ostream& operator<<(std::ostream& os, const URL& url);
+
+}  // namespace tavrin::httpclient_core
