@@ -3,7 +3,7 @@
 #include <locale>
 #include <string>
 
-namespace tavrin::httpclient_core::tests {
+namespace tavrin::httpclient_core::test {
 
 /// While it lives, the global C++ locale separates every digit of a number from the next one: 1234
 /// is written "1.2.3.4" by each stream made meanwhile, and so is a hexadecimal number.
@@ -35,4 +35,4 @@ private:
     std::locale previous_;
 };
 
-}  // namespace tavrin::httpclient_core::tests
+}  // namespace tavrin::httpclient_core::test

@@ -11,7 +11,7 @@
 
 #include "httpclient_core/logging.h"
 
-namespace tavrin::httpclient_core::tests {
+namespace tavrin::httpclient_core::test {
 namespace {
 
 template <typename T>
@@ -94,4 +94,4 @@ LoggingDisabled::~LoggingDisabled() {
     boost::log::core::get()->set_logging_enabled(enabledBefore_);
 }
 
-}  // namespace tavrin::httpclient_core::tests
+}  // namespace tavrin::httpclient_core::test

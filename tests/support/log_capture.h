@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace tavrin::httpclient_core::tests {
+namespace tavrin::httpclient_core::test {
 
 /// One diagnostic record as a sink receives it. An attribute that is missing, or of another type
 /// than the library promises, reads as an empty text or a severity of -1.
@@ -57,4 +57,4 @@ private:
     bool enabledBefore_;
 };
 
-}  // namespace tavrin::httpclient_core::tests
+}  // namespace tavrin::httpclient_core::test
