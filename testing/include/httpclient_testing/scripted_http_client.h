@@ -1,0 +1,102 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "httpclient_core/client.h"
+#include "httpclient_testing/expected_request.h"
+#include "httpclient_testing/export.h"
+#include "httpclient_testing/recorded_request.h"
+#include "httpclient_testing/scripted_answer.h"
+
+namespace tavrin::httpclient_testing {
+
+/// Where the asynchronous exchanges of a ScriptedHttpClient take place.
+enum class Completion {
+    ON_CALLING_THREAD,  ///< before performAsyncRequest() returns
+    ON_OWN_THREAD,      ///< one after the other on a thread of the client's
+    WHEN_TOLD,          ///< in completeNext()
+};
+
+/// Which expectation a request is held against.
+enum class ScriptOrder {
+    AS_WRITTEN,  ///< the first one that is left, alone
+    ANY,         ///< the first one that is left and that it meets
+};
+
+/// Client without a network, whose exchanges are written down as a dialogue:
+///
+///     ScriptedHttpClient client;
+///     client.expect({HttpMethod::GET, "http://host/file"},
+///                   ScriptedAnswer(200, "OK").withHeader("Accept-Ranges", "bytes").withBody("ab"));
+///
+/// Retries and resuming are the library's own; each attempt uses up one expectation. An attempt that
+/// was not expected is recorded, and fails with std::logic_error, which shows the request and what
+/// was expected instead; like any failure it goes through the retry strategy. Bodies are read and
+/// written as a transport would: a request's body stream is left at its end, with eofbit and
+/// failbit, and a response is written chunk by chunk.
+///
+/// All operations may be called from several threads at once.
+class HTTPCLIENT_TESTING_EXPORT ScriptedHttpClient : public httpclient_core::HttpClient {
+public:
+    explicit ScriptedHttpClient(Completion completion = Completion::ON_CALLING_THREAD);
+
+    /// Completes what is pending with HttpRequestCancelledException, and ends the client's thread;
+    /// a delay that is under way is cut short. An attempt that a retry strategy asks for now is
+    /// refused by that exception. Handlers that run meanwhile delay the destructor.
+    ~ScriptedHttpClient() override;
+
+    /// Appends an exchange to the script, `times` times over; more may be appended at any time.
+    ScriptedHttpClient& expect(ExpectedRequest request, ScriptedAnswer answer,
+                               std::size_t times = 1);
+
+    /// AS_WRITTEN by default. Where several threads make requests, their order is ANY.
+    void setOrder(ScriptOrder order);
+
+    /// Called with an answer's delay in place of waiting for it; empty by default: delays are
+    /// waited for on the thread of the exchange. What it throws fails the attempt.
+    void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
+
+    /// All attempts so far in the order in which they came, those that were not expected too.
+    std::vector<RecordedRequest> requests() const;
+
+    /// What went wrong so far, for people to read: each attempt that was not expected, beside what
+    /// was expected instead, and each expectation that was not met. "" if all went as written.
+    std::string problems() const;
+
+    /// @throws std::logic_error with problems(), if there are any. To be called at a test's end.
+    void verify() const;
+
+    /// How many asynchronous exchanges wait for their turn.
+    std::size_t pending() const;
+
+    /// Waits until at least `count` exchanges are pending; false if `limit` passed before.
+    bool waitForPending(std::size_t count, std::chrono::milliseconds limit) const;
+
+    /// Carries out the oldest pending exchange on the calling thread and completes it.
+    /// @throws std::logic_error "No exchange is pending."
+    void completeNext();
+
+    /// Calls completeNext() until nothing is pending, further attempts included.
+    void completeAll();
+
+    void performRequest(httpclient_core::HttpRequest& request,
+                        httpclient_core::HttpResponse& response) const override;
+
+    /// The attempt is recorded, and held against the script, when it starts.
+    void performAsyncRequest(httpclient_core::HttpRequest request,
+                             httpclient_core::HttpResponse response, std::uint64_t requestId,
+                             httpclient_core::RetryTask completion) const override;
+
+private:
+    class Stage;
+
+    std::unique_ptr<Stage> stage_;
+};
+
+}  // namespace tavrin::httpclient_testing

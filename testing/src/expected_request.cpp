@@ -1,0 +1,113 @@
+#include "httpclient_testing/expected_request.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+#include "credentials.h"
+#include "httpclient_testing/wire_text.h"
+
+namespace tavrin::httpclient_testing {
+namespace {
+
+using httpclient_core::HttpHeaders;
+using httpclient_core::HttpMethod;
+
+// Header names compare here as the library's own lookups do.
+bool hasField(const HttpHeaders& headers, const std::string& name, const std::string& value) {
+    return std::any_of(headers.begin(), headers.end(), [&](const auto& field) {
+        return field.second == value && HttpHeaders{field}.hasHeader(name);
+    });
+}
+
+bool sameFields(const HttpHeaders& one, const HttpHeaders& other) {
+    return std::equal(one.begin(), one.end(), other.begin(), other.end());
+}
+
+std::string methodName(HttpMethod method) {
+    std::ostringstream name;
+    name << method;
+    return name.str();
+}
+
+}  // namespace
+
+ExpectedRequest::ExpectedRequest(HttpMethod method, std::string url) {
+    withMethod(method).withUrl(std::move(url));
+}
+
+ExpectedRequest& ExpectedRequest::withMethod(HttpMethod method) {
+    return withCondition("method " + methodName(method),
+                         [method](const auto& request) { return request.method == method; });
+}
+
+ExpectedRequest& ExpectedRequest::withUrl(std::string url) {
+    std::string description = "URL " + withoutUserInfo(url);
+    return withCondition(std::move(description), [url = std::move(url)](const auto& request) {
+        return request.url == url;
+    });
+}
+
+ExpectedRequest& ExpectedRequest::withHeader(std::string name, std::string value) {
+    std::string description = "header " + name + ": " + (isCredential(name) ? BLANKED : value);
+    return withCondition(std::move(description),
+                         [name = std::move(name), value = std::move(value)](const auto& request) {
+                             return hasField(request.headers, name, value);
+                         });
+}
+
+ExpectedRequest& ExpectedRequest::withoutHeader(std::string name) {
+    std::string description = "no header " + name;
+    return withCondition(std::move(description), [name = std::move(name)](const auto& request) {
+        return !request.headers.hasHeader(name);
+    });
+}
+
+ExpectedRequest& ExpectedRequest::withHeaders(HttpHeaders headers) {
+    std::string description = "exactly these headers:\n" + wireText(headers);
+    return withCondition(std::move(description),
+                         [headers = std::move(headers)](const auto& request) {
+                             return sameFields(request.headers, headers);
+                         });
+}
+
+ExpectedRequest& ExpectedRequest::withBody(std::string body) {
+    std::string description = "body \"" + body + "\"";
+    return withCondition(std::move(description), [body = std::move(body)](const auto& request) {
+        return request.body == body;
+    });
+}
+
+ExpectedRequest& ExpectedRequest::withoutBody() {
+    return withCondition("no body", [](const auto& request) { return !request.body; });
+}
+
+ExpectedRequest& ExpectedRequest::withCondition(
+    std::string description, std::function<bool(const RecordedRequest&)> condition) {
+    conditions_.push_back({std::move(description), std::move(condition)});
+    return *this;
+}
+
+bool ExpectedRequest::isMetBy(const RecordedRequest& request) const {
+    return std::all_of(conditions_.begin(), conditions_.end(),
+                       [&](const Condition& condition) { return condition.isMet(request); });
+}
+
+std::string ExpectedRequest::describe() const {
+    return describe([](const Condition&) { return true; });
+}
+
+std::string ExpectedRequest::describeAgainst(const RecordedRequest& request) const {
+    return describe([&](const Condition& condition) { return condition.isMet(request); });
+}
+
+std::string ExpectedRequest::describe(const std::function<bool(const Condition&)>& isMet) const {
+    if (conditions_.empty()) return "  any request\n";
+    std::string text;
+    for (const Condition& condition : conditions_) {
+        text += (isMet(condition) ? "  " : "! ") + condition.description + "\n";
+    }
+    return text;
+}
+
+}  // namespace tavrin::httpclient_testing

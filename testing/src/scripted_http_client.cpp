@@ -1,0 +1,332 @@
+#include "httpclient_testing/scripted_http_client.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "httpclient_core/exceptions.h"
+#include "httpclient_testing/wire_text.h"
+
+namespace tavrin::httpclient_testing {
+namespace {
+
+using httpclient_core::HttpRequest;
+using httpclient_core::HttpRequestCancelledException;
+using httpclient_core::HttpRequestFailedException;
+using httpclient_core::HttpResponse;
+using httpclient_core::RetryTask;
+
+// Reads as a transport does, until the stream has no more, and leaves it so.
+std::string readToEnd(std::istream& stream) {
+    std::string text;
+    char block[4096];
+    while (stream.read(block, sizeof block), stream.gcount() > 0) {
+        text.append(block, static_cast<std::size_t>(stream.gcount()));
+    }
+    if (stream.bad()) throw HttpRequestFailedException("Request body could not be read.");
+    return text;
+}
+
+RecordedRequest recordWithoutBody(const HttpRequest& request,
+                                  std::optional<std::uint64_t> requestId) {
+    RecordedRequest recorded{request.getHttpMethod(), request.getURL().toAsciiString(),
+                             request.getHeaders(),    std::nullopt,
+                             std::nullopt,            requestId};
+    if (request.hasMultipartBody()) recorded.multipartBody = request.getMultipartBody();
+    return recorded;
+}
+
+}  // namespace
+
+// Everything that changes while the client works, so that the transport operations can be const.
+class ScriptedHttpClient::Stage {
+public:
+    explicit Stage(Completion completion) : completion_(completion) {}
+
+    void expect(ExpectedRequest request, ScriptedAnswer answer, std::size_t times);
+    void setOrder(ScriptOrder order);
+    void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
+
+    std::vector<RecordedRequest> requests() const;
+    std::string problems() const;
+    std::size_t pending() const;
+    bool waitForPending(std::size_t count, std::chrono::milliseconds limit) const;
+
+    void perform(HttpRequest& request, HttpResponse& response);
+    void start(HttpRequest request, HttpResponse response, std::uint64_t requestId,
+               RetryTask completion);
+    void completeNext();
+
+    // Completes what is pending; nothing can be started afterwards.
+    void close();
+
+private:
+    struct Expectation {
+        ExpectedRequest request;
+        ScriptedAnswer answer;
+        std::size_t timesLeft;
+    };
+
+    // What an attempt will come to: an answer, or the exception that refuses it.
+    struct Outcome {
+        std::optional<ScriptedAnswer> answer;
+        std::exception_ptr refusal;
+    };
+
+    struct Exchange {
+        HttpRequest request;
+        HttpResponse response;
+        RetryTask completion;
+        Outcome outcome;
+    };
+
+    Outcome outcomeOf(const HttpRequest& request, std::optional<std::uint64_t> requestId);
+    std::list<Expectation>::iterator expectationFor(const RecordedRequest& request);
+    std::string describeUnexpected(const RecordedRequest& request) const;
+    void play(const Outcome& outcome, HttpRequest& request, HttpResponse& response);
+    void waitFor(std::chrono::milliseconds delay);
+    void carryOut(Exchange exchange);
+    std::optional<Exchange> takeNext();
+    void runThread();
+
+    const Completion completion_;
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;  // pending_ or closing_
+    ScriptOrder order_ = ScriptOrder::AS_WRITTEN;
+    std::function<void(std::chrono::milliseconds)> delayHook_;
+    std::list<Expectation> script_;
+    std::vector<RecordedRequest> requests_;
+    std::string unexpected_;
+    std::deque<Exchange> pending_;
+    bool closing_ = false;
+    std::thread thread_;
+};
+
+void ScriptedHttpClient::Stage::expect(ExpectedRequest request, ScriptedAnswer answer,
+                                       std::size_t times) {
+    if (times == 0) return;
+    const std::lock_guard lock(mutex_);
+    script_.push_back({std::move(request), std::move(answer), times});
+}
+
+void ScriptedHttpClient::Stage::setOrder(ScriptOrder order) {
+    const std::lock_guard lock(mutex_);
+    order_ = order;
+}
+
+void ScriptedHttpClient::Stage::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
+    const std::lock_guard lock(mutex_);
+    delayHook_ = std::move(hook);
+}
+
+std::vector<RecordedRequest> ScriptedHttpClient::Stage::requests() const {
+    const std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+std::string ScriptedHttpClient::Stage::problems() const {
+    const std::lock_guard lock(mutex_);
+    std::string text = unexpected_;
+    for (const Expectation& left : script_) {
+        text += "Expected " + std::to_string(left.timesLeft) +
+                (left.timesLeft == 1 ? " more time" : " more times") + ", but it never came:\n" +
+                left.request.describe() + "\n";
+    }
+    return text;
+}
+
+std::size_t ScriptedHttpClient::Stage::pending() const {
+    const std::lock_guard lock(mutex_);
+    return pending_.size();
+}
+
+bool ScriptedHttpClient::Stage::waitForPending(std::size_t count,
+                                               std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] { return pending_.size() >= count; });
+}
+
+void ScriptedHttpClient::Stage::perform(HttpRequest& request, HttpResponse& response) {
+    play(outcomeOf(request, std::nullopt), request, response);
+}
+
+void ScriptedHttpClient::Stage::start(HttpRequest request, HttpResponse response,
+                                      std::uint64_t requestId, RetryTask completion) {
+    Outcome outcome = outcomeOf(request, requestId);
+    Exchange exchange{std::move(request), std::move(response), std::move(completion),
+                      std::move(outcome)};
+    if (completion_ == Completion::ON_CALLING_THREAD) return carryOut(std::move(exchange));
+    const std::lock_guard lock(mutex_);
+    if (closing_) throw HttpRequestCancelledException();
+    if (completion_ == Completion::ON_OWN_THREAD && !thread_.joinable()) {
+        thread_ = std::thread([this] { runThread(); });
+    }
+    pending_.push_back(std::move(exchange));
+    changed_.notify_all();
+}
+
+void ScriptedHttpClient::Stage::completeNext() {
+    auto exchange = takeNext();
+    if (!exchange) throw std::logic_error("No exchange is pending.");
+    carryOut(std::move(*exchange));
+}
+
+void ScriptedHttpClient::Stage::close() {
+    {
+        const std::lock_guard lock(mutex_);
+        closing_ = true;
+        changed_.notify_all();
+    }
+    if (thread_.joinable()) thread_.join();
+    while (auto exchange = takeNext()) carryOut(std::move(*exchange));
+}
+
+ScriptedHttpClient::Stage::Outcome ScriptedHttpClient::Stage::outcomeOf(
+    const HttpRequest& request, std::optional<std::uint64_t> requestId) {
+    RecordedRequest recorded = recordWithoutBody(request, requestId);
+    std::exception_ptr unreadable;
+    try {
+        if (request.hasRequestBody()) recorded.body = readToEnd(request.getRequestBody());
+    } catch (...) {
+        unreadable = std::current_exception();
+    }
+
+    const std::lock_guard lock(mutex_);
+    requests_.push_back(recorded);
+    const auto expectation = expectationFor(recorded);
+    if (expectation == script_.end()) {
+        const std::string text = describeUnexpected(recorded);
+        unexpected_ += text;
+        return {std::nullopt, std::make_exception_ptr(std::logic_error(text))};
+    }
+    Outcome outcome{expectation->answer, unreadable};
+    if (--expectation->timesLeft == 0) script_.erase(expectation);
+    return outcome;
+}
+
+std::list<ScriptedHttpClient::Stage::Expectation>::iterator
+ScriptedHttpClient::Stage::expectationFor(const RecordedRequest& request) {
+    const auto isMet = [&](const Expectation& expectation) {
+        return expectation.request.isMetBy(request);
+    };
+    if (order_ == ScriptOrder::ANY) return std::find_if(script_.begin(), script_.end(), isMet);
+    return script_.empty() || isMet(script_.front()) ? script_.begin() : script_.end();
+}
+
+std::string ScriptedHttpClient::Stage::describeUnexpected(const RecordedRequest& request) const {
+    std::string text = "Unexpected request " + std::to_string(requests_.size()) + ":\n" +
+                       wireText(request) + "\nExpected instead (! is not met):\n";
+    if (script_.empty()) return text + "  no further request\n\n";
+    for (const Expectation& left : script_) {
+        text += left.request.describeAgainst(request) + "\n";
+        if (order_ == ScriptOrder::AS_WRITTEN) break;
+    }
+    return text;
+}
+
+void ScriptedHttpClient::Stage::play(const Outcome& outcome, HttpRequest& request,
+                                     HttpResponse& response) {
+    if (outcome.refusal) std::rethrow_exception(outcome.refusal);
+    waitFor(outcome.answer->delay());
+    outcome.answer->answer(request, response);
+}
+
+void ScriptedHttpClient::Stage::waitFor(std::chrono::milliseconds delay) {
+    std::unique_lock lock(mutex_);
+    if (delay.count() > 0 && delayHook_ && !closing_) {
+        const auto hook = delayHook_;
+        lock.unlock();
+        return hook(delay);
+    }
+    if (changed_.wait_for(lock, delay, [this] { return closing_; })) {
+        throw HttpRequestCancelledException();
+    }
+}
+
+void ScriptedHttpClient::Stage::carryOut(Exchange exchange) {
+    std::exception_ptr error;
+    try {
+        play(exchange.outcome, exchange.request, exchange.response);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    exchange.completion(std::move(exchange.request), std::move(exchange.response),
+                        std::move(error));
+}
+
+std::optional<ScriptedHttpClient::Stage::Exchange> ScriptedHttpClient::Stage::takeNext() {
+    const std::lock_guard lock(mutex_);
+    if (pending_.empty()) return std::nullopt;
+    std::optional<Exchange> next(std::move(pending_.front()));
+    pending_.pop_front();
+    return next;
+}
+
+void ScriptedHttpClient::Stage::runThread() {
+    const auto hasWork = [this] { return closing_ || !pending_.empty(); };
+    for (;;) {
+        {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, hasWork);
+            if (closing_) return;
+        }
+        if (auto exchange = takeNext()) carryOut(std::move(*exchange));
+    }
+}
+
+ScriptedHttpClient::ScriptedHttpClient(Completion completion)
+    : stage_(std::make_unique<Stage>(completion)) {}
+
+// The tasks that it completes call back into this object, which must still be a whole one.
+ScriptedHttpClient::~ScriptedHttpClient() { stage_->close(); }
+
+ScriptedHttpClient& ScriptedHttpClient::expect(ExpectedRequest request, ScriptedAnswer answer,
+                                               std::size_t times) {
+    stage_->expect(std::move(request), std::move(answer), times);
+    return *this;
+}
+
+void ScriptedHttpClient::setOrder(ScriptOrder order) { stage_->setOrder(order); }
+
+void ScriptedHttpClient::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
+    stage_->setDelayHook(std::move(hook));
+}
+
+std::vector<RecordedRequest> ScriptedHttpClient::requests() const { return stage_->requests(); }
+
+std::string ScriptedHttpClient::problems() const { return stage_->problems(); }
+
+void ScriptedHttpClient::verify() const {
+    const std::string text = problems();
+    if (!text.empty()) throw std::logic_error(text);
+}
+
+std::size_t ScriptedHttpClient::pending() const { return stage_->pending(); }
+
+bool ScriptedHttpClient::waitForPending(std::size_t count, std::chrono::milliseconds limit) const {
+    return stage_->waitForPending(count, limit);
+}
+
+void ScriptedHttpClient::completeNext() { stage_->completeNext(); }
+
+void ScriptedHttpClient::completeAll() {
+    while (pending() > 0) completeNext();
+}
+
+void ScriptedHttpClient::performRequest(HttpRequest& request, HttpResponse& response) const {
+    stage_->perform(request, response);
+}
+
+void ScriptedHttpClient::performAsyncRequest(HttpRequest request, HttpResponse response,
+                                             std::uint64_t requestId, RetryTask completion) const {
+    stage_->start(std::move(request), std::move(response), requestId, std::move(completion));
+}
+
+}  // namespace tavrin::httpclient_testing
