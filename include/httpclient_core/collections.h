@@ -41,6 +41,9 @@ public:
     class HTTPCLIENT_CORE_EXPORT CaseInsensitiveCompare {
     public:
         CaseInsensitiveCompare();
+        CaseInsensitiveCompare(const CaseInsensitiveCompare& other) noexcept;
+        CaseInsensitiveCompare& operator=(const CaseInsensitiveCompare& other) noexcept;
+        ~CaseInsensitiveCompare();
 
         /// Whether `a` orders before `b`; both are read up to their first NUL byte.
         bool operator()(const std::string& a, const std::string& b) const;
@@ -140,7 +143,8 @@ public:
 private:
     using Index = std::multimap<std::string, iterator, CaseInsensitiveCompare>;
 
-    void dropFromIndex(Index::iterator position);
+    Index::const_iterator firstOf(const std::string& name) const;
+    void dropFromIndex(const std::vector<iterator>& dropped);
 
     Entries entries_;
     Index index_;

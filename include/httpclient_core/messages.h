@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -293,7 +294,7 @@ public:
     HttpRequest& withClientConfiguration(ClientConfiguration configuration);
 
 private:
-    std::string describeMissing(const char* what) const;
+    std::logic_error missing(const char* what) const;
 
     HttpMethod method_;
     URL url_;
