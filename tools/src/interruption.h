@@ -1,0 +1,18 @@
+#pragma once
+
+#include <chrono>
+
+namespace tavrin::http_tool {
+
+/// Makes SIGINT and SIGTERM ask for an orderly end; the second signal ends the process at once.
+/// To be called once, before any thread starts.
+void watchForInterruption();
+
+/// The signal that asked for the end, or 0. May be called from any thread.
+int interruptingSignal();
+
+/// Waits, at most for `time`; false if an interruption came first or is already there. Any number
+/// of threads may wait at a time.
+bool waitUninterrupted(std::chrono::milliseconds time);
+
+}  // namespace tavrin::http_tool

@@ -1,0 +1,169 @@
+#include "part_file.h"
+
+#include <fcntl.h>
+#include <httpclient_core/headers.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <istream>
+#include <system_error>
+
+#include "checksum.h"
+#include "write_failure.h"
+
+namespace tavrin::http_tool {
+
+using httpclient_core::HttpHeaders;
+
+namespace {
+
+std::string quoted(const std::string& path) { return "\"" + path + "\""; }
+
+// Renaming would put the file in the place of a link, not of what the link points to.
+std::string withoutLinks(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_symlink(path, error)) return path;
+    const auto resolved = std::filesystem::canonical(path, error);
+    return error ? path : resolved.string();
+}
+
+bool isSameFile(int descriptor, const std::string& path) {
+    struct stat open {};
+    struct stat named {};
+    return fstat(descriptor, &open) == 0 && lstat(path.c_str(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+// Opens and locks the file that has this name. A link is refused: somebody else may have put it
+// there so that we overwrite what it points to.
+int openLocked(const std::string& path) {
+    while (true) {
+        const int descriptor =
+            open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
+        if (descriptor < 0) throw writeFailure("create " + quoted(path), errno);
+        struct stat status {};
+        if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+            close(descriptor);
+            throw WriteFailure("cannot write to " + quoted(path) + ": not a regular file");
+        }
+        if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+            close(descriptor);
+            throw WriteFailure("cannot write to " + quoted(path) +
+                               ": another download is writing to it");
+        }
+        // Between opening and locking, the holder may have finished and renamed the file.
+        if (isSameFile(descriptor, path)) return descriptor;
+        close(descriptor);
+    }
+}
+
+// The URL itself stays out of the file: what it is asked with may be a secret.
+std::string fingerprint(const std::string& url) { return checksumOfText("sha256", url); }
+
+}  // namespace
+
+PartFile::PartFile(const std::string& target) : target_(withoutLinks(target)) {
+    if (std::error_code error; std::filesystem::is_directory(target_, error)) {
+        throw WriteFailure("cannot write to " + quoted(target_) + ": it is a directory");
+    }
+    descriptor_ = openLocked(partPath());
+    output_.emplace(descriptor_, Output::Access::ANYWHERE, quoted(partPath()));
+}
+
+PartFile::~PartFile() {
+    if (!finished_) {
+        struct stat status {};
+        const bool empty = fstat(descriptor_, &status) != 0 || status.st_size == 0;
+        // What an earlier run left is not ours to remove while nothing new took its place.
+        const bool useless = empty || (touched_ && !(keep_ && access(validatorPath().c_str(), F_OK) == 0));
+        if (useless) {
+            unlink(validatorPath().c_str());
+            unlink(partPath().c_str());
+        }
+    }
+    close(descriptor_);
+}
+
+std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
+    struct stat status {};
+    std::ifstream file(validatorPath());
+    HttpHeaders fields;
+    try {
+        for (std::string line; std::getline(file, line);) fields.addHeader(line);
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+    const auto length = contentLength(fields);
+    // The fingerprint is written last; a file that was cut off has none, or not the whole of it.
+    if (fields.find("URL-SHA256") == fields.end() || fields.find("Validator") == fields.end() ||
+        fields.find("URL-SHA256")->second != fingerprint(url) || !length ||
+        fields.find("Validator")->second.empty() || fstat(descriptor_, &status) != 0 ||
+        status.st_size == 0 || status.st_size > *length) {
+        return std::nullopt;
+    }
+    return Held{status.st_size, {fields.find("Validator")->second, *length}};
+}
+
+std::unique_ptr<std::iostream> PartFile::begin(
+    const std::string& url, const std::optional<Representation>& representation) {
+    forget();
+    if (representation) {
+        std::ofstream file(validatorPath());
+        file << "Validator: " << representation->validator << "\n"
+             << "Content-Length: " << representation->length << "\n"
+             << "URL-SHA256: " << fingerprint(url) << "\n"
+             << std::flush;
+        if (!file) throw writeFailure("write to " + quoted(validatorPath()), errno);
+    }
+    return output_->streamFrom(0);
+}
+
+std::unique_ptr<std::iostream> PartFile::continueFrom(std::int64_t offset) {
+    touched_ = true;
+    cutOff(offset);
+    return output_->streamFrom(offset);
+}
+
+void PartFile::forget() {
+    touched_ = true;
+    // In this order a crash leaves bytes that nothing vouches for, never old bytes under a new name.
+    unlink(validatorPath().c_str());
+    cutOff(0);
+}
+
+void PartFile::cutOff(std::int64_t size) {
+    if (ftruncate(descriptor_, size) != 0) throw writeFailure("write to " + quoted(partPath()), errno);
+    output_->setEnd(size);
+}
+
+void PartFile::finish() {
+    struct stat existing {};
+    // A file that only its owner may read stays so when its content is replaced.
+    if (stat(target_.c_str(), &existing) == 0) fchmod(descriptor_, existing.st_mode & 07777);
+    renameTo(target_, 0);
+}
+
+void PartFile::finishAs(const std::string& fileName) {
+    const auto path = std::filesystem::path(target_).replace_filename(fileName).string();
+    renameTo(path, RENAME_NOREPLACE);
+    target_ = path;
+}
+
+void PartFile::renameTo(const std::string& path, unsigned int flags) {
+    output_->check();
+    // Some file systems report a full disk only now; and the name must not outlive a crash without
+    // the bytes.
+    if (fdatasync(descriptor_) != 0) throw writeFailure("write to " + quoted(partPath()), errno);
+    if (renameat2(AT_FDCWD, partPath().c_str(), AT_FDCWD, path.c_str(), flags) != 0) {
+        throw writeFailure("rename " + quoted(partPath()) + " to " + quoted(path), errno);
+    }
+    unlink(validatorPath().c_str());
+    finished_ = true;
+}
+
+}  // namespace tavrin::http_tool

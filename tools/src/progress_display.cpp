@@ -1,0 +1,142 @@
+#include "progress_display.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace tavrin::http_tool {
+namespace {
+
+constexpr auto REDRAW_INTERVAL = std::chrono::milliseconds(100);
+
+// A server's words must not steer the terminal.
+std::string printable(std::string text) {
+    for (char& c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte < 0x20 && c != '\t') || byte == 0x7F) c = '?';
+    }
+    return text;
+}
+
+}  // namespace
+
+ProgressDisplay::ProgressDisplay(int descriptor, Style style)
+    : descriptor_(descriptor), style_(style) {}
+
+std::size_t ProgressDisplay::add(std::string label) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Line line;
+    line.label = printable(std::move(label));
+    line.start = Clock::now();
+    lines_.push_back(std::move(line));
+    return lines_.size() - 1;
+}
+
+void ProgressDisplay::update(std::size_t number, std::int64_t now, std::int64_t total) {
+    if (style_ == Style::NONE) return;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto time = Clock::now();
+    Line& line = lines_[number];
+    if (time - line.drawn < REDRAW_INTERVAL) {
+        // Kept for finish(), which shows the last state.
+        line.progress.now = now;
+        line.progress.total = total;
+        return;
+    }
+    line.drawn = time;
+    line.speed.note(now, time);
+    line.progress = {now, total, line.speed.bytesPerSecond(),
+                     std::chrono::duration_cast<std::chrono::seconds>(time - line.start)};
+    if (style_ == Style::LINES) {
+        writeStep(line);
+    } else if (time - lastDrawn_ >= REDRAW_INTERVAL) {
+        lastDrawn_ = time;
+        write(erased() + drawn());
+    }
+}
+
+void ProgressDisplay::finish(std::size_t number) {
+    if (style_ == Style::NONE) return;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Line& line = lines_[number];
+    const std::chrono::duration<double> passed = Clock::now() - line.start;
+    line.finished = true;
+    line.progress.elapsed = std::chrono::duration_cast<std::chrono::seconds>(passed);
+    // At the end the average says more than the last moments.
+    line.progress.bytesPerSecond = static_cast<double>(line.progress.now) / passed.count();
+    if (style_ == Style::LINES) {
+        write(progressLine(line.label, line.progress, columns()) + "\n");
+    } else {
+        write(erased() + takeFinishedFromTop() + drawn());
+    }
+}
+
+void ProgressDisplay::message(const std::string& text) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (style_ == Style::BARS && onScreen_ > 0) {
+        write(erased() + printable(text) + "\n" + drawn());
+    } else {
+        write(printable(text) + "\n");
+    }
+}
+
+// Back to the top of what was drawn, and everything below cleared.
+std::string ProgressDisplay::erased() {
+    if (onScreen_ == 0) return "";
+    const std::string text = "\x1b[" + std::to_string(onScreen_) + "A\r\x1b[J";
+    onScreen_ = 0;
+    return text;
+}
+
+std::string ProgressDisplay::drawn() {
+    std::string text;
+    const std::size_t width = columns();
+    for (std::size_t i = first_; i < lines_.size(); ++i) {
+        text += progressLine(lines_[i].label, lines_[i].progress, width) + "\n";
+        ++onScreen_;
+    }
+    return text;
+}
+
+// Finished lines at the top are written a last time and then left to scroll away, so that what is
+// redrawn never grows beyond the transfers under way and those that wait behind one.
+std::string ProgressDisplay::takeFinishedFromTop() {
+    std::string text;
+    const std::size_t width = columns();
+    while (first_ < lines_.size() && lines_[first_].finished) {
+        text += progressLine(lines_[first_].label, lines_[first_].progress, width) + "\n";
+        ++first_;
+    }
+    return text;
+}
+
+void ProgressDisplay::writeStep(Line& line) {
+    // Without a total there are no tenths; then a line every ten seconds.
+    const int step = line.progress.total > 0
+                         ? percentDone(line.progress) / 10
+                         : static_cast<int>(line.progress.elapsed.count() / 10);
+    if (step == line.stepShown) return;
+    line.stepShown = step;
+    write(progressLine(line.label, line.progress, columns()) + "\n");
+}
+
+void ProgressDisplay::write(const std::string& text) const {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t written = ::write(descriptor_, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR) continue;
+        // Where messages cannot be written there is no place to say so.
+        if (written < 0) return;
+        done += static_cast<std::size_t>(written);
+    }
+}
+
+std::size_t ProgressDisplay::columns() const {
+    winsize size{};
+    if (ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col - 1U;
+    return 100;
+}
+
+}  // namespace tavrin::http_tool

@@ -1,0 +1,60 @@
+#include "url_parts.h"
+
+#include <algorithm>
+
+namespace tavrin::http_tool {
+namespace {
+
+// No std::tolower: what a locale calls a letter has no place in a URL.
+std::string lowered(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return text;
+}
+
+// Where the authority of `url` begins and ends; nothing if it has none.
+struct Authority {
+    std::size_t begin;
+    std::size_t end;
+};
+
+std::optional<Authority> authorityOf(const std::string& url) {
+    const auto separator = url.find("://");
+    if (separator == std::string::npos || separator == 0) return std::nullopt;
+    const auto begin = separator + 3;
+    return Authority{begin, std::min(url.find_first_of("/?#", begin), url.size())};
+}
+
+std::string hostOf(const std::string& authority) {
+    const auto at = authority.rfind('@');
+    const std::string host = at == std::string::npos ? authority : authority.substr(at + 1);
+    if (!host.empty() && host.front() == '[') return host.substr(1, host.find(']') - 1);
+    return host.substr(0, host.find(':'));
+}
+
+}  // namespace
+
+std::optional<UrlParts> splitUrl(const std::string& url) {
+    const auto authority = authorityOf(url);
+    if (!authority) return std::nullopt;
+    UrlParts parts;
+    parts.scheme = lowered(url.substr(0, url.find("://")));
+    parts.host = lowered(hostOf(url.substr(authority->begin, authority->end - authority->begin)));
+    parts.path = url.substr(authority->end, url.find_first_of("?#", authority->end) - authority->end);
+    if (parts.host.empty()) return std::nullopt;
+    return parts;
+}
+
+std::string withScheme(const std::string& url) {
+    return authorityOf(url) ? url : "http://" + url;
+}
+
+std::string withoutCredentials(const std::string& url) {
+    const auto authority = authorityOf(url);
+    if (!authority) return url;
+    const auto at = url.substr(0, authority->end).rfind('@');
+    if (at == std::string::npos || at < authority->begin) return url;
+    return url.substr(0, authority->begin) + "***" + url.substr(at);
+}
+
+}  // namespace tavrin::http_tool
