@@ -151,7 +151,7 @@ public:
 
 private:
     template <typename T>
-    HTTPCLIENT_CORE_HIDDEN const T* findPart(const std::string& name) const;
+    const T* findPart(const std::string& name) const;
 
     std::vector<std::variant<DataPart, FilePart>> parts_;
 };

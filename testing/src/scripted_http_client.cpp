@@ -36,9 +36,12 @@ std::string readToEnd(std::istream& stream) {
 
 RecordedRequest recordWithoutBody(const HttpRequest& request,
                                   std::optional<std::uint64_t> requestId) {
-    RecordedRequest recorded{request.getHttpMethod(), request.getURL().toAsciiString(),
-                             request.getHeaders(),    std::nullopt,
-                             std::nullopt,            requestId};
+    RecordedRequest recorded{request.getHttpMethod(),
+                             request.getURL().toAsciiString(),
+                             request.getHeaders(),
+                             std::nullopt,
+                             std::nullopt,
+                             requestId};
     if (request.hasMultipartBody()) recorded.multipartBody = request.getMultipartBody();
     return recorded;
 }

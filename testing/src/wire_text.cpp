@@ -46,8 +46,8 @@ std::string multipartText(const MultipartBody& body) {
     for (const auto& part : body.getContent()) {
         const auto* data = std::get_if<DataPart>(&part);
         const auto header = data ? data->getHeader() : std::get<FilePart>(part).getHeader();
-        text += std::string(data ? " data" : " file") + " \"" + printable(header.getPartName()) +
-                "\"";
+        text +=
+            std::string(data ? " data" : " file") + " \"" + printable(header.getPartName()) + "\"";
     }
     return text + ")";
 }

@@ -123,8 +123,7 @@ MATCHER_P(HasMethod, method, "has the method " + testing::PrintToString(method))
 }
 
 /// A request whose URL, query parameters included, `url` matches.
-MATCHER_P(HasUrl, url,
-          "has a URL that " + testing::DescribeMatcher<std::string>(url, negation)) {
+MATCHER_P(HasUrl, url, "has a URL that " + testing::DescribeMatcher<std::string>(url, negation)) {
     return testing::ExplainMatchResult(url, detail::urlOf(arg), result_listener);
 }
 
@@ -140,7 +139,8 @@ inline auto IsStatus(httpclient_core::HttpResponseCode code) {
 
 /// A message whose simple body, from where its stream stands to its end, `body` matches; the stream
 /// is put back. A request without a body has "".
-MATCHER_P(BodyIs, body, "has a body that " + testing::DescribeMatcher<std::string>(body, negation)) {
+MATCHER_P(BodyIs, body,
+          "has a body that " + testing::DescribeMatcher<std::string>(body, negation)) {
     return testing::ExplainMatchResult(body, detail::bodyOf(arg), result_listener);
 }
 

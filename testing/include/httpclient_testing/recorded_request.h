@@ -24,7 +24,8 @@ struct RecordedRequest {
     /// The parts of the multipart body; nothing if the request had none.
     std::optional<httpclient_core::MultipartBody> multipartBody;
 
-    /// The id of an asynchronous request, the same for all its attempts; none if it was synchronous.
+    /// The id of an asynchronous request, the same for all its attempts; none if it was
+    /// synchronous.
     std::optional<std::uint64_t> requestId;
 };
 

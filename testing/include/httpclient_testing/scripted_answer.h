@@ -80,9 +80,8 @@ public:
 
     /// Called first, with the request and the response of the attempt, for what has no place in a
     /// script. What it throws fails the attempt.
-    ScriptedAnswer& withAction(std::function<void(httpclient_core::HttpRequest&,
-                                                  httpclient_core::HttpResponse&)>
-                                   action);
+    ScriptedAnswer& withAction(
+        std::function<void(httpclient_core::HttpRequest&, httpclient_core::HttpResponse&)> action);
 
     /// The delay; 0 by default.
     std::chrono::milliseconds delay() const;

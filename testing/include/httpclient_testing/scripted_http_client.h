@@ -33,12 +33,13 @@ enum class ScriptOrder {
 ///
 ///     ScriptedHttpClient client;
 ///     client.expect({HttpMethod::GET, "http://host/file"},
-///                   ScriptedAnswer(200, "OK").withHeader("Accept-Ranges", "bytes").withBody("ab"));
+///                   ScriptedAnswer(200, "OK").withHeader("Accept-Ranges",
+///                   "bytes").withBody("ab"));
 ///
-/// Retries and resuming are the library's own; each attempt uses up one expectation. An attempt that
-/// was not expected is recorded, and fails with std::logic_error, which shows the request and what
-/// was expected instead; like any failure it goes through the retry strategy. Bodies are read and
-/// written as a transport would: a request's body stream is left at its end, with eofbit and
+/// Retries and resuming are the library's own; each attempt uses up one expectation. An attempt
+/// that was not expected is recorded, and fails with std::logic_error, which shows the request and
+/// what was expected instead; like any failure it goes through the retry strategy. Bodies are read
+/// and written as a transport would: a request's body stream is left at its end, with eofbit and
 /// failbit, and a response is written chunk by chunk.
 ///
 /// All operations may be called from several threads at once.

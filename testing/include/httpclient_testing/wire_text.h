@@ -12,9 +12,9 @@ namespace tavrin::httpclient_testing {
 /// A message as it would stand on the wire, for people to read: start line, header fields, an empty
 /// line, body, with line feeds for line ends. It never shows a credential: the values of
 /// Authorization, Proxy-Authorization, Cookie and Set-Cookie are "***", and so is what stands
-/// before the "@" in the URL. Bytes that are no printable text are written as \x00 to \xff, and of a
-/// body that is longer than 1024 bytes only the beginning is shown, with its length. Of a multipart
-/// body the names of the parts are shown.
+/// before the "@" in the URL. Bytes that are no printable text are written as \x00 to \xff, and of
+/// a body that is longer than 1024 bytes only the beginning is shown, with its length. Of a
+/// multipart body the names of the parts are shown.
 ///
 /// Linear in the message. A request's or response's body is read where it stands and put back to
 /// that place; a body stream that cannot go back is consumed. A response that has no body stream
