@@ -1,0 +1,36 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace tavrin::httpclient_testing::detail {
+
+// Owns a file descriptor and closes it.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int number) : number_(number) {}
+    ~FileDescriptor() { close(); }
+    FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        if (this != &other) {
+            close();
+            number_ = std::exchange(other.number_, -1);
+        }
+        return *this;
+    }
+
+    int number() const { return number_; }
+    explicit operator bool() const { return number_ >= 0; }
+
+    void close() {
+        if (number_ >= 0) ::close(number_);
+        number_ = -1;
+    }
+
+private:
+    int number_ = -1;
+};
+
+}  // namespace tavrin::httpclient_testing::detail
