@@ -1,0 +1,27 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+
+/// Number of times that the program has allocated memory so far.
+std::size_t allocationCount();
+
+/// Adds the counter "allocs", allocations per iteration, to what `state` reports. It is made after
+/// the set-up and destroyed after the loop.
+class AllocationsPerIteration {
+public:
+    explicit AllocationsPerIteration(benchmark::State& state)
+        : state_(state), before_(allocationCount()) {}
+    AllocationsPerIteration(const AllocationsPerIteration&) = delete;
+    AllocationsPerIteration& operator=(const AllocationsPerIteration&) = delete;
+    ~AllocationsPerIteration() {
+        state_.counters["allocs"] =
+            benchmark::Counter(static_cast<double>(allocationCount() - before_),
+                               benchmark::Counter::kAvgIterations);
+    }
+
+private:
+    benchmark::State& state_;
+    std::size_t before_;
+};
