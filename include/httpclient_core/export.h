@@ -2,3 +2,6 @@
 
 /// Marks a class or function as part of the library's binary interface; everything else is hidden.
 #define HTTPCLIENT_CORE_EXPORT __attribute__((visibility("default")))
+
+/// Keeps a member of a class that is part of the binary interface out of it.
+#define HTTPCLIENT_CORE_HIDDEN __attribute__((visibility("hidden")))

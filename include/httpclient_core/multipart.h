@@ -151,7 +151,7 @@ public:
 
 private:
     template <typename T>
-    const T* findPart(const std::string& name) const;
+    HTTPCLIENT_CORE_HIDDEN const T* findPart(const std::string& name) const;
 
     std::vector<std::variant<DataPart, FilePart>> parts_;
 };
