@@ -4,10 +4,10 @@
 #include <functional>
 #include <initializer_list>
 #include <list>
-#include <map>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -27,12 +27,10 @@ namespace tavrin::httpclient_core {
 /// refer into the collection itself. A moved-from collection is empty and every operation works on
 /// it.
 class HTTPCLIENT_CORE_EXPORT NameValueCollection {
-    using Entries = std::list<std::pair<std::string, std::string>>;
-
 public:
-    using value_type = Entries::value_type;
-    using iterator = Entries::iterator;
-    using const_iterator = Entries::const_iterator;
+    using value_type = std::pair<std::string, std::string>;
+    using iterator = std::list<value_type>::iterator;
+    using const_iterator = std::list<value_type>::const_iterator;
 
     /// Orders names as the "C" locale does, upper and lower case ASCII letters being the same.
     ///
@@ -141,15 +139,42 @@ public:
         }) const;
 
 private:
-    using Index = std::multimap<std::string, iterator, CaseInsensitiveCompare>;
+    // Memory of the entries, and the index over them.
+    class Storage;
 
-    Index::const_iterator firstOf(const std::string& name) const;
-    void dropFromIndex(const std::vector<iterator>& dropped);
+    // Takes the nodes of the entries from their storage: an entry costs no allocation of its own.
+    template <typename T>
+    class NodeAllocator {
+    public:
+        using value_type = T;
+        using propagate_on_container_swap = std::true_type;
 
-    Entries entries_;
-    Index index_;
-    // Whether an entry may stand in the index more than once, or under a name of long ago.
-    bool indexedRepeatedly_ = false;
+        explicit NodeAllocator(Storage* storage) : storage_(storage) {}
+        template <typename U>
+        NodeAllocator(const NodeAllocator<U>& other) : storage_(other.storage()) {}
+
+        T* allocate(std::size_t) { return static_cast<T*>(allocateNode(*storage_)); }
+        void deallocate(T* node, std::size_t) { deallocateNode(*storage_, node); }
+
+        Storage* storage() const { return storage_; }
+        bool operator==(const NodeAllocator& other) const { return storage_ == other.storage_; }
+        bool operator!=(const NodeAllocator& other) const { return storage_ != other.storage_; }
+
+    private:
+        Storage* storage_;
+    };
+    using Entries = std::list<value_type, NodeAllocator<value_type>>;
+
+    static void* allocateNode(Storage& storage);
+    static void deallocateNode(Storage& storage, void* node);
+
+    void makeStorage(std::size_t expectedEntries);
+    template <typename Name>
+    HTTPCLIENT_CORE_HIDDEN void append(Name&& name, std::string value);
+    void swap(NameValueCollection& other) noexcept;
+
+    std::unique_ptr<Storage> storage_;  // Made with the first entry.
+    Entries entries_{NodeAllocator<value_type>(nullptr)};
 };
 
 }  // namespace tavrin::httpclient_core

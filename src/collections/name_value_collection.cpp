@@ -2,28 +2,23 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <functional>
+#include <array>
+#include <cstddef>
 #include <iterator>
+#include <memory_resource>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "client/log.h"
+#include "collections/name_index.h"
 #include "httpclient_core/collections.h"
 
 namespace tavrin::httpclient_core {
 namespace {
 
-using EntryIterator = NameValueCollection::iterator;
-
-bool precedesInMemory(EntryIterator a, EntryIterator b) {
-    return std::less<const NameValueCollection::value_type*>()(&*a, &*b);
-}
-
-void sortAndUnify(std::vector<EntryIterator>& entries) {
-    std::sort(entries.begin(), entries.end(), precedesInMemory);
-    entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
-}
+constexpr std::size_t TYPICAL_ENTRIES = 12;
 
 }  // namespace
 
@@ -54,23 +49,60 @@ bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& 
     return strcasecmp_l(a.c_str(), b.c_str(), impl_->locale()) < 0;
 }
 
+// The first entries' nodes stand in the storage itself, further ones in blocks that grow with it.
+class NameValueCollection::Storage {
+public:
+    detail::NameIndex index;
+
+    // Whether an entry may stand in the index more than once, or under a name of long ago.
+    bool indexedRepeatedly = false;
+
+    explicit Storage(std::size_t expectedEntries) { index.reserve(expectedEntries); }
+
+    void* allocateNode() {
+        if (!removed_) return blocks_.allocate(sizeof(Node), alignof(Node));
+        return std::exchange(removed_, removed_->next);
+    }
+
+    void deallocateNode(void* node) { removed_ = new (node) Removed{removed_}; }
+
+private:
+    // As large as a node of the list: an entry and the links to its neighbours.
+    struct alignas(std::max_align_t) Node {
+        std::byte memory[sizeof(value_type) + 2 * sizeof(void*)];
+    };
+    // A node that is free to be used again.
+    struct Removed {
+        Removed* next;
+    };
+
+    std::array<Node, 8> firstNodes_;
+    std::pmr::monotonic_buffer_resource blocks_{&firstNodes_, sizeof(firstNodes_)};
+    Removed* removed_ = nullptr;
+};
+
+void* NameValueCollection::allocateNode(Storage& storage) { return storage.allocateNode(); }
+
+void NameValueCollection::deallocateNode(Storage& storage, void* node) {
+    storage.deallocateNode(node);
+}
+
 NameValueCollection::NameValueCollection() = default;
 
 NameValueCollection::NameValueCollection(
-    std::initializer_list<std::pair<std::string, std::string>> entries)
-    : entries_(entries) {
-    init();
+    std::initializer_list<std::pair<std::string, std::string>> entries) {
+    if (entries.size() == 0) return;
+    makeStorage(entries.size());
+    for (const auto& [name, value] : entries) add(name, value);
 }
 
-NameValueCollection::NameValueCollection(const NameValueCollection& other)
-    : entries_(other.entries_) {
-    init();
+NameValueCollection::NameValueCollection(const NameValueCollection& other) {
+    if (other.empty()) return;
+    makeStorage(other.size());
+    for (const auto& [name, value] : other) add(name, value);
 }
 
-NameValueCollection::NameValueCollection(NameValueCollection&& other) noexcept
-    : entries_(std::move(other.entries_)),
-      index_(std::move(other.index_)),
-      indexedRepeatedly_(std::exchange(other.indexedRepeatedly_, false)) {}
+NameValueCollection::NameValueCollection(NameValueCollection&& other) noexcept { swap(other); }
 
 NameValueCollection::~NameValueCollection() = default;
 
@@ -79,37 +111,40 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
         init();  // Every entry is indexed twice now, which is kept on purpose.
         return *this;
     }
+    if (other.empty() && !storage_) return *this;
+    if (!storage_) makeStorage(other.size());
 
-    // What can fail comes first. An entry that stays is overwritten in its node; a further one
-    // brings the node of its copy along.
-    Entries copies = other.entries_;
-    Index additions(index_.key_comp());
-    auto kept = entries_.begin();
+    // What can fail comes first: copies of the entries, and of the index. An entry that stays is
+    // overwritten in its node; a further one brings the node of its copy along.
+    Entries copies(other.begin(), other.end(), entries_.get_allocator());
+    const auto kept = std::min(size(), copies.size());
+    const auto firstRemoved = std::next(entries_.begin(), static_cast<std::ptrdiff_t>(kept));
+    std::vector<iterator> removed;
+    for (auto entry = firstRemoved; entry != entries_.end(); ++entry) removed.push_back(entry);
+    detail::NameIndex::sortAndUnify(removed);
+
+    detail::NameIndex index = storage_->index;
+    index.removeEntries(removed);
+    auto entry = entries_.begin();
     for (auto copy = copies.begin(); copy != copies.end(); ++copy) {
-        additions.emplace(copy->first, kept == entries_.end() ? copy : kept++);
+        index.add(copy->first, entry == firstRemoved ? copy : entry++);
     }
-    std::vector<iterator> dropped;
-    for (auto entry = kept; entry != entries_.end(); ++entry) dropped.push_back(entry);
-    sortAndUnify(dropped);
-    dropFromIndex(dropped);
 
-    entries_.erase(kept, entries_.end());
-    for (auto& entry : entries_) {
-        entry.swap(copies.front());
+    entries_.erase(firstRemoved, entries_.end());
+    for (auto& reused : entries_) {
+        reused.swap(copies.front());
         copies.pop_front();
     }
     entries_.splice(entries_.end(), copies);
-
+    storage_->index = std::move(index);
     // Old names go on leading to the entries that stay, on purpose.
-    indexedRepeatedly_ = !index_.empty();
-    index_.merge(additions);
+    storage_->indexedRepeatedly = kept > 0;
     return *this;
 }
 
 NameValueCollection& NameValueCollection::operator=(NameValueCollection&& other) noexcept {
-    entries_ = std::move(other.entries_);
-    index_ = std::move(other.index_);
-    indexedRepeatedly_ = std::exchange(other.indexedRepeatedly_, false);
+    NameValueCollection taken(std::move(other));
+    swap(taken);
     return *this;
 }
 
@@ -122,22 +157,20 @@ std::string NameValueCollection::get(const std::string& name) const {
 }
 
 std::vector<std::string> NameValueCollection::getAll(const std::string& name) const {
-    const auto [first, last] = index_.equal_range(name);
     std::vector<std::string> values;
-    values.reserve(static_cast<std::size_t>(std::distance(first, last)));
-    for (auto position = first; position != last; ++position) {
-        values.push_back(position->second->second);
-    }
+    if (!storage_) return values;
+    const auto entries = storage_->index.all(name);
+    values.reserve(entries.size());
+    for (const auto entry : entries) values.push_back(entry->second);
     return values;
 }
 
-bool NameValueCollection::has(const std::string& name) const {
-    return firstOf(name) != index_.end();
-}
+bool NameValueCollection::has(const std::string& name) const { return find(name) != end(); }
 
 NameValueCollection::const_iterator NameValueCollection::find(const std::string& name) const {
-    const auto position = firstOf(name);
-    return position == index_.end() ? end() : const_iterator(position->second);
+    if (!storage_) return end();
+    const auto entry = storage_->index.first(name);
+    return entry ? const_iterator(*entry) : end();
 }
 
 bool NameValueCollection::empty() const { return entries_.empty(); }
@@ -149,50 +182,45 @@ bool NameValueCollection::operator==(const NameValueCollection& other) const {
 }
 
 void NameValueCollection::add(std::pair<std::string, std::string> entry) {
-    Entries added;
-    added.push_back(std::move(entry));
-    index_.emplace(added.front().first, added.begin());
-    entries_.splice(entries_.end(), added);
+    append(std::move(entry.first), std::move(entry.second));
 }
 
 void NameValueCollection::add(const std::string& name, std::string value) {
-    add(std::pair(name, std::move(value)));
+    append(name, std::move(value));
 }
 
 void NameValueCollection::set(const std::string& name, std::string value) {
-    const auto position = firstOf(name);
-    if (position == index_.end()) {
-        add(name, std::move(value));
+    const auto entry = storage_ ? storage_->index.first(name) : std::nullopt;
+    if (entry) {
+        (*entry)->second = std::move(value);
     } else {
-        position->second->second = std::move(value);
+        append(name, std::move(value));
     }
 }
 
 void NameValueCollection::erase(const std::string& name) {
-    const auto [first, last] = index_.equal_range(name);
-    Entries removed;  // Keeps the entries until the end: `name` may refer into one of them.
-    if (!indexedRepeatedly_) {
-        for (auto position = first; position != last; ++position) {
-            removed.splice(removed.end(), entries_, position->second);
-        }
-        index_.erase(first, last);
-        return;
-    }
+    if (!storage_) return;
+    auto entries = storage_->index.all(name);
+    if (entries.empty()) return;
+    const bool indexedRepeatedly = storage_->indexedRepeatedly;
+    if (indexedRepeatedly) detail::NameIndex::sortAndUnify(entries);
 
-    std::vector<iterator> dropped;
-    for (auto position = first; position != last; ++position) dropped.push_back(position->second);
-    sortAndUnify(dropped);
-    for (const auto entry : dropped) removed.splice(removed.end(), entries_, entry);
-    dropFromIndex(dropped);
+    // Keeps the entries until the end: `name` may refer into one of them.
+    Entries removed(entries_.get_allocator());
+    for (const auto entry : entries) removed.splice(removed.end(), entries_, entry);
+    if (indexedRepeatedly) {
+        storage_->index.removeEntries(entries);
+    } else {
+        storage_->index.removeName(name);
+    }
 }
 
 void NameValueCollection::init() {
-    Index additions(index_.key_comp());
-    for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
-        additions.emplace(entry->first, entry);
-    }
-    indexedRepeatedly_ = !index_.empty();
-    index_.merge(additions);
+    if (empty()) return;
+    detail::NameIndex index = storage_->index;
+    for (auto entry = begin(); entry != end(); ++entry) index.add(entry->first, entry);
+    storage_->index = std::move(index);
+    storage_->indexedRepeatedly = true;
 }
 
 NameValueCollection::iterator NameValueCollection::begin() { return entries_.begin(); }
@@ -221,21 +249,29 @@ std::string NameValueCollection::toString(
     return os.str();
 }
 
-NameValueCollection::Index::const_iterator NameValueCollection::firstOf(
-    const std::string& name) const {
-    const auto position = index_.lower_bound(name);
-    if (position == index_.end() || index_.key_comp()(name, position->first)) return index_.end();
-    return position;
+void NameValueCollection::makeStorage(std::size_t expectedEntries) {
+    auto storage = std::make_unique<Storage>(expectedEntries);
+    Entries entries(NodeAllocator<value_type>(storage.get()));
+    entries_.swap(entries);
+    storage_ = std::move(storage);
 }
 
-// Takes every reference to the entries out of the index. They must be sorted by address.
-void NameValueCollection::dropFromIndex(const std::vector<iterator>& dropped) {
-    if (dropped.empty()) return;
-    for (auto position = index_.begin(); position != index_.end();) {
-        const bool drop =
-            std::binary_search(dropped.begin(), dropped.end(), position->second, precedesInMemory);
-        position = drop ? index_.erase(position) : std::next(position);
+template <typename Name>
+void NameValueCollection::append(Name&& name, std::string value) {
+    if (!storage_) makeStorage(TYPICAL_ENTRIES);
+    entries_.emplace_back(std::forward<Name>(name), std::move(value));
+    try {
+        const auto entry = std::prev(entries_.end());
+        storage_->index.add(entry->first, entry);
+    } catch (...) {
+        entries_.pop_back();
+        throw;
     }
+}
+
+void NameValueCollection::swap(NameValueCollection& other) noexcept {
+    storage_.swap(other.storage_);
+    entries_.swap(other.entries_);
 }
 
 }  // namespace tavrin::httpclient_core

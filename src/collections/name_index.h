@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "httpclient_core/collections.h"
+
+namespace tavrin::httpclient_core::detail {
+
+/// Leads from names, ASCII letter case aside, to entries of a collection, in the order of adding.
+/// The names are copies: changing an entry's own name changes nothing here.
+class NameIndex {
+public:
+    using Entry = NameValueCollection::iterator;
+
+    NameIndex() = default;
+    NameIndex(const NameIndex& other);
+    NameIndex(NameIndex&&) noexcept = default;
+    NameIndex& operator=(NameIndex&&) noexcept = default;
+
+    bool empty() const { return few_.empty() && !many_; }
+
+    void reserve(std::size_t entries);
+
+    /// Adds an entry under that name. If that fails, nothing has changed.
+    void add(const std::string& name, Entry entry);
+
+    /// The first entry of that name.
+    std::optional<Entry> first(const std::string& name) const;
+
+    /// All entries of that name, each as often as it was added.
+    std::vector<Entry> all(const std::string& name) const;
+
+    /// Takes out everything that was added under the name.
+    void removeName(const std::string& name);
+
+    /// Takes out the entries, whatever their names. They must be sorted by address.
+    void removeEntries(const std::vector<Entry>& entries);
+
+    /// Sorts entries by address and lets each stand once.
+    static void sortAndUnify(std::vector<Entry>& entries);
+
+private:
+    using Tree = std::multimap<std::string, Entry, NameValueCollection::CaseInsensitiveCompare>;
+
+    void growIntoTree();
+
+    // Twelve names are indexed in less than half the time of a tree; a longer list becomes a tree,
+    // and stays it.
+    static constexpr std::size_t MOST_TO_WALK = 24;
+    std::vector<std::pair<std::string, Entry>> few_;
+    std::unique_ptr<Tree> many_;
+};
+
+}  // namespace tavrin::httpclient_core::detail
