@@ -13,4 +13,9 @@ Event::Event() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
 
 void Event::set() { eventfd_write(descriptor(), 1); }
 
+void Event::clear() {
+    eventfd_t count = 0;
+    eventfd_read(descriptor(), &count);
+}
+
 }  // namespace tavrin::httpclient_testing::detail

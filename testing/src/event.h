@@ -4,14 +4,15 @@
 
 namespace tavrin::httpclient_testing::detail {
 
-// Something that happens once and that a thread can wait for together with a socket.
+// Something that a thread can wait for together with a socket.
 class Event {
 public:
     Event();
 
-    // Readable from set() on.
+    // Readable from set() to clear().
     int descriptor() const { return descriptor_.number(); }
     void set();
+    void clear();
 
 private:
     FileDescriptor descriptor_;

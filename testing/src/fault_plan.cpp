@@ -201,7 +201,7 @@ void setBadStatus(FaultStep& step, const Token& token) {
         {"nospace", "HTTP/1.1200 OK"},
         {"foreign", "FTP/1.1 200 OK"},
         {"version", "HTTP/9.9 200 OK"},
-        {"nul", std::string("HTTP/1.1 2\0000 OK", 16)},
+        {"nul", std::string("HTTP/1.1 2\0000 OK", 15)},
         {"headless", "<html>a body without a head</html>"},
         {"noreason", "HTTP/1.1 200"},
         {"long", "HTTP/1.1 200 " + std::string(LONG_REASON, 'r')},

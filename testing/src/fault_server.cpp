@@ -55,6 +55,7 @@ public:
     void stop() {
         const std::lock_guard lock(stopping_);
         state_.stopEvent().set();
+        listener_.refuse(std::nullopt);
         if (acceptor_.joinable()) acceptor_.join();
         for (Worker& worker : workers_) worker.thread.join();
         workers_.clear();

@@ -1,13 +1,11 @@
 #include "listener.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <system_error>
 
 #include "loopback.h"
 
@@ -25,11 +23,7 @@ bool descriptorsExhausted() {
 }  // namespace
 
 Listener::Listener()
-    : reservation_(boundSocket(0)),
-      port_(portOf(reservation_)),
-      listening_(boundSocket(port_)),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!wake_) throw std::system_error(errno, std::generic_category(), "eventfd");
+    : reservation_(boundSocket(0)), port_(portOf(reservation_)), listening_(boundSocket(port_)) {
     listenOn(listening_, BACKLOG);
 }
 
@@ -38,13 +32,10 @@ std::optional<FileDescriptor> Listener::accept(int stopEvent) {
     for (;;) {
         const Wait next = exhausted ? Wait{-1, EXHAUSTED_PAUSE_MS} : nextWait();
         std::array<pollfd, 3> waits{
-            {{next.socket, POLLIN, 0}, {stopEvent, POLLIN, 0}, {wake_.number(), POLLIN, 0}}};
+            {{next.socket, POLLIN, 0}, {stopEvent, POLLIN, 0}, {changed_.descriptor(), POLLIN, 0}}};
         ::poll(waits.data(), waits.size(), next.timeoutMs);
         if (waits[1].revents != 0) return std::nullopt;
-        if (waits[2].revents != 0) {
-            eventfd_t count = 0;
-            eventfd_read(wake_.number(), &count);
-        }
+        if (waits[2].revents != 0) changed_.clear();
         exhausted = false;
         if (waits[0].revents == 0) continue;
         FileDescriptor socket(accept4(next.socket, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -59,13 +50,13 @@ void Listener::refuse(std::optional<std::chrono::milliseconds> duration) {
     const auto from = refusing_ ? refusingUntil_ : Clock::now();
     refusingUntil_ = from && duration ? std::optional(*from + *duration) : std::nullopt;
     refusing_ = true;
-    wakeAcceptor();
+    changed_.set();
 }
 
 void Listener::acceptAgain() {
     const std::lock_guard lock(mutex_);
     if (refusing_) listenAgain();
-    wakeAcceptor();
+    changed_.set();
 }
 
 Listener::Wait Listener::nextWait() {
@@ -82,7 +73,5 @@ void Listener::listenAgain() {
     listenOn(listening_, BACKLOG);
     refusing_ = false;
 }
-
-void Listener::wakeAcceptor() { eventfd_write(wake_.number(), 1); }
 
 }  // namespace tavrin::httpclient_testing::detail

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <optional>
 
+#include "event.h"
 #include "file_descriptor.h"
 
 namespace tavrin::httpclient_testing::detail {
@@ -33,14 +34,13 @@ private:
     };
     Wait nextWait();
     void listenAgain();
-    void wakeAcceptor();
 
     // Bound as well, never listening: it found the port, and the other socket, bound to that port
     // by number, keeps it while it doesn't listen.
     FileDescriptor reservation_;
     int port_;
     FileDescriptor listening_;
-    FileDescriptor wake_;
+    Event changed_;
 
     std::mutex mutex_;
     bool refusing_ = false;

@@ -132,24 +132,23 @@ void ServerState::forgetRequests() {
     requests_.clear();
 }
 
+ServerState::Stall::Stall(ServerState& state) : state_(state) {
+    const std::lock_guard lock(state_.mutex_);
+    state_.stalls_.push_back(&released);
+    ++state_.stallsSeen_;
+    state_.changed_.notify_all();
+}
+
+ServerState::Stall::~Stall() {
+    const std::lock_guard lock(state_.mutex_);
+    auto& stalls = state_.stalls_;
+    stalls.erase(std::find(stalls.begin(), stalls.end(), &released));
+}
+
 void ServerState::stall(PeerStream& stream) {
-    Event released;
-    {
-        const std::lock_guard lock(mutex_);
-        stalls_.push_back(&released);
-    }
-    const auto forget = [&](void*) {
-        const std::lock_guard lock(mutex_);
-        stalls_.erase(std::remove(stalls_.begin(), stalls_.end(), &released), stalls_.end());
-    };
-    const std::unique_ptr<void, decltype(forget)> forgetting(&released, forget);
-    stream.flush();
-    {
-        const std::lock_guard lock(mutex_);
-        ++stallsSeen_;
-        changed_.notify_all();
-    }
-    stream.waitFor(released.descriptor());
+    stream.flush();  // what comes before the stall has left when it is seen
+    const Stall stall(*this);
+    stream.waitFor(stall.released.descriptor());
 }
 
 void ServerState::release() {

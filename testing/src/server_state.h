@@ -88,6 +88,19 @@ public:
     void waitUntilIdle(std::chrono::milliseconds patience) const;
 
 private:
+    // Makes an event known to release() while it lives.
+    struct Stall {
+        explicit Stall(ServerState& state);
+        ~Stall();
+        Stall(const Stall&) = delete;
+        Stall& operator=(const Stall&) = delete;
+
+        Event released;
+
+    private:
+        ServerState& state_;
+    };
+
     struct Cursor {
         FaultPlan plan;
         std::size_t next = 0;

@@ -42,12 +42,11 @@ struct EarlyAnswer {
 /// several that end the connection the first to be reached wins.
 ///
 /// A plain value. Beside each field stands the word that sets it in a plan's text: `@k` takes a
-/// number of bytes
-/// ("rst@1000"; "rst@end" is behind the last byte), `:n` a number. A number of bytes that lies
-/// behind the end means the end. "Body" is the body of this one answer, so a position in a 206
-/// counts from the first byte of the range.
+/// number of bytes ("rst@1000"; "rst@end" is behind the last byte), `:n` a number. A number of
+/// bytes that lies behind the end means the end. "Body" is the body of this one answer, so a
+/// position in a 206 counts from the first byte of the range.
 struct HTTPCLIENT_TESTING_EXPORT FaultStep {
-    /// Reads one step: words joined by `+`, such as "ignorerange+rst@500" ; "ok", or an empty text,
+    /// Reads one step: words joined by `+`, such as "ignorerange+rst@500"; "ok", or an empty text,
     /// is no fault. A `+` right after a colon is a sign. Linear in the length of `text`.
     /// @throws std::runtime_error "Unknown fault <" + word + ">" for a word that does not exist,
     /// and "Malformed fault <" + word with its arguments + ">" for a wrong or missing argument.

@@ -67,8 +67,8 @@ public:
     FaultServer(const FaultServer&) = delete;
     FaultServer& operator=(const FaultServer&) = delete;
 
-    /// Closes every connection, ends every stall and joins every thread, within milliseconds. The
-    /// log and the content may still be asked for; a second call does nothing.
+    /// Stops listening, closes every connection, ends every stall and joins every thread, within
+    /// milliseconds. The log and the content may still be asked for; a second call does nothing.
     void stop();
 
     // --- Where it is ---

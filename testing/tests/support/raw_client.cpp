@@ -60,6 +60,7 @@ RawClient::RawClient(int port) : socket_(connectTo(port)) {}
 RawClient::RawClient(int port, const std::string& caFile)
     : socket_(connectTo(port)), tls_(std::make_unique<Tls>()) {
     SSL_CTX_load_verify_file(tls_->context.get(), caFile.c_str());
+    SSL_CTX_set_min_proto_version(tls_->context.get(), TLS1_2_VERSION);
     SSL_CTX_set_verify(tls_->context.get(), SSL_VERIFY_PEER, nullptr);
     tls_->connection.reset(SSL_new(tls_->context.get()));
     SSL* connection = tls_->connection.get();
