@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cctype>
+#include <cerrno>
 #include <stdexcept>
 #include <system_error>
 #include <vector>

@@ -9,7 +9,7 @@
 #include <streambuf>
 #include <utility>
 
-#include "write_failure.h"
+#include "failures.h"
 
 namespace tavrin::http_tool {
 namespace {

@@ -14,7 +14,7 @@
 #include <system_error>
 
 #include "checksum.h"
-#include "write_failure.h"
+#include "failures.h"
 
 namespace tavrin::http_tool {
 
@@ -22,7 +22,7 @@ using httpclient_core::HttpHeaders;
 
 namespace {
 
-std::string quoted(const std::string& path) { return "\"" + path + "\""; }
+std::string inQuotes(const std::string& path) { return "\"" + path + "\""; }
 
 // Renaming would put the file in the place of a link, not of what the link points to.
 std::string withoutLinks(const std::string& path) {
@@ -45,15 +45,15 @@ int openLocked(const std::string& path) {
     while (true) {
         const int descriptor =
             open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
-        if (descriptor < 0) throw writeFailure("create " + quoted(path), errno);
+        if (descriptor < 0) throw writeFailure("create " + inQuotes(path), errno);
         struct stat status {};
         if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
             close(descriptor);
-            throw WriteFailure("cannot write to " + quoted(path) + ": not a regular file");
+            throw WriteFailure("cannot write to " + inQuotes(path) + ": not a regular file");
         }
         if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
             close(descriptor);
-            throw WriteFailure("cannot write to " + quoted(path) +
+            throw WriteFailure("cannot write to " + inQuotes(path) +
                                ": another download is writing to it");
         }
         // Between opening and locking, the holder may have finished and renamed the file.
@@ -69,10 +69,10 @@ std::string fingerprint(const std::string& url) { return checksumOfText("sha256"
 
 PartFile::PartFile(const std::string& target) : target_(withoutLinks(target)) {
     if (std::error_code error; std::filesystem::is_directory(target_, error)) {
-        throw WriteFailure("cannot write to " + quoted(target_) + ": it is a directory");
+        throw WriteFailure("cannot write to " + inQuotes(target_) + ": it is a directory");
     }
     descriptor_ = openLocked(partPath());
-    output_.emplace(descriptor_, Output::Access::ANYWHERE, quoted(partPath()));
+    output_.emplace(descriptor_, Output::Access::ANYWHERE, inQuotes(partPath()));
 }
 
 PartFile::~PartFile() {
@@ -80,7 +80,8 @@ PartFile::~PartFile() {
         struct stat status {};
         const bool empty = fstat(descriptor_, &status) != 0 || status.st_size == 0;
         // What an earlier run left is not ours to remove while nothing new took its place.
-        const bool useless = empty || (touched_ && !(keep_ && access(validatorPath().c_str(), F_OK) == 0));
+        const bool useless =
+            empty || (touched_ && !(keep_ && access(validatorPath().c_str(), F_OK) == 0));
         if (useless) {
             unlink(validatorPath().c_str());
             unlink(partPath().c_str());
@@ -110,17 +111,20 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
 }
 
 std::unique_ptr<std::iostream> PartFile::begin(
-    const std::string& url, const std::optional<Representation>& representation) {
+    const std::string& url, const std::string& head,
+    const std::optional<Representation>& representation) {
     forget();
-    if (representation) {
+    if (representation && head.empty()) {
         std::ofstream file(validatorPath());
         file << "Validator: " << representation->validator << "\n"
              << "Content-Length: " << representation->length << "\n"
              << "URL-SHA256: " << fingerprint(url) << "\n"
              << std::flush;
-        if (!file) throw writeFailure("write to " + quoted(validatorPath()), errno);
+        if (!file) throw writeFailure("write to " + inQuotes(validatorPath()), errno);
     }
-    return output_->streamFrom(0);
+    output_->write(head.data(), head.size(), 0);
+    output_->check();
+    return output_->streamFrom(output_->end());
 }
 
 std::unique_ptr<std::iostream> PartFile::continueFrom(std::int64_t offset) {
@@ -131,13 +135,15 @@ std::unique_ptr<std::iostream> PartFile::continueFrom(std::int64_t offset) {
 
 void PartFile::forget() {
     touched_ = true;
-    // In this order a crash leaves bytes that nothing vouches for, never old bytes under a new name.
+    // In this order a crash leaves bytes that nothing vouches for, never old bytes under a new
+    // name.
     unlink(validatorPath().c_str());
     cutOff(0);
 }
 
 void PartFile::cutOff(std::int64_t size) {
-    if (ftruncate(descriptor_, size) != 0) throw writeFailure("write to " + quoted(partPath()), errno);
+    if (ftruncate(descriptor_, size) != 0)
+        throw writeFailure("write to " + inQuotes(partPath()), errno);
     output_->setEnd(size);
 }
 
@@ -158,9 +164,9 @@ void PartFile::renameTo(const std::string& path, unsigned int flags) {
     output_->check();
     // Some file systems report a full disk only now; and the name must not outlive a crash without
     // the bytes.
-    if (fdatasync(descriptor_) != 0) throw writeFailure("write to " + quoted(partPath()), errno);
+    if (fdatasync(descriptor_) != 0) throw writeFailure("write to " + inQuotes(partPath()), errno);
     if (renameat2(AT_FDCWD, partPath().c_str(), AT_FDCWD, path.c_str(), flags) != 0) {
-        throw writeFailure("rename " + quoted(partPath()) + " to " + quoted(path), errno);
+        throw writeFailure("rename " + inQuotes(partPath()) + " to " + inQuotes(path), errno);
     }
     unlink(validatorPath().c_str());
     finished_ = true;

@@ -33,10 +33,10 @@ public:
     };
     std::optional<Held> held(const std::string& url) const;
 
-    /// An empty stream for a body from its first byte on; what the file held is gone.
-    /// `representation` is what the body will be a part of, if that is known.
-    /// @throws WriteFailure if the file cannot be cut off or the validator not be written.
-    std::unique_ptr<std::iostream> begin(const std::string& url,
+    /// A stream for a body from its first byte on, behind `head`; what the file held is gone.
+    /// `representation`, if known, is what the file without a head will be a part of.
+    /// @throws WriteFailure if the file cannot be cut off, or head or validator not be written.
+    std::unique_ptr<std::iostream> begin(const std::string& url, const std::string& head,
                                          const std::optional<Representation>& representation);
 
     /// A stream that continues the file from `offset` on; its position 0 is there.

@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -39,6 +40,7 @@ void ProgressDisplay::update(std::size_t number, std::int64_t now, std::int64_t 
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto time = Clock::now();
     Line& line = lines_[number];
+    if (line.initial < 0) line.initial = now;
     if (time - line.drawn < REDRAW_INTERVAL) {
         // Kept for finish(), which shows the last state.
         line.progress.now = now;
@@ -65,7 +67,8 @@ void ProgressDisplay::finish(std::size_t number) {
     line.finished = true;
     line.progress.elapsed = std::chrono::duration_cast<std::chrono::seconds>(passed);
     // At the end the average says more than the last moments.
-    line.progress.bytesPerSecond = static_cast<double>(line.progress.now) / passed.count();
+    const auto received = std::max<std::int64_t>(line.progress.now - line.initial, 0);
+    line.progress.bytesPerSecond = static_cast<double>(received) / passed.count();
     if (style_ == Style::LINES) {
         write(progressLine(line.label, line.progress, columns()) + "\n");
     } else {
@@ -114,9 +117,8 @@ std::string ProgressDisplay::takeFinishedFromTop() {
 
 void ProgressDisplay::writeStep(Line& line) {
     // Without a total there are no tenths; then a line every ten seconds.
-    const int step = line.progress.total > 0
-                         ? percentDone(line.progress) / 10
-                         : static_cast<int>(line.progress.elapsed.count() / 10);
+    const int step = line.progress.total > 0 ? percentDone(line.progress) / 10
+                                             : static_cast<int>(line.progress.elapsed.count() / 10);
     if (step == line.stepShown) return;
     line.stepShown = step;
     write(progressLine(line.label, line.progress, columns()) + "\n");

@@ -44,6 +44,7 @@ private:
         SpeedMeter speed;
         Clock::time_point start;
         Clock::time_point drawn;
+        std::int64_t initial = -1;  // bytes that were there before this run
         int stepShown = -1;
         bool finished = false;
     };

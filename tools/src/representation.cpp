@@ -1,7 +1,7 @@
 #include "representation.h"
 
-#include <charconv>
 #include <cctype>
+#include <charconv>
 #include <ctime>
 
 namespace tavrin::http_tool {

@@ -10,7 +10,7 @@ namespace tavrin::http_tool {
 
 /// What identifies a version of a resource so surely that bytes of two answers may be joined.
 struct Representation {
-    std::string validator;    ///< strong: an ETag without "W/", or a Last-Modified that is old enough
+    std::string validator;  ///< strong: an ETag without "W/", or a Last-Modified that is old enough
     std::int64_t length = 0;  ///< complete length in bytes
 
     bool operator==(const Representation& other) const {

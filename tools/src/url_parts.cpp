@@ -40,14 +40,13 @@ std::optional<UrlParts> splitUrl(const std::string& url) {
     UrlParts parts;
     parts.scheme = lowered(url.substr(0, url.find("://")));
     parts.host = lowered(hostOf(url.substr(authority->begin, authority->end - authority->begin)));
-    parts.path = url.substr(authority->end, url.find_first_of("?#", authority->end) - authority->end);
+    parts.path =
+        url.substr(authority->end, url.find_first_of("?#", authority->end) - authority->end);
     if (parts.host.empty()) return std::nullopt;
     return parts;
 }
 
-std::string withScheme(const std::string& url) {
-    return authorityOf(url) ? url : "http://" + url;
-}
+std::string withScheme(const std::string& url) { return authorityOf(url) ? url : "http://" + url; }
 
 std::string withoutCredentials(const std::string& url) {
     const auto authority = authorityOf(url);

@@ -5,7 +5,8 @@
 
 namespace tavrin::http_tool {
 
-/// The pieces of a URL that the tool itself decides by; everything else is the transport's business.
+/// The pieces of a URL that the tool itself decides by; everything else is the transport's
+/// business.
 struct UrlParts {
     std::string scheme;  ///< lower case, without ":"
     std::string host;    ///< lower case, without port, user and the brackets of an IPv6 address

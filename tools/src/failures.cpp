@@ -1,4 +1,4 @@
-#include "write_failure.h"
+#include "failures.h"
 
 #include <system_error>
 

@@ -1,0 +1,105 @@
+#include "request_data.h"
+
+#include <httpclient_core/query_parameters.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+#include "failures.h"
+
+namespace tavrin::http_tool {
+namespace {
+
+ReadFailure readFailure(const std::string& path) {
+    return ReadFailure("cannot read \"" + path + "\": " + std::generic_category().message(errno));
+}
+
+struct Close {
+    void operator()(std::FILE* file) const {
+        if (file != stdin) std::fclose(file);
+    }
+};
+using File = std::unique_ptr<std::FILE, Close>;
+
+File openedFile(const std::string& path) {
+    File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
+    if (!file) throw readFailure(path);
+    return file;
+}
+
+std::string contentOf(const std::string& path) {
+    const File file = openedFile(path);
+    std::string content;
+    std::vector<char> buffer(1 << 16);
+    while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file.get())) {
+        content.append(buffer.data(), size);
+    }
+    if (std::ferror(file.get()) != 0) throw readFailure(path);
+    return content;
+}
+
+// A parameter without a value is written as its bare name behind a "?".
+std::string percentEncoded(const std::string& text) {
+    if (text.empty()) return "";
+    return httpclient_core::QueryParameters({{text, ""}}).toString().substr(1);
+}
+
+}  // namespace
+
+std::string dataFrom(const std::string& argument) {
+    if (argument.empty() || argument.front() != '@') return argument;
+    return contentOf(argument.substr(1));
+}
+
+std::string withoutLineBreaks(std::string data) {
+    const auto isDropped = [](char c) { return c == '\r' || c == '\n' || c == '\0'; };
+    data.erase(std::remove_if(data.begin(), data.end(), isDropped), data.end());
+    return data;
+}
+
+std::string urlEncodedData(const std::string& argument) {
+    const auto mark = argument.find_first_of("=@");
+    if (mark == std::string::npos) return percentEncoded(argument);
+    const std::string name = argument.substr(0, mark);
+    const std::string value =
+        argument[mark] == '@' ? contentOf(argument.substr(mark + 1)) : argument.substr(mark + 1);
+    return (name.empty() ? "" : name + "=") + percentEncoded(value);
+}
+
+FormField formField(const std::string& argument) {
+    const auto equals = argument.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw std::invalid_argument("a form field is NAME=VALUE or NAME=@FILE, not \"" + argument +
+                                    "\"");
+    }
+    FormField field;
+    field.name = argument.substr(0, equals);
+    field.value = argument.substr(equals + 1);
+    if (const auto type = field.value.rfind(";type="); type != std::string::npos) {
+        field.mediaType = field.value.substr(type + 6);
+        field.value.erase(type);
+    }
+    if (!field.value.empty() && field.value.front() == '@') {
+        field.isFile = true;
+        field.value.erase(0, 1);
+        // Better to hear of it now than in the middle of sending.
+        openedFile(field.value);
+    }
+    return field;
+}
+
+std::string basicAuthorization(const std::string& credentials) {
+    std::string encoded(4 * ((credentials.size() + 2) / 3) + 1, '\0');
+    const int size = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()),
+                                     reinterpret_cast<const unsigned char*>(credentials.data()),
+                                     static_cast<int>(credentials.size()));
+    encoded.resize(static_cast<std::size_t>(size));
+    return "Basic " + encoded;
+}
+
+}  // namespace tavrin::http_tool

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "command_line.h"
+
+namespace tavrin::http_tool {
+
+/// What --data and its kin stand for: `argument` itself, or the content of the file that "@FILE"
+/// names, "@-" being standard input.
+/// @throws ReadFailure "cannot read \"FILE\": REASON".
+std::string dataFrom(const std::string& argument);
+
+/// `data` without line breaks and NUL bytes.
+std::string withoutLineBreaks(std::string data);
+
+/// What --data-urlencode stands for: "text", "=text" and "@FILE" encoded, "name=text" and
+/// "name@FILE" with the name in front, which is taken as encoded already.
+/// @throws ReadFailure as dataFrom() does.
+std::string urlEncodedData(const std::string& argument);
+
+/// Reads "NAME=VALUE" or "NAME=@FILE", each with or without ";type=TYPE".
+/// @throws std::invalid_argument for a text without name or "=", ReadFailure for a file that cannot
+/// be opened.
+FormField formField(const std::string& argument);
+
+/// "Basic " and the base64 form of `credentials`.
+std::string basicAuthorization(const std::string& credentials);
+
+}  // namespace tavrin::http_tool

@@ -1,0 +1,95 @@
+#include "retry_policy.h"
+
+#include <httpclient_core/exceptions.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "exit_code.h"
+#include "progress_bar.h"
+
+namespace tavrin::http_tool {
+
+namespace core = httpclient_core;
+
+namespace {
+
+constexpr auto FIRST_DELAY = std::chrono::seconds(1);
+constexpr auto LONGEST_DELAY = std::chrono::seconds(120);
+
+std::string failureText(const core::HttpResponse& response, const std::exception_ptr& error) {
+    if (error) return textOf(error);
+    const std::string reason = response.getResponseCodeReason();
+    return "the server answered " + core::to_string(response.getResponseCode()) +
+           (reason.empty() ? "" : " " + reason);
+}
+
+bool isHopeless(const std::exception_ptr& error) {
+    if (!error) return false;
+    try {
+        std::rethrow_exception(error);
+    } catch (const core::HttpRequestCancelledException&) {
+        return true;
+    } catch (...) {
+        return isPermanent(exitCodeFor(error));
+    }
+}
+
+std::string describe(std::chrono::milliseconds delay) {
+    if (delay.count() == 0) return "at once";
+    if (delay.count() % 1000 == 0) return "in " + std::to_string(delay.count() / 1000) + " s";
+    return "in " + std::to_string(delay.count()) + " ms";
+}
+
+}  // namespace
+
+RetryPolicy::RetryPolicy(const CommandLine& line, Clock::time_point start, Wait wait,
+                         Announce announce)
+    : fixedDelay_(line.retryDelay), wait_(std::move(wait)), announce_(std::move(announce)) {
+    if (line.retryMaxTime && line.retryMaxTime->count() > 0) {
+        lastStart_ = start + *line.retryMaxTime;
+    }
+    strategy_.maxTotalAttempts = line.retries + 1;
+    strategy_.maxConsecutiveAttempts = line.retries + 1;
+    strategy_.isRetriable = core::downloadIsRetriable();
+    // The library sleeps deaf to signals, and a download that is interrupted has to put its files
+    // in order.
+    strategy_.backoffHook = [this](int consecutiveAttempts) { pause(consecutiveAttempts); };
+}
+
+bool RetryPolicy::shouldRetry(const core::HttpRequest& request, const core::HttpResponse& response,
+                              const std::exception_ptr& error, int totalAttempts,
+                              int consecutiveAttempts) {
+    attempts_ = earlierAttempts_ + totalAttempts;
+    consecutive_ = earlierConsecutive_ + consecutiveAttempts;
+    if (isHopeless(error)) return false;
+    failure_ = failureText(response, error);
+    waited_ = true;
+    return strategy_(request, response, error, attempts_, consecutive_) && waited_;
+}
+
+void RetryPolicy::startNewCount(bool gotOn) {
+    earlierAttempts_ = attempts_;
+    earlierConsecutive_ = gotOn ? 0 : consecutive_;
+}
+
+std::chrono::milliseconds RetryPolicy::delayBefore(int consecutiveAttempts) const {
+    if (fixedDelay_) return *fixedDelay_;
+    if (consecutiveAttempts < 2) return std::chrono::milliseconds(0);
+    // 2^7 seconds are more than the longest delay already.
+    const int doublings = std::min(consecutiveAttempts - 1, 7);
+    return std::min<std::chrono::milliseconds>(FIRST_DELAY * (1 << doublings), LONGEST_DELAY);
+}
+
+void RetryPolicy::pause(int consecutiveAttempts) {
+    const auto delay = delayBefore(consecutiveAttempts);
+    if (lastStart_ && Clock::now() + delay > *lastStart_) {
+        waited_ = false;
+        return;
+    }
+    announce_(failure_ + "; trying again " + describe(delay) + ", attempt " +
+              std::to_string(attempts_ + 1) + " of " + std::to_string(strategy_.maxTotalAttempts));
+    waited_ = wait_(delay);
+}
+
+}  // namespace tavrin::http_tool
