@@ -1,0 +1,245 @@
+#include "part_file.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+
+#include "failures.h"
+#include "support/temporary_directory.h"
+
+namespace tavrin::http_tool {
+namespace {
+
+using ::testing::ThrowsMessage;
+
+constexpr char URL[] = "http://host/f?token=secret";
+const Representation& version() {
+    static const Representation version{"\"v1\"", 10};
+    return version;
+}
+
+class PartFiles : public ::testing::Test {
+protected:
+    std::string path() const { return directory_.file("f"); }
+
+    // A run that ends after some bytes.
+    void leave(const std::string& bytes) const {
+        PartFile part(path());
+        part.keep();
+        *part.begin(URL, "", version()) << bytes;
+    }
+
+    std::string held(const std::string& url = URL) const {
+        PartFile part(path());
+        part.keep();
+        const auto held = part.held(url);
+        return held ? std::to_string(held->size) + " of " +
+                          std::to_string(held->representation.length) + " " +
+                          held->representation.validator
+                    : "none";
+    }
+
+    testing::TemporaryDirectory directory_;
+};
+
+TEST_F(PartFiles, BecomeTheTargetOnlyWhenFinished) {
+    PartFile part(path());
+    *part.begin(URL, "", version()) << "0123456789";
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+
+    part.finish();
+
+    EXPECT_EQ(directory_.listing(), "f");
+    EXPECT_EQ(testing::readFile(path()), "0123456789");
+}
+
+TEST_F(PartFiles, LeaveTheTargetAloneUntilThen) {
+    testing::writeFile(path(), "old");
+    {
+        PartFile part(path());
+        *part.begin(URL, "", version()) << "01234";
+    }
+
+    EXPECT_EQ(directory_.listing(), "f");
+    EXPECT_EQ(testing::readFile(path()), "old");
+}
+
+TEST_F(PartFiles, KeepThePermissionsOfWhatTheyReplace) {
+    testing::writeFile(path(), "old");
+    chmod(path().c_str(), 0600);
+    PartFile part(path());
+    *part.begin(URL, "", version()) << "0123456789";
+    part.finish();
+
+    struct stat status {};
+    stat(path().c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST_F(PartFiles, AreHeldForALaterRun) {
+    leave("01234");
+
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+    EXPECT_EQ(held(), "5 of 10 \"v1\"");
+}
+
+TEST_F(PartFiles, AreNotHeldForAnotherUrl) {
+    leave("01234");
+
+    EXPECT_EQ(held("http://host/g"), "none");
+}
+
+TEST_F(PartFiles, DoNotTellTheUrl) {
+    leave("01234");
+
+    EXPECT_THAT(testing::readFile(path() + ".part.validator"),
+                ::testing::Not(::testing::HasSubstr("secret")));
+}
+
+TEST_F(PartFiles, AreContinuedWhereTheyEnd) {
+    leave("01234");
+    PartFile part(path());
+    *part.continueFrom(4) << "456789";
+    part.finish();
+
+    EXPECT_EQ(testing::readFile(path()), "0123456789");
+}
+
+TEST_F(PartFiles, WithoutAValidatorAreRemovedThoughTheyWereToBeKept) {
+    {
+        PartFile part(path());
+        part.keep();
+        *part.begin(URL, "", std::nullopt) << "01234";
+    }
+
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+TEST_F(PartFiles, WithoutBytesAreRemovedThoughTheyWereToBeKept) {
+    leave("");
+
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+TEST_F(PartFiles, OfAnEarlierRunStayWhileNothingTookTheirPlace) {
+    leave("01234");
+    { const PartFile untouched(path()); }
+
+    EXPECT_EQ(held(), "5 of 10 \"v1\"");
+}
+
+TEST_F(PartFiles, OfAnEarlierRunGoWhenTheyWereReplacedAndNotToBeKept) {
+    leave("01234");
+    {
+        PartFile part(path());
+        *part.begin(URL, "", version()) << "x";
+    }
+
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+TEST_F(PartFiles, DistrustEveryTruncationOfTheValidator) {
+    leave("01234");
+    const std::string validator = testing::readFile(path() + ".part.validator");
+    ASSERT_EQ(validator.back(), '\n');
+
+    // The last line break tells nothing that the digits before it don't.
+    for (std::size_t size = 0; size + 1 < validator.size(); ++size) {
+        testing::writeFile(path() + ".part.validator", validator.substr(0, size));
+        EXPECT_EQ(held(), "none") << size;
+    }
+}
+
+TEST_F(PartFiles, LongerThanTheResourceAreDistrusted) {
+    leave("0123456789");
+    EXPECT_EQ(held(), "10 of 10 \"v1\"");
+    leave("0123456789x");
+
+    EXPECT_EQ(held(), "none");
+}
+
+TEST_F(PartFiles, ForgetWhatTheyHeld) {
+    leave("01234");
+    PartFile part(path());
+    part.forget();
+
+    EXPECT_FALSE(part.held(URL).has_value());
+    EXPECT_EQ(testing::readFile(path() + ".part"), "");
+    EXPECT_EQ(directory_.listing(), "f.part");
+}
+
+TEST_F(PartFiles, WithAHeadCannotBeContinued) {
+    PartFile part(path());
+    *part.begin(URL, "head\n", version()) << "body";
+
+    EXPECT_EQ(testing::readFile(path() + ".part"), "head\nbody");
+    EXPECT_FALSE(part.held(URL).has_value());
+}
+
+TEST_F(PartFiles, AreWrittenByOneAtATime) {
+    const PartFile first(path());
+
+    EXPECT_THAT([&] { PartFile second(path()); },
+                ThrowsMessage<WriteFailure>("cannot write to \"" + path() +
+                                            ".part\": another download is writing to it"));
+}
+
+TEST_F(PartFiles, DoNotWriteThroughALinkThatSomebodyPutThere) {
+    testing::writeFile(directory_.file("victim"), "precious");
+    std::filesystem::create_symlink("victim", path() + ".part");
+
+    EXPECT_THAT([&] { PartFile part(path()); },
+                ThrowsMessage<WriteFailure>("cannot create \"" + path() +
+                                            ".part\": Too many levels of symbolic links"));
+    EXPECT_EQ(testing::readFile(directory_.file("victim")), "precious");
+}
+
+TEST_F(PartFiles, FollowALinkInPlaceOfTheTarget) {
+    std::filesystem::create_directory(directory_.file("d"));
+    testing::writeFile(directory_.file("d/real"), "old");
+    std::filesystem::create_symlink("d/real", path());
+    PartFile part(path());
+    *part.begin(URL, "", version()) << "0123456789";
+    part.finish();
+
+    EXPECT_TRUE(std::filesystem::is_symlink(path()));
+    EXPECT_EQ(testing::readFile(directory_.file("d/real")), "0123456789");
+}
+
+TEST_F(PartFiles, RefuseADirectory) {
+    EXPECT_THAT([&] { PartFile part(directory_.path()); },
+                ThrowsMessage<WriteFailure>("cannot write to \"" + directory_.path() +
+                                            "\": it is a directory"));
+}
+
+TEST_F(PartFiles, SayWhyTheyCannotBeMade) {
+    EXPECT_THAT([&] { PartFile part(directory_.file("no/f")); },
+                ThrowsMessage<WriteFailure>("cannot create \"" + directory_.file("no/f") +
+                                            ".part\": No such file or directory"));
+}
+
+TEST_F(PartFiles, ReplaceNothingUnderANameThatTheServerChose) {
+    testing::writeFile(directory_.file("chosen"), "precious");
+    {
+        PartFile part(path());
+        *part.begin(URL, "", version()) << "0123456789";
+        EXPECT_THAT([&] { part.finishAs("chosen"); },
+                    ThrowsMessage<WriteFailure>("cannot rename \"" + path() + ".part\" to \"" +
+                                                directory_.file("chosen") + "\": File exists"));
+    }
+    EXPECT_EQ(testing::readFile(directory_.file("chosen")), "precious");
+    EXPECT_EQ(directory_.listing(), "chosen");
+
+    PartFile part(path());
+    *part.begin(URL, "", version()) << "0123456789";
+    part.finishAs("new");
+    EXPECT_EQ(part.target(), directory_.file("new"));
+    EXPECT_EQ(testing::readFile(directory_.file("new")), "0123456789");
+    EXPECT_EQ(directory_.listing(), "chosen new");
+}
+
+}  // namespace
+}  // namespace tavrin::http_tool
