@@ -118,7 +118,8 @@ ClientConfiguration HttpClient::getClientConfiguration() const {
 void HttpClient::setClientConfiguration(ClientConfiguration configuration) {
     ClientConfiguration stored = configuration;
     const std::lock_guard lock(configMutex_);
-    clientConfiguration_ = std::move(stored);
+    // Swapped, so that the old strategy, which may own anything, is destroyed without the lock.
+    std::swap(clientConfiguration_, stored);
     configurationChanged(configuration);
 }
 
