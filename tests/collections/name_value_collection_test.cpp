@@ -350,7 +350,7 @@ TEST(NameValueCollection, EqualityComparesEntriesInOrderByteForByte) {
     }
 }
 
-TEST(NameValueCollection, EqualityLooksAtTextBehindANulByteAndLetterCaseOfValues) {
+TEST(NameValueCollection, EqualityTakesNoOtherTextForTheSame) {
     const auto holding = [](const std::string& name, const std::string& value) {
         return NameValueCollection{{name, value}};
     };
@@ -358,6 +358,8 @@ TEST(NameValueCollection, EqualityLooksAtTextBehindANulByteAndLetterCaseOfValues
     EXPECT_NE(holding(std::string("a\0b", 3), ""), holding(std::string("a\0c", 3), ""));
     EXPECT_NE(holding("a", std::string("\0b", 2)), holding("a", std::string("\0c", 2)));
     EXPECT_NE(holding("a", "b"), holding("a", "B"));
+    EXPECT_NE(holding("a", "b: c"), holding("a: b", "c"));
+    EXPECT_NE(holding("ab", ""), holding("a", "b"));
     EXPECT_EQ(NameValueCollection(), NameValueCollection());
 }
 

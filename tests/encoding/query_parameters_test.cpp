@@ -281,6 +281,20 @@ TEST(QueryParameters, CopiesAreIndependent) {
     EXPECT_FALSE(source.hasParameterKey("b"));
 }
 
+TEST(QueryParameters, CopyAssignmentKeepsOldKeysOfReusedPairsForLookupsAlone) {
+    const QueryParameters source = {{"c", "3"}};
+    QueryParameters target = {{"a", "1"}, {"b", "2"}};
+
+    target = source;
+
+    EXPECT_EQ(target.toString(), "?c=3");
+    EXPECT_TRUE(target.hasParameterKey("a"));
+    EXPECT_EQ(target.getParameterValue("a"), "3");
+    EXPECT_THAT(target.getAllParameterValues("a"), IsEmpty());
+    EXPECT_THAT(target.getAllParameterValues("c"), ElementsAre("3"));
+    EXPECT_FALSE(target.hasParameterKey("b"));
+}
+
 TEST(QueryParameters, AreEmptyAndUsableAfterAMove) {
     QueryParameters source = {{"a", "1"}};
     QueryParameters constructed = std::move(source);
