@@ -1,0 +1,136 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "httpclient_core/client.h"
+#include "httpclient_core/configuration.h"
+#include "httpclient_core/messages.h"
+#include "httpclient_curl/curl_options.h"
+#include "httpclient_curl/export.h"
+
+namespace tavrin::httpclient_curl {
+
+/// Client that makes its requests through libcurl, over http and https.
+///
+/// A request ends right, with the bytes of one representation that the server had, or with an
+/// exception. Bodies are streamed both ways and never held whole. Connections are kept and used
+/// again. Certificates and host names are always verified. The environment is not read.
+///
+/// **Threads.** Requests may be made from many threads at once. A synchronous one runs on its
+/// caller's thread. Asynchronous ones run on at most maxThreads() threads of the client, each with
+/// at most maxRequestsPerThread() transfers (0: no limit); further ones wait in order without a
+/// thread. The response stream, the request's stream, the progress callback and the callback for
+/// changes of status or headers are used on the thread that carries the transfer, so a stream that
+/// blocks there holds up that thread's other transfers. Retry strategies, their back-off and
+/// completion handlers run on further threads, which grow with those that sleep or block, and go
+/// again. A handler may make requests on the client and wait for their futures.
+///
+/// **End of life.** The destructor cancels what is under way: every asynchronous request completes,
+/// once, with HttpRequestCancelledException. It returns when the handlers have; a handler that
+/// blocks, a retry strategy that sleeps and a stream or callback that blocks delay it for as long
+/// as they take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
+/// HttpRequestCancelledException. In a child process made by fork() it leaves the parent's
+/// connections alone.
+///
+/// **Settings.** Every setting of ClientConfiguration has its effect. Times and speeds of 0 or less
+/// are no limit; maxRedirects() counts as 0 if it is negative and as 1000 if it is greater. If
+/// certificateFile() is set, that file and nothing else is trusted. proxy() is a URL with one of
+/// the schemes http, https, socks4, socks4a, socks5 and socks5h; without a scheme it means http.
+/// A new configuration holds for requests that start after it was set. Waiting in the queue counts
+/// towards no limit; nor does the time that writing to the response stream takes count as idle.
+///
+/// **Requests.** Names of header fields are tokens (RFC 9110, 5.6.2) and values hold no CR, LF or
+/// NUL. Content-Length is a plain decimal number and stands once; Transfer-Encoding is "chunked" or
+/// "identity". A body whose stream is shorter or longer than its Content-Length fails the request
+/// before it is complete; Content-Length bytes are never exceeded. No field is added but Host,
+/// User-Agent, the framing of the body and, for decoding, Accept-Encoding. The body goes again,
+/// from where it stood at first, on redirects that keep the method and on further attempts; a
+/// stream that cannot go back fails them. Multipart bodies go as multipart/form-data (RFC 7578);
+/// files are read while they are sent, and must not change meanwhile. A request that carries both
+/// a simple and a multipart body is refused, and so is a HEAD request with a body.
+/// POST and PATCH are never sent twice unasked; other methods once more if a kept connection turns
+/// out to be dead before any byte of an answer came.
+///
+/// **Redirects** with the codes 301, 302, 303, 307 and 308 are followed if followRedirects() says
+/// so: 303, and 301 and 302 after POST, with GET (HEAD stays HEAD), the others with method and
+/// body. At another scheme, host or port only these fields go along: Accept, Accept-Charset,
+/// Accept-Encoding, Accept-Language, Cache-Control, Pragma, Range, User-Agent, the If- fields, and
+/// those that describe a body that goes along. User and password of a URL are not taken from a
+/// redirect.
+///
+/// **Responses.** Code, reason, headers and report are set once for an attempt, before the body's
+/// stream is made. Interim responses, redirects, a proxy's answers and trailers do not show in
+/// them. The body's stream is made, if nothing else did, at the first byte or the end of every
+/// response that may have a body.
+///
+/// **Resuming.** A further attempt of a GET asks only for the missing bytes if resumeOnRetry() is
+/// set and the bytes held are surely bytes of what the server has: they came with a 200, a strong
+/// validator (an ETag, or a Last-Modified at least 60 s older than the Date) and a Content-Length,
+/// without a content coding, and the request has no Range field of its own. The request then says
+/// If-Range; an answer that does not fit exactly is dropped and the whole asked for at once. A
+/// response that was put together so shows as the 200 that it began with. What nobody can see:
+/// content that changes under the same ETag; a body without any length that a plain connection
+/// cuts off.
+///
+/// **Failures.** Text in <> varies; host is the host and port of the URL (or of the redirect's),
+/// and no text holds a credential. The default predicate retries a GET, the download predicate a
+/// GET or HEAD, as the last columns say: no, yes, or "5xx" if such a code had arrived, "code" if no
+/// code or a retriable code had.
+///
+/// | failure | exception | text | default | download |
+/// |---|---|---|---|---|
+/// | a limit of time | HttpRequestTimeoutException | Request timed out. | yes | yes |
+/// | cancelled by the progress callback or the destructor | HttpRequestCancelledException | Request
+/// cancelled | no, never again | no, never again | | request that must not be sent |
+/// HttpRequestFailedException | Request refused: <why> | no | code | | name not found |
+/// HttpRequestFailedException | Request to <host> failed: name resolution: <reason> | no | yes | |
+/// no connection | same | Request to <host> failed: connecting: <reason> | no | yes | | proxy |
+/// same | Request to <host> failed: proxy: <reason> | no | yes | | TLS or certificate | same |
+/// Request to <host> failed: TLS: <reason> | no | yes | | certificate file | same | Request to
+/// <host> failed: certificate file <path>: <reason> | no | yes | | connection broke | same |
+/// Request to <host> failed: sending: <reason>, or receiving: <reason> | 5xx | code | | body ended
+/// early | same | Request to <host> failed: incomplete body: <reason> | 5xx | code | | malformed
+/// response or one beyond a limit | same | Request to <host> failed: malformed response: <reason> |
+/// 5xx | code | | redirect that is not followed | same | Request to <host> failed: redirect:
+/// <reason> | no | yes | | request body | same | Request to <host> failed: request body: <reason> |
+/// 5xx | code | | response stream | same | Request to <host> failed: response stream: <reason> |
+/// 5xx | code | | bytes that are not those asked for | same | Request to <host> failed: range:
+/// <reason> | 5xx | code | | anything else of libcurl's | same | Request to <host> failed:
+/// transfer: <reason> | 5xx | code | | thrown by a stream, factory or callback | as it was thrown |
+/// as it was thrown | 5xx | code |
+class HTTPCLIENT_CURL_EXPORT CurlHttpClient final : public httpclient_core::HttpClient {
+public:
+    /// A client with the default configuration and options; no thread is started yet.
+    /// @throws std::runtime_error if libcurl cannot be initialised; so do the others.
+    CurlHttpClient();
+    explicit CurlHttpClient(httpclient_core::ClientConfiguration configuration);
+    CurlHttpClient(httpclient_core::ClientConfiguration configuration, CurlOptions options);
+    ~CurlHttpClient() override;
+
+    httpclient_core::HttpResponse makeRequest(httpclient_core::HttpRequest request) const override;
+    void makeAsyncRequest(httpclient_core::HttpRequest request,
+                          httpclient_core::CompletionHandler handler) const override;
+    using HttpClient::makeAsyncRequest;
+
+    /// Stores the settings for the requests to come and returns without waiting.
+    void configurationChanged(const httpclient_core::ClientConfiguration& configuration) override;
+
+    /// One attempt on the calling thread. Called outside makeRequest() it stands for itself: what
+    /// the response's body holds is discarded, and a Range field is the application's own.
+    void performRequest(httpclient_core::HttpRequest& request,
+                        httpclient_core::HttpResponse& response) const override;
+
+    /// One attempt on the client's threads.
+    /// @throws httpclient_core::HttpRequestCancelledException if the client is being destroyed;
+    /// `completion` is not run then. Whatever else goes wrong is handed to `completion`.
+    void performAsyncRequest(httpclient_core::HttpRequest request,
+                             httpclient_core::HttpResponse response, std::uint64_t requestId,
+                             httpclient_core::RetryTask completion) const override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tavrin::httpclient_curl

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "httpclient_curl/export.h"
+
+namespace tavrin::httpclient_curl {
+
+/// Highest version of HTTP that a client may speak. HTTP/2 is spoken over TLS alone, where the
+/// server agrees to it; its responses have no reason phrase.
+enum class HttpVersion { HTTP_1_1, HTTP_2 };
+
+/// How a CurlHttpClient works, as far as ClientConfiguration has no place for it.
+///
+/// Nothing is checked when it is set. The options of a client are fixed when it is made.
+///
+/// A plain value. One object may be read from several threads while none changes it.
+class HTTPCLIENT_CURL_EXPORT CurlOptions {
+public:
+    /// The defaults that are named below.
+    CurlOptions();
+
+    /// Value of the User-Agent field of requests that have none of their own; "httpclient_curl/"
+    /// and the library's version by default. Empty: such requests go without the field.
+    std::string userAgent() const;
+    void setUserAgent(std::string userAgent);
+    CurlOptions& withUserAgent(std::string userAgent);
+
+    /// Highest version of HTTP; HTTP_2 by default.
+    HttpVersion highestHttpVersion() const;
+    void setHighestHttpVersion(HttpVersion version);
+    CurlOptions& withHighestHttpVersion(HttpVersion version);
+
+    /// Whether the client asks for compressed content and decodes it; false by default. A response
+    /// that was decoded has neither Content-Encoding nor Content-Length, and is never resumed. A
+    /// request with an Accept-Encoding field of its own gets what it asked for, as it comes.
+    bool decodeContent() const;
+    void setDecodeContent(bool decodeContent);
+    CurlOptions& withDecodeContent(bool decodeContent);
+
+    /// Most bytes that a decoded body may have, so that a small answer cannot fill a disk; 1 GiB by
+    /// default, 0 for no limit. Bodies that are not decoded have no limit.
+    std::int64_t maxDecodedBytes() const;
+    void setMaxDecodedBytes(std::int64_t bytes);
+    CurlOptions& withMaxDecodedBytes(std::int64_t bytes);
+
+    /// Most bytes of one response's header block, status line included; 256 KiB by default, 0 for
+    /// no limit. A single line never has more than 100 KiB.
+    std::int64_t maxHeaderBytes() const;
+    void setMaxHeaderBytes(std::int64_t bytes);
+    CurlOptions& withMaxHeaderBytes(std::int64_t bytes);
+
+    /// Most header fields of one response; 1000 by default, 0 for no limit.
+    std::int64_t maxHeaderCount() const;
+    void setMaxHeaderCount(std::int64_t count);
+    CurlOptions& withMaxHeaderCount(std::int64_t count);
+
+    /// Whether a redirect may lead from https to http; false by default.
+    bool allowHttpsToHttpRedirects() const;
+    void setAllowHttpsToHttpRedirects(bool allow);
+    CurlOptions& withAllowHttpsToHttpRedirects(bool allow);
+
+private:
+    std::string userAgent_;
+    HttpVersion highestHttpVersion_ = HttpVersion::HTTP_2;
+    bool decodeContent_ = false;
+    std::int64_t maxDecodedBytes_ = std::int64_t{1} << 30;
+    std::int64_t maxHeaderBytes_ = 256 * 1024;
+    std::int64_t maxHeaderCount_ = 1000;
+    bool allowHttpsToHttpRedirects_ = false;
+};
+
+}  // namespace tavrin::httpclient_curl

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+
+#include "httpclient_core/client.h"
+#include "httpclient_core/messages.h"
+#include "logical_request.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+class AsyncEngine;
+
+// An asynchronous attempt on its way from the queue over an event loop to its completion.
+struct AsyncJob {
+    httpclient_core::HttpRequest request;
+    httpclient_core::HttpResponse response;
+    std::uint64_t id;
+    httpclient_core::RetryTask completion;
+    std::shared_ptr<LogicalRequest> logical;
+    std::exception_ptr error;
+    // The engine lives until its last completion has run, whatever becomes of the client meanwhile.
+    std::shared_ptr<AsyncEngine> engine;
+};
+
+using AsyncJobPtr = std::unique_ptr<AsyncJob>;
+
+}  // namespace tavrin::httpclient_curl::detail

@@ -1,0 +1,403 @@
+#include "attempt.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "failure.h"
+#include "multipart_source.h"
+#include "resume_gate.h"
+#include "tls_closure.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+using httpclient_core::HttpMethod;
+using httpclient_core::HttpRequest;
+using httpclient_core::HttpRequestCancelledException;
+using httpclient_core::HttpRequestTimeoutException;
+using httpclient_core::HttpResponse;
+using httpclient_core::Progress;
+using httpclient_core::ProgressResult;
+using httpclient_core::TransactionReport;
+using httpclient_core::URL;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Often enough for a bar that moves smoothly and for a cancellation that is felt at once.
+constexpr milliseconds PROGRESS_INTERVAL{50};
+
+// Without a progress callback a thread looks after its limits, and a client's end, so often.
+constexpr milliseconds LONGEST_WAIT{100};
+
+// The body of a redirect is read to its end, so that the connection can be kept, but no further
+// than this.
+constexpr std::int64_t MOST_DROPPED_BYTES = 256 * 1024;
+
+}  // namespace
+
+Attempt::Attempt(HttpRequest& request, HttpResponse& response, LogicalRequest& logical,
+                 const CurlOptions& options)
+    : request_(request),
+      response_(response),
+      logical_(logical),
+      options_(options),
+      settings_(*logical.settings),
+      progress_(request.hasProgressCallback() ? request.getProgressCallback() : nullptr),
+      method_(request.getHttpMethod()),
+      head_({options.maxHeaderBytes(), options.maxHeaderCount()}),
+      sink_(request, response, logical) {
+    ++logical_.attempts;
+}
+
+template <typename Step>
+bool Attempt::guarded(Step step) noexcept {
+    try {
+        step();
+        return true;
+    } catch (const MalformedHead& malformed) {
+        failure_ =
+            std::make_exception_ptr(failed(url_->host(), "malformed response", malformed.reason));
+    } catch (...) {
+        failure_ = std::current_exception();
+    }
+    return false;
+}
+
+template <typename Step>
+void Attempt::excused(Step step) {
+    struct Excuse {
+        WireClock& clock;
+        const Clock::time_point from = Clock::now();
+        ~Excuse() { clock.excuse(Clock::now() - from); }
+    } excuse{*clock_};
+    step();
+}
+
+bool Attempt::start(EasyHandle& easy, WireClock& clock) noexcept {
+    easy_ = &easy;
+    clock_ = &clock;
+    const bool prepared = guarded([this] {
+        if (logical_.cancelled) throw HttpRequestCancelledException();
+        planFirstExchange();
+        prepareExchange();
+    });
+    if (!prepared) end();
+    return prepared;
+}
+
+void Attempt::planFirstExchange() {
+    url_ = RequestUrl::parse(request_.getURL().toAsciiString());
+    method_ = request_.getHttpMethod();
+    redirects_ = 0;
+    BodyFraming framing;
+    headers_ = checkedHeaders(request_, framing);
+    makeBody(framing);
+    planRange();
+    decode_ = options_.decodeContent() && findHeader(headers_, "Accept-Encoding") == nullptr &&
+              findHeader(headers_, "Range") == nullptr;
+}
+
+// The frame puts its own wish in place of the application's Range, and leaves it there when it is
+// void.
+void Attempt::planRange() {
+    if (logical_.attempts == 1) {
+        if (const std::string* own = findHeader(headers_, "Range")) logical_.ownRange = *own;
+        return;
+    }
+    removeHeader(headers_, "Range");
+    if (logical_.ownRange) {
+        headers_.emplace_back("Range", *logical_.ownRange);
+        return;
+    }
+    const bool askedForWhole = verdict_ == Verdict::ASK_FOR_WHOLE;
+    resuming_ = !askedForWhole && mayResume(request_, response_, logical_);
+    if (!resuming_) return;
+    removeHeader(headers_, "If-Range");
+    headers_.emplace_back("Range", "bytes=" + std::to_string(logical_.held.count) + "-");
+    headers_.emplace_back("If-Range", logical_.held.validator);
+}
+
+void Attempt::makeBody(const BodyFraming& framing) {
+    body_.reset();
+    if (request_.hasMultipartBody()) {
+        auto multipart =
+            std::make_unique<MultipartSource>(request_.getMultipartBody(), url_->host());
+        removeHeader(headers_, "Content-Type");
+        headers_.emplace_back("Content-Type", multipart->contentType());
+        body_ = std::move(multipart);
+    } else if (request_.hasRequestBody()) {
+        body_ = std::make_unique<StreamBody>(request_.getRequestBody(), framing.length, logical_,
+                                             url_->host());
+        if (framing.length == BodyFraming::CHUNKED)
+            headers_.emplace_back("Transfer-Encoding", "chunked");
+    }
+}
+
+void Attempt::prepareExchange() {
+    if (body_ != nullptr) {
+        body_->rewind();
+        // libcurl doesn't ask for a body of no bytes, and so would not notice one that has some.
+        char none = 0;
+        if (body_->length() == 0) body_->read(&none, 1);
+    }
+    head_.restart();
+    verdict_ = Verdict::DELIVER;
+    location_.reset();
+    sendings_ = 0;
+    dropped_ = 0;
+    uploaded_ = 0;
+    watchesClosure_ = closureSeen_ = false;
+    limits_.start(settings_, *clock_);
+    easy_->prepare({*url_, method_, body_ != nullptr, body_ ? body_->length() : 0, headers_,
+                    settings_, decode_},
+                   *this);
+}
+
+bool Attempt::aboutToSend() noexcept {
+    return guarded([this] {
+        // libcurl sends a request again, up to five times, when a kept connection turns out to be
+        // dead.
+        const int allowed = isIdempotent(method_) ? 2 : 1;
+        if (++sendings_ > allowed) {
+            throw failed(url_->host(), "sending",
+                         "the connection was closed before an answer came");
+        }
+        limits_.connected();
+        if (body_ == nullptr || body_->length() == 0) limits_.sent();
+    });
+}
+
+std::size_t Attempt::readBody(char* to, std::size_t size) noexcept {
+    std::size_t count = 0;
+    const bool good = guarded([&] {
+        count = body_->read(to, size);
+        uploaded_ += static_cast<std::int64_t>(count);
+        limits_.moved(count);
+        if (count == 0 || uploaded_ == body_->length()) limits_.sent();
+    });
+    return good ? count : CURL_READFUNC_ABORT;
+}
+
+bool Attempt::rewindBody() noexcept {
+    return guarded([this] {
+        uploaded_ = 0;
+        if (body_ != nullptr) body_->rewind();
+    });
+}
+
+bool Attempt::headerLine(std::string_view line) noexcept {
+    return guarded([&] {
+               limits_.moved(line.size());
+               if (!head_.complete()) limits_.headBegan();
+               switch (head_.add(line)) {
+                   case ResponseHead::Stage::OPEN:
+                       break;
+                   case ResponseHead::Stage::INTERIM:
+                       limits_.interim();
+                       break;
+                   case ResponseHead::Stage::COMPLETE:
+                       headComplete();
+                       break;
+               }
+           }) &&
+           verdict_ != Verdict::ASK_FOR_WHOLE;
+}
+
+void Attempt::headComplete() {
+    limits_.bodyBegan();
+    if (!head_.isChunked()) {
+        head_.contentLength();
+    } else if (head_.value("Content-Length") != nullptr) {
+        // Somebody on the way may have read it otherwise, and what follows on the connection with
+        // it.
+        easy_->forbidReuse();
+    }
+    judge();
+    if (verdict_ == Verdict::DELIVER) deliver();
+}
+
+void Attempt::judge() {
+    const int code = head_.code();
+    const std::string* location = head_.value("Location");
+    if (isRedirect(code) && settings_.followRedirects && location != nullptr) {
+        for (const auto& [name, value] : head_.headers()) {
+            if (equalIgnoringCase(name, "Location") && value != *location) {
+                throw failed(url_->host(), "redirect", "there are two Location fields that differ");
+            }
+        }
+        if (redirects_ >= settings_.maxRedirects) {
+            throw failed(url_->host(), "redirect",
+                         "more than maxRedirects = " + std::to_string(settings_.maxRedirects));
+        }
+        verdict_ = Verdict::REDIRECT;
+        location_ = *location;
+        return;
+    }
+    if (code == 417 && findHeader(headers_, "Expect") != nullptr) {
+        verdict_ = Verdict::WITHOUT_EXPECT;
+        return;
+    }
+    if (code != 206) {
+        resuming_ = false;
+    } else if (resuming_) {
+        if (!fitsHeldBytes(head_, logical_.held)) verdict_ = Verdict::ASK_FOR_WHOLE;
+    } else if (findHeader(headers_, "Range") == nullptr) {
+        throw failed(url_->host(), "range", "a part came that nobody asked for");
+    }
+}
+
+bool Attempt::responseHasBody() const {
+    return method_ != HttpMethod::HEAD && head_.code() != 204 && head_.code() != 304;
+}
+
+void Attempt::deliver() {
+    const std::int64_t length = head_.isChunked() ? -1 : head_.contentLength();
+    const bool decoded = decode_ && head_.isEncoded();
+    decode_ = decoded;
+    downloadTotal_ = decoded || !responseHasBody() ? 0 : std::max<std::int64_t>(length, 0);
+    if (url_->isSecure() && length < 0 && !head_.isChunked() && responseHasBody() &&
+        easy_->httpVersion() < CURL_HTTP_VERSION_2_0) {
+        watchesClosure_ = watchTlsClosure(easy_->get(), &closureSeen_);
+    }
+    const bool asGiven = redirects_ == 0 && !url_->hasCredentials();
+    excused([&] {
+        if (resuming_) {
+            sink_.beginAppending(url_->host());
+        } else {
+            sink_.beginFresh(head_, responseHasBody(), url_->host());
+        }
+        if (decoded) {
+            response_.removeHeader("Content-Encoding");
+            response_.removeHeader("Content-Length");
+        }
+        response_.setTransactionReport(
+            TransactionReport(redirects_, asGiven ? request_.getURL() : URL(url_->text())));
+    });
+    delivering_ = true;
+}
+
+bool Attempt::bodyBytes(const char* data, std::size_t size) noexcept {
+    return guarded([&] {
+               limits_.moved(size);
+               if (!delivering_) {
+                   dropped_ += static_cast<std::int64_t>(size);
+                   return;
+               }
+               if (decode_ && options_.maxDecodedBytes() > 0 &&
+                   sink_.written() + static_cast<std::int64_t>(size) > options_.maxDecodedBytes()) {
+                   throw failed(url_->host(), "malformed response",
+                                "its decoded body has more than maxDecodedBytes = " +
+                                    std::to_string(options_.maxDecodedBytes()) + " bytes");
+               }
+               excused([&] { sink_.write(data, size); });
+           }) &&
+           dropped_ <= MOST_DROPPED_BYTES;
+}
+
+bool Attempt::exchangeEnded(CURLcode code) noexcept {
+    bool again = false;
+    guarded([&] {
+        if (failure_ != nullptr) return;
+        if (verdict_ == Verdict::DELIVER) {
+            if (code != CURLE_OK) {
+                failure_ =
+                    failureOf(code, url_->host(), easy_->errorText(), settings_.certificateFile);
+            } else {
+                complete();
+            }
+            return;
+        }
+        if (verdict_ == Verdict::REDIRECT) {
+            followRedirect();
+        } else if (verdict_ == Verdict::ASK_FOR_WHOLE) {
+            planFirstExchange();
+        } else {
+            removeHeader(headers_, "Expect");
+        }
+        prepareExchange();
+        again = true;
+    });
+    if (!again) end();
+    return again;
+}
+
+void Attempt::followRedirect() {
+    RequestUrl target = url_->resolve(*location_);
+    if (url_->isSecure() && !target.isSecure() && !options_.allowHttpsToHttpRedirects()) {
+        throw failed(url_->host(), "redirect", "it leads from https to http");
+    }
+    if (becomesGet(head_.code(), method_)) {
+        method_ = HttpMethod::GET;
+        body_.reset();
+        dropBodyHeaders(headers_);
+        removeHeader(headers_, "Transfer-Encoding");
+    }
+    if (!url_->sameOrigin(target)) {
+        const bool chunked = findHeader(headers_, "Transfer-Encoding") != nullptr;
+        keepSafeHeaders(headers_, body_ != nullptr);
+        if (chunked) headers_.emplace_back("Transfer-Encoding", "chunked");
+    }
+    url_ = std::move(target);
+    ++redirects_;
+}
+
+void Attempt::complete() {
+    if (!delivering_) throw failed(url_->host(), "malformed response", "it has no head");
+    checkClosure();
+    excused([this] { sink_.finish(); });
+    report(true);
+}
+
+void Attempt::checkClosure() const {
+    if (watchesClosure_ && !closureSeen_) {
+        throw failed(url_->host(), "incomplete body",
+                     "the TLS connection ended without a close_notify");
+    }
+}
+
+void Attempt::end() noexcept {
+    if (failure_ != nullptr) sink_.keepHeldBytes();
+}
+
+void Attempt::fail(std::exception_ptr failure) noexcept { failure_ = std::move(failure); }
+
+ProgressResult Attempt::callProgressCallback() const {
+    Progress progress;
+    progress.downloadTotal = downloadTotal_;
+    progress.downloadNow = sink_.written();
+    progress.uploadTotal = body_ ? std::max<std::int64_t>(body_->length(), 0) : 0;
+    progress.uploadNow = uploaded_;
+    return progress_(progress);
+}
+
+void Attempt::report(bool last) {
+    if (!progress_) return;
+    const Clock::time_point now = Clock::now();
+    if (!last && now - reportedAt_ < PROGRESS_INTERVAL) return;
+    reportedAt_ = now;
+    ProgressResult result = ProgressResult::CONTINUE;
+    excused([&] { result = callProgressCallback(); });
+    if (result == ProgressResult::CANCEL) {
+        logical_.cancelled = true;
+        throw HttpRequestCancelledException();
+    }
+}
+
+bool Attempt::keepsGoing() noexcept {
+    return guarded([this] {
+        report(false);
+        if (limits_.exceeded()) throw HttpRequestTimeoutException();
+    });
+}
+
+Clock::duration Attempt::patience() const {
+    Clock::duration longest = LONGEST_WAIT;
+    if (progress_) {
+        const auto due = reportedAt_ + PROGRESS_INTERVAL - Clock::now();
+        longest = std::clamp<Clock::duration>(due, milliseconds(1), PROGRESS_INTERVAL);
+    }
+    return limits_.remaining(longest);
+}
+
+}  // namespace tavrin::httpclient_curl::detail

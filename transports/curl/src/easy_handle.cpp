@@ -1,0 +1,272 @@
+#include "easy_handle.h"
+
+#include <sys/socket.h>
+
+#include <climits>
+#include <new>
+#include <stdexcept>
+
+#include "failure.h"
+#include "tls_closure.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+using httpclient_core::HttpMethod;
+
+namespace {
+
+// A larger one serves bodies better and costs small answers nothing.
+constexpr long RECEIVE_BUFFER_BYTES = 65536;
+
+// A kept connection may have been given up by the server a moment ago. What cannot be sent twice
+// takes only one that was in use just now.
+constexpr long MOST_IDLE_SECONDS = 60;
+constexpr long MOST_IDLE_SECONDS_BEFORE_POST = 5;
+
+const char* nameOf(HttpMethod method) {
+    switch (method) {
+        case HttpMethod::GET:
+            return "GET";
+        case HttpMethod::POST:
+            return "POST";
+        case HttpMethod::DELETE:
+            return "DELETE";
+        case HttpMethod::PUT:
+            return "PUT";
+        case HttpMethod::HEAD:
+            return "HEAD";
+        case HttpMethod::PATCH:
+            return "PATCH";
+    }
+    throw refused("its method is unknown");
+}
+
+// Connections must not be inherited by the programs that the application starts.
+curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
+    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+// Only a scheme that libcurl knows as a proxy's: its own complaint would quote the whole text,
+// password included.
+void checkProxy(const std::string& proxy) {
+    for (const unsigned char c : proxy) {
+        if (c <= ' ' || c == 0x7f)
+            throw refused("the proxy's URL contains a blank or a control character");
+    }
+    const std::size_t end = proxy.find("://");
+    if (end == std::string::npos) return;
+    for (const char* known : {"http", "https", "socks4", "socks4a", "socks5", "socks5h"}) {
+        if (equalIgnoringCase(std::string_view(proxy).substr(0, end), known)) return;
+    }
+    throw refused("the proxy's URL has a scheme that is not supported");
+}
+
+bool isBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
+
+std::string stringInfo(CURL* easy, CURLINFO info) {
+    char* text = nullptr;
+    return curl_easy_getinfo(easy, info, &text) == CURLE_OK && text != nullptr ? text : "";
+}
+
+const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+}  // namespace
+
+bool isIdempotent(HttpMethod method) {
+    return method != HttpMethod::POST && method != HttpMethod::PATCH;
+}
+
+template <typename Value>
+void EasyHandle::set(CURLoption option, Value value) {
+    const CURLcode code = curl_easy_setopt(handle_.get(), option, value);
+    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code != CURLE_OK)
+        throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
+}
+
+EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
+    if (handle_ == nullptr) throw std::bad_alloc();
+    systemCaFile_ = stringInfo(get(), CURLINFO_CAINFO);
+    systemCaPath_ = stringInfo(get(), CURLINFO_CAPATH);
+    set(CURLOPT_ERRORBUFFER, error_);
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_NOPROGRESS, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_FOLLOWLOCATION, 0L);
+    set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    set(CURLOPT_BUFFERSIZE, RECEIVE_BUFFER_BYTES);
+    // Otherwise giving up a name that is still being looked up waits for the system's resolver.
+    set(CURLOPT_QUICK_EXIT, 1L);
+    // Both set outright, or libcurl asks the environment.
+    set(CURLOPT_PROXY, "");
+    set(CURLOPT_NOPROXY, "");
+    set(CURLOPT_HTTP_VERSION, options.highestHttpVersion() == HttpVersion::HTTP_2
+                                  ? static_cast<long>(CURL_HTTP_VERSION_2TLS)
+                                  : static_cast<long>(CURL_HTTP_VERSION_1_1));
+    const std::string agent = options.userAgent();
+    checkHeader("User-Agent", agent, "header field");
+    set(CURLOPT_USERAGENT, orNull(agent));
+    set(CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    set(CURLOPT_PREREQFUNCTION, onPrerequest);
+    set(CURLOPT_PREREQDATA, this);
+    set(CURLOPT_HEADERFUNCTION, onHeader);
+    set(CURLOPT_HEADERDATA, this);
+    set(CURLOPT_WRITEFUNCTION, onBody);
+    set(CURLOPT_WRITEDATA, this);
+    set(CURLOPT_READFUNCTION, onRead);
+    set(CURLOPT_READDATA, this);
+    set(CURLOPT_SEEKFUNCTION, onSeek);
+    set(CURLOPT_SEEKDATA, this);
+    reportTlsClosure(get());
+}
+
+void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
+    listener_ = &listener;
+    error_[0] = '\0';
+    set(CURLOPT_CURLU, exchange.url.handle());
+    setMethod(exchange);
+    setHeaders(exchange);
+    setTrust(exchange.settings.certificateFile);
+    setCredentials(exchange.url);
+    if (proxy_ != exchange.settings.proxy) {
+        checkProxy(exchange.settings.proxy);
+        set(CURLOPT_PROXY, exchange.settings.proxy.c_str());
+        proxy_ = exchange.settings.proxy;
+    }
+    if (connectTimeout_ != exchange.settings.connectTimeout) {
+        connectTimeout_ = exchange.settings.connectTimeout;
+        // 0 would mean libcurl's own limit of five minutes.
+        set(CURLOPT_CONNECTTIMEOUT_MS,
+            connectTimeout_ > 0 ? static_cast<long>(connectTimeout_) : static_cast<long>(INT_MAX));
+    }
+    if (decode_ != exchange.decode) {
+        decode_ = exchange.decode;
+        set(CURLOPT_ACCEPT_ENCODING, decode_ ? "" : static_cast<const char*>(nullptr));
+    }
+    const long idle =
+        isIdempotent(exchange.method) ? MOST_IDLE_SECONDS : MOST_IDLE_SECONDS_BEFORE_POST;
+    if (maxIdleSeconds_ != idle) {
+        maxIdleSeconds_ = idle;
+        set(CURLOPT_MAXAGE_CONN, idle);
+    }
+    if (reuseForbidden_) {
+        reuseForbidden_ = false;
+        set(CURLOPT_FORBID_REUSE, 0L);
+    }
+}
+
+void EasyHandle::setMethod(const Exchange& exchange) {
+    const HttpMethod method = exchange.method;
+    const bool announcesBody = exchange.hasBody || method == HttpMethod::POST ||
+                               method == HttpMethod::PUT || method == HttpMethod::PATCH;
+    std::string custom;
+    if (announcesBody) {
+        // Not UPLOAD, which makes libcurl wait a second for the answer to an Expect.
+        set(CURLOPT_POST, 1L);
+        const bool empty = exchange.bodyLength == 0;
+        set(CURLOPT_POSTFIELDS, empty ? "" : static_cast<const char*>(nullptr));
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(exchange.bodyLength));
+        if (method != HttpMethod::POST) custom = nameOf(method);
+    } else if (method == HttpMethod::HEAD) {
+        set(CURLOPT_NOBODY, 1L);
+    } else {
+        set(CURLOPT_HTTPGET, 1L);
+        if (method != HttpMethod::GET) custom = nameOf(method);
+    }
+    if (custom != method_) {
+        set(CURLOPT_CUSTOMREQUEST, orNull(custom));
+        method_ = custom;
+    }
+}
+
+void EasyHandle::setHeaders(const Exchange& exchange) {
+    std::string lines;
+    for (const auto& [name, value] : exchange.headers) {
+        // The form for a field without a value; "Name:" would suppress it.
+        lines += name;
+        if (isBlank(value)) {
+            lines += ';';
+        } else {
+            lines += ": ";
+            lines += value;
+        }
+        lines += '\0';
+    }
+    // Fields that libcurl would add unasked.
+    for (const char* added : {"Accept", "Content-Type", "Expect"}) {
+        if (findHeader(exchange.headers, added) == nullptr) {
+            lines += added;
+            lines += ':';
+            lines += '\0';
+        }
+    }
+    if (lines == lines_) return;
+    set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+    lines_ = std::move(lines);
+    nodes_.clear();
+    for (std::size_t at = 0; at < lines_.size(); at = lines_.find('\0', at) + 1) {
+        nodes_.push_back({&lines_[at], nullptr});
+    }
+    for (std::size_t i = 0; i + 1 < nodes_.size(); ++i) nodes_[i].next = &nodes_[i + 1];
+    set(CURLOPT_HTTPHEADER, nodes_.data());
+}
+
+void EasyHandle::setTrust(const std::string& certificateFile) {
+    if (certificateFile_ == certificateFile) return;
+    const bool own = !certificateFile.empty();
+    // Setting a file alone would leave the system's directory trusted beside it.
+    const char* file = own ? certificateFile.c_str() : orNull(systemCaFile_);
+    const char* path = own ? nullptr : orNull(systemCaPath_);
+    set(CURLOPT_CAINFO, file);
+    set(CURLOPT_CAPATH, path);
+    set(CURLOPT_PROXY_CAINFO, file);
+    set(CURLOPT_PROXY_CAPATH, path);
+    // An own file may be replaced at any time; the system's is large and is kept for a day.
+    set(CURLOPT_CA_CACHE_TIMEOUT, own ? 0L : 24L * 60 * 60);
+    certificateFile_ = certificateFile;
+}
+
+void EasyHandle::setCredentials(const RequestUrl& url) {
+    if (!url.hasCredentials() && !hasCredentials_) return;
+    hasCredentials_ = url.hasCredentials();
+    set(CURLOPT_USERNAME, hasCredentials_ ? url.user().c_str() : nullptr);
+    set(CURLOPT_PASSWORD, hasCredentials_ ? url.password().c_str() : nullptr);
+}
+
+void EasyHandle::forbidReuse() {
+    reuseForbidden_ = true;
+    set(CURLOPT_FORBID_REUSE, 1L);
+}
+
+long EasyHandle::httpVersion() const {
+    long version = 0;
+    curl_easy_getinfo(get(), CURLINFO_HTTP_VERSION, &version);
+    return version;
+}
+
+int EasyHandle::onPrerequest(void* self, char*, char*, int, int) {
+    return static_cast<EasyHandle*>(self)->listener_->aboutToSend() ? CURL_PREREQFUNC_OK
+                                                                    : CURL_PREREQFUNC_ABORT;
+}
+
+std::size_t EasyHandle::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
+    const std::size_t bytes = size * count;
+    return static_cast<EasyHandle*>(self)->listener_->headerLine({data, bytes}) ? bytes : bytes + 1;
+}
+
+std::size_t EasyHandle::onBody(char* data, std::size_t size, std::size_t count, void* self) {
+    const std::size_t bytes = size * count;
+    return static_cast<EasyHandle*>(self)->listener_->bodyBytes(data, bytes) ? bytes : bytes + 1;
+}
+
+std::size_t EasyHandle::onRead(char* to, std::size_t size, std::size_t count, void* self) {
+    return static_cast<EasyHandle*>(self)->listener_->readBody(to, size * count);
+}
+
+int EasyHandle::onSeek(void* self, curl_off_t offset, int origin) {
+    if (offset != 0 || origin != SEEK_SET) return CURL_SEEKFUNC_FAIL;
+    return static_cast<EasyHandle*>(self)->listener_->rewindBody() ? CURL_SEEKFUNC_OK
+                                                                   : CURL_SEEKFUNC_FAIL;
+}
+
+}  // namespace tavrin::httpclient_curl::detail

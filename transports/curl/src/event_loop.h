@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "async_job.h"
+#include "attempt.h"
+#include "easy_handle.h"
+#include "multi_handle.h"
+#include "time_limits.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+// Carries transfers on one thread. It takes them from the engine and gives them back when they have
+// ended; nothing of the application's runs here but the streams and callbacks of the transfers
+// themselves.
+class EventLoop {
+public:
+    EventLoop(AsyncEngine& engine, const CurlOptions& options)
+        : engine_(engine), options_(options) {}
+
+    // Runs until the engine closes; then every transfer ends with HttpRequestCancelledException.
+    void run() noexcept;
+
+    // May be called from any thread.
+    void wake() { multi_.wake(); }
+
+    // What the engine notes about this loop, under its own lock: transfers given to it that have
+    // not come back, and whether it has been woken to fetch more.
+    std::size_t carried = 0;
+    bool woken = false;
+
+private:
+    struct Transfer {
+        // Takes the job last, so that it is not lost if anything before it throws.
+        Transfer(AsyncJobPtr& asyncJob, const CurlOptions& options,
+                 std::unique_ptr<EasyHandle> handle)
+            : attempt(asyncJob->request, asyncJob->response, *asyncJob->logical, options),
+              easy(std::move(handle)),
+              job(std::move(asyncJob)) {}
+
+        Attempt attempt;
+        std::unique_ptr<EasyHandle> easy;
+        AsyncJobPtr job;
+    };
+    using TransferPtr = std::unique_ptr<Transfer>;
+
+    void begin(AsyncJobPtr job);
+    void carryOn(TransferPtr transfer, bool more);
+    void collectEnded();
+    void lookAfterAll();
+    void stop(CURL* handle, std::exception_ptr failure);
+    void stopAll(const std::exception_ptr& failure);
+    void hand();
+    std::unique_ptr<EasyHandle> takeHandle();
+
+    AsyncEngine& engine_;
+    const CurlOptions& options_;
+    MultiHandle multi_;
+    WireClock clock_;
+    std::unordered_map<CURL*, TransferPtr> transfers_;
+    std::vector<std::unique_ptr<EasyHandle>> idleHandles_;
+    std::vector<AsyncJobPtr> ended_;
+    Clock::time_point nextLook_;
+};
+
+}  // namespace tavrin::httpclient_curl::detail

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <ios>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "httpclient_core/client.h"
+#include "httpclient_core/headers.h"
+#include "settings.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+// Bytes of a representation that the response's stream holds, and what they are bytes of.
+struct HeldBytes {
+    std::int64_t count = 0;
+    std::int64_t total = 0;
+    std::string validator;
+    bool validatorIsEtag = false;
+    // The head that they came with; the answer that completes them shows it again.
+    std::string reason;
+    httpclient_core::HttpHeaders headers;
+};
+
+// The application's handler of an asynchronous request, which the frame calls or, while the client
+// is being destroyed, the transport itself; the first to come counts.
+class OnceHandler {
+public:
+    explicit OnceHandler(httpclient_core::CompletionHandler handler);
+    void operator()(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
+                    std::exception_ptr error);
+
+private:
+    std::atomic<bool> called_{false};
+    httpclient_core::CompletionHandler handler_;
+};
+
+// What the transport remembers from one attempt of a request to the next. Attempts follow one
+// another, so only what a waiting thread looks at is atomic.
+struct LogicalRequest {
+    SharedSettings settings;
+
+    // The application's own Range; later attempts may carry one of the frame's in its place.
+    std::optional<std::string> ownRange;
+    int attempts = 0;
+
+    std::optional<std::streampos> bodyStart;
+    bool bodyTouched = false;
+
+    // The response's stream: where it began, if it was made by us, and the highest position
+    // written.
+    std::optional<std::streampos> streamStart;
+    std::streamoff highest = 0;
+    HeldBytes held;
+
+    // The application has said that it wants the request no more; further attempts end at once.
+    std::atomic<bool> cancelled{false};
+
+    // Asynchronous requests: whether an attempt is under way, and how many were begun.
+    std::atomic<bool> underWay{false};
+    std::atomic<std::uint64_t> begun{0};
+    std::shared_ptr<OnceHandler> handler;
+};
+
+}  // namespace tavrin::httpclient_curl::detail

@@ -1,0 +1,47 @@
+#include "multi_handle.h"
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace tavrin::httpclient_curl::detail {
+namespace {
+
+void check(CURLMcode code) {
+    if (code == CURLM_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code != CURLM_OK)
+        throw std::runtime_error(std::string("libcurl: ") + curl_multi_strerror(code));
+}
+
+}  // namespace
+
+MultiHandle::MultiHandle() : handle_(curl_multi_init()) {
+    if (handle_ == nullptr) throw std::bad_alloc();
+}
+
+void MultiHandle::add(CURL* easy) { check(curl_multi_add_handle(handle_.get(), easy)); }
+
+void MultiHandle::perform() {
+    int running = 0;
+    check(curl_multi_perform(handle_.get(), &running));
+}
+
+CURL* MultiHandle::ended(CURLcode& code) {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(handle_.get(), &left)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        code = message->data.result;
+        return message->easy_handle;
+    }
+    return nullptr;
+}
+
+void MultiHandle::wait(std::chrono::steady_clock::duration time) {
+    using std::chrono::milliseconds;
+    const auto rounded = std::chrono::ceil<milliseconds>(time).count();
+    const int timeout = static_cast<int>(std::clamp<std::int64_t>(rounded, 0, 1000000));
+    check(curl_multi_poll(handle_.get(), nullptr, 0, timeout, nullptr));
+}
+
+}  // namespace tavrin::httpclient_curl::detail

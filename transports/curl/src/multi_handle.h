@@ -1,0 +1,38 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <memory>
+
+namespace tavrin::httpclient_curl::detail {
+
+// A set of transfers and their connections. Belongs to one thread, but for wake().
+class MultiHandle {
+public:
+    // Throws std::bad_alloc.
+    MultiHandle();
+
+    void add(CURL* easy);
+    void remove(CURL* easy) { curl_multi_remove_handle(handle_.get(), easy); }
+
+    // Moves what can be moved at once.
+    void perform();
+
+    // A transfer that has ended, or null.
+    CURL* ended(CURLcode& code);
+
+    // Waits until something can be moved, wake() is called or the time is over.
+    void wait(std::chrono::steady_clock::duration time);
+
+    // May be called from any thread.
+    void wake() { curl_multi_wakeup(handle_.get()); }
+
+private:
+    struct Cleanup {
+        void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+    };
+    std::unique_ptr<CURLM, Cleanup> handle_;
+};
+
+}  // namespace tavrin::httpclient_curl::detail

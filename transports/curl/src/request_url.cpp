@@ -1,0 +1,122 @@
+#include "request_url.h"
+
+#include <new>
+#include <utility>
+
+#include "failure.h"
+
+namespace tavrin::httpclient_curl::detail {
+namespace {
+
+// A part of the URL; empty if it has none.
+std::string part(CURLU* handle, CURLUPart which, unsigned flags = 0) {
+    char* text = nullptr;
+    if (curl_url_get(handle, which, &text, flags) != CURLUE_OK) return {};
+    const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
+    return text;
+}
+
+bool has(CURLU* handle, CURLUPart which) {
+    char* text = nullptr;
+    if (curl_url_get(handle, which, &text, 0) != CURLUE_OK) return false;
+    curl_free(text);
+    return true;
+}
+
+// What splits a line or ends a text for libcurl never gets there, escaped or not by libcurl's
+// leave.
+bool hasBlankOrControl(const std::string& text) {
+    for (const unsigned char c : text) {
+        if (c <= ' ' || c == 0x7f) return true;
+    }
+    return false;
+}
+
+// Bytes beyond ASCII are escaped behind the authority alone, where they are not part of a name to
+// be converted.
+std::string escapeHighBytes(const std::string& text) {
+    static constexpr char DIGITS[] = "0123456789ABCDEF";
+    const std::size_t scheme = text.find("://");
+    std::size_t from = text.find_first_of("/?#", scheme == std::string::npos ? 0 : scheme + 3);
+    if (from == std::string::npos) from = text.size();
+    std::string escaped = text.substr(0, from);
+    for (std::size_t i = from; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x80) {
+            escaped += text[i];
+        } else {
+            escaped += {'%', DIGITS[c >> 4], DIGITS[c & 15]};
+        }
+    }
+    return escaped;
+}
+
+bool isHttpScheme(CURLU* handle) {
+    const std::string scheme = part(handle, CURLUPART_SCHEME);
+    return scheme == "http" || scheme == "https";
+}
+
+}  // namespace
+
+RequestUrl::RequestUrl(Handle handle) : handle_(std::move(handle)) {
+    CURLU* url = handle_.get();
+    secure_ = part(url, CURLUPART_SCHEME) == "https";
+    hasCredentials_ = has(url, CURLUPART_USER) || has(url, CURLUPART_PASSWORD);
+    if (hasCredentials_) {
+        user_ = part(url, CURLUPART_USER, CURLU_URLDECODE);
+        password_ = part(url, CURLUPART_PASSWORD, CURLU_URLDECODE);
+        curl_url_set(url, CURLUPART_USER, nullptr, 0);
+        curl_url_set(url, CURLUPART_PASSWORD, nullptr, 0);
+    }
+    host_ = part(url, CURLUPART_HOST) + ":" + part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    for (char& c : host_) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+}
+
+RequestUrl RequestUrl::parse(const std::string& text) {
+    if (hasBlankOrControl(text)) {
+        throw refused("the URL contains a blank or a control character");
+    }
+    Handle handle(curl_url());
+    if (handle == nullptr) throw std::bad_alloc();
+    const CURLUcode code = curl_url_set(handle.get(), CURLUPART_URL, escapeHighBytes(text).c_str(),
+                                        CURLU_NON_SUPPORT_SCHEME);
+    if (code != CURLUE_OK)
+        throw refused(std::string("the URL is malformed: ") + curl_url_strerror(code));
+    if (!isHttpScheme(handle.get())) throw refused("the URL has neither the scheme http nor https");
+    if (part(handle.get(), CURLUPART_HOST).empty()) throw refused("the URL names no host");
+    return RequestUrl(std::move(handle));
+}
+
+RequestUrl RequestUrl::resolve(const std::string& location) const {
+    if (location.empty()) throw failed(host_, "redirect", "the Location field is empty");
+    for (const unsigned char c : location) {
+        if (c < ' ' || c == 0x7f) {
+            throw failed(host_, "redirect", "the Location field contains a control character");
+        }
+    }
+    Handle handle(curl_url_dup(handle_.get()));
+    if (handle == nullptr) throw std::bad_alloc();
+    const CURLUcode code =
+        curl_url_set(handle.get(), CURLUPART_URL, escapeHighBytes(location).c_str(),
+                     CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE);
+    if (code != CURLUE_OK) {
+        throw failed(host_, "redirect",
+                     std::string("the Location field is malformed: ") + curl_url_strerror(code));
+    }
+    if (!isHttpScheme(handle.get())) {
+        throw failed(host_, "redirect", "it leads to neither an http nor an https URL");
+    }
+    if (part(handle.get(), CURLUPART_HOST).empty())
+        throw failed(host_, "redirect", "it names no host");
+    RequestUrl target(std::move(handle));
+    target.hasCredentials_ = hasCredentials_ && sameOrigin(target);
+    target.user_ = target.hasCredentials_ ? user_ : std::string();
+    target.password_ = target.hasCredentials_ ? password_ : std::string();
+    return target;
+}
+
+std::string RequestUrl::text() const { return part(handle_.get(), CURLUPART_URL); }
+
+}  // namespace tavrin::httpclient_curl::detail

@@ -1,0 +1,150 @@
+#include "response_head.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "request_headers.h"
+
+namespace tavrin::httpclient_curl::detail {
+namespace {
+
+// More of them serve nobody, and each is free to the server.
+constexpr int MOST_INTERIM_RESPONSES = 5000;
+
+constexpr std::string_view BLANKS = " \t\r\n";
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t from = text.find_first_not_of(BLANKS);
+    if (from == std::string_view::npos) return {};
+    return text.substr(from, text.find_last_not_of(BLANKS) - from + 1);
+}
+
+// A CR inside a line is no line end, but must not become one where the value goes next.
+std::string valueOf(std::string_view text) {
+    std::string value(trimmed(text));
+    std::replace(value.begin(), value.end(), '\r', ' ');
+    return value;
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+}  // namespace
+
+void ResponseHead::restart() {
+    started_ = complete_ = false;
+    interims_ = 0;
+}
+
+void ResponseHead::begin(std::string_view line) {
+    headers_ = httpclient_core::HttpHeaders();
+    name_.clear();
+    bytes_ = static_cast<std::int64_t>(line.size());
+    count_ = 0;
+    const std::string_view text = trimmed(line);
+    const std::size_t blank = text.find(' ');
+    if (text.substr(0, 5) != "HTTP/" || blank == std::string_view::npos) {
+        throw MalformedHead{"it does not begin with a status line"};
+    }
+    const std::string_view rest = text.substr(blank + 1);
+    if (rest.size() < 3 || !std::all_of(rest.begin(), rest.begin() + 3, isDigit) ||
+        rest[0] == '0' || (rest.size() > 3 && rest[3] != ' ')) {
+        throw MalformedHead{"its status code is no number of three digits"};
+    }
+    code_ = (rest[0] - '0') * 100 + (rest[1] - '0') * 10 + (rest[2] - '0');
+    reason_ = valueOf(rest.substr(3));
+    started_ = true;
+}
+
+ResponseHead::Stage ResponseHead::add(std::string_view line) {
+    if (line.find('\0') != std::string_view::npos) throw MalformedHead{"its head contains NUL"};
+    if (!started_ && !complete_) {
+        begin(line);
+        return Stage::OPEN;
+    }
+    bytes_ += static_cast<std::int64_t>(line.size());
+    if (limits_.bytes > 0 && bytes_ > limits_.bytes) {
+        throw MalformedHead{
+            "its head has more than maxHeaderBytes = " + std::to_string(limits_.bytes) + " bytes"};
+    }
+    if (complete_) return Stage::OPEN;  // a trailer, which counts but is not kept
+    if (line.find_first_not_of("\r\n") != std::string_view::npos) {
+        addField(line);
+        return Stage::OPEN;
+    }
+    flushField();
+    started_ = false;
+    if (code_ < 200) {
+        if (code_ == 101) throw MalformedHead{"it switches protocols unasked"};
+        if (++interims_ > MOST_INTERIM_RESPONSES) {
+            throw MalformedHead{"more than " + std::to_string(MOST_INTERIM_RESPONSES) +
+                                " interim responses"};
+        }
+        return Stage::INTERIM;
+    }
+    complete_ = true;
+    return Stage::COMPLETE;
+}
+
+void ResponseHead::addField(std::string_view line) {
+    if (line.front() == ' ' || line.front() == '\t') {
+        // The rest of a folded line; without a field before it, it belongs to nothing.
+        if (!name_.empty()) value_ += " " + valueOf(line);
+        return;
+    }
+    flushField();
+    const std::size_t colon = line.find(':');
+    if (colon == std::string_view::npos) throw MalformedHead{"a header line has no colon"};
+    if (limits_.count > 0 && ++count_ > limits_.count) {
+        throw MalformedHead{"it has more than maxHeaderCount = " + std::to_string(limits_.count) +
+                            " header fields"};
+    }
+    name_ = valueOf(line.substr(0, colon));
+    value_ = valueOf(line.substr(colon + 1));
+}
+
+void ResponseHead::flushField() {
+    if (!name_.empty()) headers_.addHeaderValue(name_, std::move(value_));
+    name_.clear();
+}
+
+const std::string* ResponseHead::value(const std::string& name) const {
+    const auto found = headers_.find(name);
+    return found == headers_.end() ? nullptr : &found->second;
+}
+
+std::int64_t ResponseHead::contentLength() const {
+    std::int64_t length = -1;
+    for (const auto& [name, value] : headers_) {
+        if (!equalIgnoringCase(name, "Content-Length")) continue;
+        std::string_view rest = value;
+        do {
+            const std::size_t comma = rest.find(',');
+            const std::string_view text = trimmed(rest.substr(0, comma));
+            std::int64_t number = -1;
+            const auto [stop, error] =
+                std::from_chars(text.data(), text.data() + text.size(), number);
+            if (error != std::errc() || stop != text.data() + text.size() ||
+                !isDigit(text.front())) {
+                throw MalformedHead{"its Content-Length is no number"};
+            }
+            if (length >= 0 && number != length)
+                throw MalformedHead{"it has two Content-Lengths that differ"};
+            length = number;
+            rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
+        } while (!rest.empty());
+    }
+    return length;
+}
+
+bool ResponseHead::isChunked() const {
+    const std::string* coding = value("Transfer-Encoding");
+    return coding != nullptr && !equalIgnoringCase(*coding, "identity");
+}
+
+bool ResponseHead::isEncoded() const {
+    const std::string* coding = value("Content-Encoding");
+    return coding != nullptr && !coding->empty() && !equalIgnoringCase(*coding, "identity");
+}
+
+}  // namespace tavrin::httpclient_curl::detail

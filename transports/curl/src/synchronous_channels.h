@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "attempt.h"
+#include "easy_handle.h"
+#include "multi_handle.h"
+#include "time_limits.h"
+
+namespace tavrin::httpclient_curl::detail {
+
+// Handles with their connections for requests that run on their callers' threads; one is lent to
+// each, and the one that was used last goes out first, since its connection is the likeliest to be
+// alive.
+class SynchronousChannels {
+public:
+    explicit SynchronousChannels(const CurlOptions& options) : options_(options) {}
+
+    // Carries the attempt to its end, or until `closing` becomes true. Throws std::bad_alloc.
+    void run(Attempt& attempt, const std::atomic<bool>& closing);
+
+private:
+    struct Channel {
+        explicit Channel(const CurlOptions& options) : easy(options) {}
+
+        MultiHandle multi;
+        EasyHandle easy;
+        WireClock clock;
+    };
+
+    std::unique_ptr<Channel> take();
+    void giveBack(std::unique_ptr<Channel> channel);
+
+    const CurlOptions& options_;
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<Channel>> idle_;
+};
+
+}  // namespace tavrin::httpclient_curl::detail
