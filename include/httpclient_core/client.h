@@ -16,7 +16,9 @@
 namespace tavrin::httpclient_core {
 
 /// What a transport runs, exactly once, when an asynchronous exchange has ended: with the request,
-/// the response, and null or the exception that tells why it failed.
+/// the response, and null or the exception that tells why it failed. A second call throws
+/// std::future_error with std::future_errc::promise_already_satisfied. What goes wrong inside, a
+/// strategy that throws for instance, stays in the task's own state, which nobody reads.
 using RetryTask = std::packaged_task<void(HttpRequest, HttpResponse, std::exception_ptr)>;
 
 /// Where the result of an asynchronous request goes. It moves but does not copy, and is called
@@ -65,14 +67,17 @@ public:
     /// @throws std::logic_error "HttpRequest headers must not include Content-Length and a
     /// non-identity Transfer-Encoding." or "A HttpRequest with a body must have a Content-Length or
     /// a Transfer-Encoding header." before anything is sent; std::bad_function_call after the first
-    /// attempt if the retry strategy is empty; what the strategy throws; and the exception of the
-    /// last attempt, as the transport threw it.
+    /// attempt if the retry strategy is empty; what the strategy throws; what the request's
+    /// callback and response stream factory throw while the response is made ready for a further
+    /// attempt; and the exception of the last attempt, as the transport threw it.
     virtual HttpResponse makeRequest(HttpRequest request) const;
 
     /// Starts the request and returns without waiting. `handler` is called once, with the last
     /// response and its exception or null, on the thread on which the transport completes the last
-    /// attempt; back-off sleeps happen there too. Never called are a handler whose strategy is
-    /// empty or throws, and one whose attempt the transport refuses to start.
+    /// attempt; back-off sleeps happen there too. The handler is never called if the
+    /// strategy is empty or throws, if the request's callback or response stream factory throws
+    /// while the response is made ready for a further attempt, or if the transport refuses to start
+    /// an attempt.
     /// @throws std::logic_error as makeRequest() does; what performAsyncRequest() throws. `handler`
     /// is not called then.
     virtual void makeAsyncRequest(HttpRequest request, CompletionHandler handler) const;
@@ -105,14 +110,16 @@ public:
 
     /// Builds the completion of the attempt that follows `totalAttempts` attempts, of which
     /// `consecutiveAttempts` came after the last 2xx response. Run by the transport, it asks the
-    /// configuration's retry strategy, and then either starts the next attempt or calls `handler`.
+    /// configuration's retry strategy, and then either starts the next attempt or calls `handler`,
+    /// which must not be null.
     RetryTask retryCompletionHandler(std::shared_ptr<CompletionHandler> handler,
                                      std::uint64_t requestId, int totalAttempts,
                                      int consecutiveAttempts,
                                      ClientConfiguration configuration) const;
 
 private:
-    ClientConfiguration effectiveConfiguration(const HttpRequest& request) const;
+    HTTPCLIENT_CORE_HIDDEN ClientConfiguration
+    effectiveConfiguration(const HttpRequest& request) const;
 
     mutable std::mutex configMutex_;
     ClientConfiguration clientConfiguration_;

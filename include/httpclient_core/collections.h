@@ -51,6 +51,7 @@ public:
         std::shared_ptr<const Impl> impl_;
     };
 
+    /// No entries, and no memory until the first one is added.
     NameValueCollection();
 
     /// The entries in the given order; repeated names are kept.
@@ -80,7 +81,9 @@ public:
     /// @throws std::out_of_range `name` + " not found." if there is none.
     std::string get(const std::string& name) const;
 
-    /// Values of all entries of that name in the order of adding; empty if there are none.
+    /// Values of all entries of that name, in the order of adding but for what a copy assignment
+    /// leaves behind (see there); empty if there are none. Linear in their number beyond the
+    /// lookup.
     std::vector<std::string> getAll(const std::string& name) const;
 
     bool has(const std::string& name) const;
@@ -165,13 +168,13 @@ private:
     };
     using Entries = std::list<value_type, NodeAllocator<value_type>>;
 
-    static void* allocateNode(Storage& storage);
-    static void deallocateNode(Storage& storage, void* node);
+    HTTPCLIENT_CORE_HIDDEN static void* allocateNode(Storage& storage);
+    HTTPCLIENT_CORE_HIDDEN static void deallocateNode(Storage& storage, void* node);
 
-    void makeStorage(std::size_t expectedEntries);
+    HTTPCLIENT_CORE_HIDDEN void makeStorage(std::size_t expectedEntries);
     template <typename Name>
     HTTPCLIENT_CORE_HIDDEN void append(Name&& name, std::string value);
-    void swap(NameValueCollection& other) noexcept;
+    HTTPCLIENT_CORE_HIDDEN void swap(NameValueCollection& other) noexcept;
 
     std::unique_ptr<Storage> storage_;  // Made with the first entry.
     Entries entries_{NodeAllocator<value_type>(nullptr)};

@@ -14,7 +14,8 @@ namespace tavrin::httpclient_core {
 /// Nothing is checked: any number is stored, a negative one too, and so is an empty retry strategy.
 /// What a setting does is up to the transport, except for the retry strategy and resuming.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take constant time, or time linear in what they copy.
 class HTTPCLIENT_CORE_EXPORT ClientConfiguration {
 public:
     /// The defaults that are named below.

@@ -16,7 +16,8 @@ public:
     FilePath() = default;
 
     /// @throws std::runtime_error "File path is not valid UTF-8." for overlong forms, surrogates,
-    /// truncated sequences and anything else that is not UTF-8.
+    /// truncated sequences and anything else that is not UTF-8; std::logic_error, with the standard
+    /// string's text, for a null pointer.
     FilePath(const std::string& utf8);
     FilePath(const char* utf8);
 

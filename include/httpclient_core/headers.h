@@ -32,6 +32,7 @@ public:
     static const std::string COOKIE;             ///< "Cookie"
     static const std::string TRANSFER_ENCODING;  ///< "Transfer-Encoding"
 
+    /// No fields.
     HttpHeaders() = default;
 
     /// The fields in the given order; repeated names are kept.
@@ -69,6 +70,7 @@ public:
     /// Removes every field of that name; an absent one is no error.
     void removeHeader(const std::string& name);
 
+    /// The fields in the order of adding, as (name, value).
     iterator begin();
     iterator end();
     const_iterator begin() const;

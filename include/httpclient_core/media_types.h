@@ -19,6 +19,7 @@ namespace tavrin::httpclient_core {
 /// take time linear in the text unless they say otherwise.
 class HTTPCLIENT_CORE_EXPORT ContentType {
 public:
+    /// A media type of these texts, unchecked.
     ContentType(std::string type, NameValueCollection parameters);
 
     /// Reads "type;name=value;name=value". The type is the first piece that is not empty, with the
@@ -48,11 +49,13 @@ private:
 /// Media types that an Accept header lists, in its order (RFC 9110, 12.5.1). Weights ("q") are
 /// parameters like others: nothing is sorted or interpreted.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take time linear in the number of media types unless they say otherwise.
 class HTTPCLIENT_CORE_EXPORT Accept {
 public:
     using const_iterator = std::vector<ContentType>::const_iterator;
 
+    /// These media types, in this order.
     Accept(std::vector<ContentType> types);
 
     /// Reads media types separated by ","; empty elements are passed over. Linear in the text.
@@ -69,6 +72,7 @@ public:
     /// @throws std::out_of_range, with the standard vector's text, if there is none.
     const ContentType& at(std::size_t index) const;
 
+    /// The media types in the header's order.
     const_iterator begin() const;
     const_iterator end() const;
 

@@ -137,6 +137,7 @@ HTTPCLIENT_CORE_EXPORT bool isServerError(const HttpResponse& response);
 /// of fields.
 class HTTPCLIENT_CORE_EXPORT HttpMessage {
 public:
+    /// A message with these header fields.
     HttpMessage(HttpHeaders headers);
     HttpMessage(const HttpMessage&) = default;
     HttpMessage(HttpMessage&&) noexcept = default;
@@ -219,20 +220,25 @@ HTTPCLIENT_CORE_EXPORT ResponseStreamFactory defaultResponseStreamFactory();
 /// headers, body, configuration or callbacks; every operation works on it.
 class HTTPCLIENT_CORE_EXPORT HttpRequest : public HttpMessage {
 public:
+    /// A request without query parameters, body, configuration and callbacks, whose response body
+    /// is kept in memory.
     HttpRequest(HttpMethod method, URL url, HttpHeaders headers);
     HttpRequest(HttpRequest&& other) noexcept;
     ~HttpRequest() override;
 
+    /// The method; it cannot be changed.
     HttpMethod getHttpMethod() const;
 
     /// The URL with the query parameters appended as QueryParameters::toString() writes them. No
-    /// separator is added: a URL that holds a query already gets a second "?".
+    /// separator is added: a URL that holds a query already gets a second "?". Linear in the
+    /// text.
     URL getURL() const;
 
     /// Query parameters that getURL() appends; none by default.
     QueryParameters getQueryParameters();
     void setQueryParameters(QueryParameters parameters);
 
+    /// Replaces all header fields, by the virtual setHeaders().
     HttpRequest& withHeaders(HttpHeaders headers);
 
     /// Makes `body` the simple body. Unless the headers are there already, Content-Type becomes
@@ -255,12 +261,13 @@ public:
     std::istream& getRequestBody() const;
 
     /// What is left to read of the simple body, which is at its end afterwards; "" without a body.
+    /// Linear in what is read.
     std::string getRequestBodyString() const;
 
     /// Multipart body; it may stand beside a simple one, and can be replaced but not removed.
-    /// setMultipartBody() @throws std::logic_error "Multipart body object is empty." for a body
-    /// without parts. getMultipartBody() @throws std::logic_error "Request does not have a
-    /// multipart body." if none was set.
+    /// Setting and getting copy its parts. setMultipartBody() @throws std::logic_error "Multipart
+    /// body object is empty." for a body without parts. getMultipartBody() @throws std::logic_error
+    /// "Request does not have a multipart body." if none was set.
     void setMultipartBody(MultipartBody body);
     bool hasMultipartBody() const;
     MultipartBody getMultipartBody() const;
@@ -294,7 +301,7 @@ public:
     HttpRequest& withClientConfiguration(ClientConfiguration configuration);
 
 private:
-    std::logic_error missing(const char* what) const;
+    HTTPCLIENT_CORE_HIDDEN std::logic_error missing(const char* what) const;
 
     HttpMethod method_;
     URL url_;
@@ -307,9 +314,13 @@ private:
     ProgressCallback progressCallback_;
 };
 
-/// How a response was come by. A plain value.
+/// /// How a response was come by.
+///
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take constant time, or time linear in the URL that they copy.
 class HTTPCLIENT_CORE_EXPORT TransactionReport {
 public:
+    /// A report of that many redirects, which led to that URL.
     TransactionReport(long redirectCount, URL effectiveURL);
 
     /// Number of redirects followed.
@@ -369,11 +380,12 @@ public:
     std::iostream& getResponseBody() const;
 
     /// What is left to read of the body, which is at its end afterwards. Makes the stream if there
-    /// is none yet. Throws as getResponseBody() does.
+    /// is none yet. Linear in what is read. Throws as getResponseBody() does.
     std::string getResponseBodyString() const;
 
     /// Sets Content-Length to the length of `body` in bytes and writes `body` to the body stream,
-    /// at its current write position. Throws as getResponseBody() does.
+    /// at its current write position. A stream that takes no bytes shows it by its state, not
+    /// here. Throws as getResponseBody() does, and what the callback throws.
     void setResponseBody(std::string body);
 
     /// Takes back what was written to the body, for a fresh attempt. If the stream began at
@@ -384,8 +396,8 @@ public:
     void resetResponseBody();
 
 private:
-    void announceChange() const;
-    std::unique_ptr<std::iostream> makeStream() const;
+    HTTPCLIENT_CORE_HIDDEN void announceChange() const;
+    HTTPCLIENT_CORE_HIDDEN std::unique_ptr<std::iostream> makeStream() const;
 
     HttpResponseCode responseCode_;
     std::string responseCodeReason_;

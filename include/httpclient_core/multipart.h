@@ -13,9 +13,11 @@ namespace tavrin::httpclient_core {
 /// What describes a part of a multipart body: its name, media type and further header fields
 /// (RFC 7578, 4). Texts are stored unchecked; a transport decides what may go on the wire.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take time linear in the texts that they copy, constant time otherwise.
 class HTTPCLIENT_CORE_EXPORT PartHeader {
 public:
+    /// A header without further fields; with one argument, without a media type either.
     PartHeader(std::string partName);
     PartHeader(std::string partName, std::string contentType);
 
@@ -45,7 +47,8 @@ private:
 
 /// Part of a multipart body whose content is held in memory, any bytes.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take time linear in the header and the data that they copy, constant time otherwise.
 class HTTPCLIENT_CORE_EXPORT DataPart {
 public:
     /// A part without data.
@@ -83,7 +86,8 @@ private:
 /// neither opened nor looked for here.
 ///
 /// A plain value. One object may be read from several threads while none changes it. A failed
-/// operation leaves the part unchanged.
+/// operation leaves the part unchanged. Operations take time linear in the header and the path that
+/// they copy, constant time otherwise.
 class HTTPCLIENT_CORE_EXPORT FilePart {
 public:
     /// A part with an empty name.
@@ -146,7 +150,7 @@ public:
     DataPart getDataPart(const std::string& name) const;
     FilePart getFilePart(const std::string& name) const;
 
-    /// A copy of all parts in order.
+    /// A copy of all parts in order. Linear in all that they hold.
     std::vector<std::variant<DataPart, FilePart>> getContent() const;
 
 private:

@@ -9,7 +9,8 @@ namespace tavrin::httpclient_core {
 
 /// Text of a URL, exactly as given: it is not parsed, checked, normalised or encoded here.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take time linear in the text.
 class HTTPCLIENT_CORE_EXPORT URL {
 public:
     /// The empty text.

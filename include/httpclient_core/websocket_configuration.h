@@ -19,7 +19,8 @@ namespace tavrin::httpclient_core {
 /// Nothing is checked. A callback counts as set once its setter was called, whatever function was
 /// passed, and cannot be taken away again.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take constant time, or time linear in what they copy.
 class HTTPCLIENT_CORE_EXPORT WebSocketClientConfiguration {
 public:
     /// Given the response of a failed handshake and a count: whether to try the connect again.
@@ -46,7 +47,7 @@ public:
     void setCustomHandshakeHeaders(HttpHeaders headers);
     WebSocketClientConfiguration& withCustomHandshakeHeaders(HttpHeaders headers);
 
-    /// Most time for the opening handshake, in milliseconds; 5000 by default.
+    /// Most time for the opening handshake, in milliseconds; 5000 by default, 0 for no limit.
     std::int64_t handshakeTimeout() const;
     void setHandshakeTimeout(std::int64_t handshakeTimeoutMs);
     WebSocketClientConfiguration& withHandshakeTimeout(std::int64_t handshakeTimeoutMs);
@@ -78,8 +79,9 @@ public:
     WebSocketClientConfiguration& withReconnectEnabled(ReconnectedCallback callback);
 
     /// Delays between reconnection attempts. By default 30 ms for the attempts 0 and 1, then twice
-    /// the last delay, 20 seconds at most, without an end; that function may be called from any
-    /// thread.
+    /// the last delay, 20 seconds at most (a negative one is doubled as it is), without an end;
+    /// that function may be called from any thread. A function that was set is given back as it is,
+    /// even an empty one.
     ReconnectBackoffFcn reconnectBackoffFcn() const;
     void setCustomReconnectBackoffFcn(ReconnectBackoffFcn backoff);
     WebSocketClientConfiguration& withCustomReconnectBackoffFcn(ReconnectBackoffFcn backoff);

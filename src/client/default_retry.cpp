@@ -8,11 +8,10 @@
 #include "client/log.h"
 #include "httpclient_core/exceptions.h"
 #include "httpclient_core/retry.h"
+#include "messages/no_response.h"
 
 namespace tavrin::httpclient_core {
 namespace {
-
-constexpr auto NO_RESPONSE = static_cast<HttpResponseCode>(-1);
 
 bool isTimeout(const std::exception_ptr& error) {
     if (!error) return false;
@@ -105,7 +104,7 @@ RetriablePredicate defaultIsRetriable() {
 RetriablePredicate downloadIsRetriable() {
     return [](HttpMethod method, bool timedOut, HttpResponseCode code) {
         if (method != HttpMethod::GET && method != HttpMethod::HEAD) return false;
-        return timedOut || code == NO_RESPONSE || isSuccess(code) || isServerError(code) ||
+        return timedOut || code == detail::NO_RESPONSE || isSuccess(code) || isServerError(code) ||
                code == HttpResponseCode::REQUEST_TIMEOUT ||
                code == HttpResponseCode::RANGE_NOT_SATISFIABLE ||
                code == HttpResponseCode::TOO_MANY_REQUESTS;

@@ -11,55 +11,65 @@
 namespace tavrin::httpclient_core {
 namespace {
 
-// The source of a channel's records, and the severities that it is to write.
+// Which records a channel writes. It has no destructor, so that it can be asked until the very end.
+struct ChannelState {
+    std::atomic<std::uint32_t> mask{0};
+    std::atomic<bool> ended{false};
+};
+
+ChannelState& coreState() {
+    static ChannelState state;
+    return state;
+}
+
+ChannelState& webSocketState() {
+    static ChannelState state;
+    return state;
+}
+
+// The source of a channel's records. Once it is gone, at process exit, the channel is silent: other
+// objects may still report misuse.
 class DiagnosticLogger {
 public:
     using Source = boost::log::sources::severity_channel_logger_mt<int, std::string>;
 
-    explicit DiagnosticLogger(const char* channel)
-        : source_(boost::log::keywords::channel = std::string(channel)) {}
+    DiagnosticLogger(const char* channel, ChannelState& state)
+        : source_(boost::log::keywords::channel = std::string(channel)), state_(state) {}
     DiagnosticLogger(const DiagnosticLogger&) = delete;
     DiagnosticLogger& operator=(const DiagnosticLogger&) = delete;
-
-    // At process exit the channel falls silent: other objects may still report misuse.
-    ~DiagnosticLogger() { mask_ = 0; }
+    ~DiagnosticLogger() { state_.ended = true; }
 
     Source& source() { return source_; }
-    std::atomic<std::uint32_t>& mask() { return mask_; }
 
 private:
     Source source_;
-    std::atomic<std::uint32_t> mask_{0};
+    ChannelState& state_;
 };
 
 DiagnosticLogger& coreLogger() {
-    static DiagnosticLogger logger(LOG_CHANNEL);
+    static DiagnosticLogger logger(LOG_CHANNEL, coreState());
     return logger;
 }
 
-DiagnosticLogger& webSocketLogger() {
-    static DiagnosticLogger logger(WEBSOCKET_LOG_CHANNEL);
-    return logger;
-}
-
-DiagnosticLogger& loggerOf(const std::string& channel) {
-    if (channel == LOG_CHANNEL) return coreLogger();
-    if (channel == WEBSOCKET_LOG_CHANNEL) return webSocketLogger();
+ChannelState& stateOf(const std::string& channel) {
+    if (channel == LOG_CHANNEL) return coreState();
+    if (channel == WEBSOCKET_LOG_CHANNEL) return webSocketState();
     throw std::out_of_range(channel + " not found.");
 }
 
 }  // namespace
 
 void setLogSeverityMask(const std::string& channel, std::uint32_t mask) {
-    loggerOf(channel).mask() = mask;
+    stateOf(channel).mask = mask;
 }
 
-std::uint32_t getLogSeverityMask(const std::string& channel) { return loggerOf(channel).mask(); }
+std::uint32_t getLogSeverityMask(const std::string& channel) { return stateOf(channel).mask; }
 
 namespace detail {
 
 bool isLogged(LogSeverity severity) {
-    return (coreLogger().mask().load(std::memory_order_relaxed) & severity) != 0 &&
+    const auto& state = coreState();
+    return (state.mask.load(std::memory_order_relaxed) & severity) != 0 && !state.ended &&
            boost::log::core::get()->get_logging_enabled();
 }
 

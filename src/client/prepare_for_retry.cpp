@@ -4,11 +4,10 @@
 #include <utility>
 
 #include "client/log.h"
+#include "messages/no_response.h"
 
 namespace tavrin::httpclient_core::detail {
 namespace {
-
-constexpr auto NO_RESPONSE = static_cast<HttpResponseCode>(-1);
 
 // A stream that was read to its end carries eofbit and failbit, and doesn't seek until cleared.
 void rewindBody(const HttpRequest& request) {
@@ -78,7 +77,7 @@ void prepareForRetry(HttpRequest& request, HttpResponse& response, bool resumeOn
     } else {
         response.resetResponseBody();
     }
-    response.setResponseCodeAndReason(NO_RESPONSE, "Request Not Made");
+    response.setResponseCodeAndReason(NO_RESPONSE, NO_RESPONSE_REASON);
     response.setHeaders(HttpHeaders());
 }
 

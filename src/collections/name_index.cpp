@@ -11,18 +11,6 @@ constexpr char folded(char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
 }
 
-// Names count up to their first NUL byte, which ends every one of them.
-bool isSameName(const std::string& a, const std::string& b) {
-    const char* x = a.c_str();
-    const char* y = b.c_str();
-    while (folded(*x) == folded(*y)) {
-        if (*x == 0) return true;
-        ++x;
-        ++y;
-    }
-    return false;
-}
-
 bool precedesInMemory(NameIndex::Entry a, NameIndex::Entry b) {
     return std::less<const NameValueCollection::value_type*>()(&*a, &*b);
 }
@@ -57,19 +45,6 @@ std::optional<NameIndex::Entry> NameIndex::first(const std::string& name) const 
     return {};
 }
 
-std::vector<NameIndex::Entry> NameIndex::all(const std::string& name) const {
-    std::vector<Entry> found;
-    if (many_) {
-        const auto [begin, end] = many_->equal_range(name);
-        for (auto position = begin; position != end; ++position) found.push_back(position->second);
-        return found;
-    }
-    for (const auto& [indexed, entry] : few_) {
-        if (isSameName(indexed, name)) found.push_back(entry);
-    }
-    return found;
-}
-
 void NameIndex::removeName(const std::string& name) {
     if (many_) {
         many_->erase(name);
@@ -94,6 +69,18 @@ void NameIndex::removeEntries(const std::vector<Entry>& entries) {
 void NameIndex::sortAndUnify(std::vector<Entry>& entries) {
     std::sort(entries.begin(), entries.end(), precedesInMemory);
     entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+}
+
+// Names count up to their first NUL byte, which ends every one of them.
+bool NameIndex::isSameName(const std::string& a, const std::string& b) {
+    const char* x = a.c_str();
+    const char* y = b.c_str();
+    while (folded(*x) == folded(*y)) {
+        if (*x == 0) return true;
+        ++x;
+        ++y;
+    }
+    return false;
 }
 
 void NameIndex::growIntoTree() {

@@ -23,8 +23,6 @@ public:
     NameIndex(NameIndex&&) noexcept = default;
     NameIndex& operator=(NameIndex&&) noexcept = default;
 
-    bool empty() const { return few_.empty() && !many_; }
-
     void reserve(std::size_t entries);
 
     /// Adds an entry under that name. If that fails, nothing has changed.
@@ -33,8 +31,18 @@ public:
     /// The first entry of that name.
     std::optional<Entry> first(const std::string& name) const;
 
-    /// All entries of that name, each as often as it was added.
-    std::vector<Entry> all(const std::string& name) const;
+    /// Calls `visit` with the entries of that name in order, each as often as it was added.
+    template <typename Visit>
+    void forEach(const std::string& name, Visit visit) const {
+        if (many_) {
+            const auto [begin, end] = many_->equal_range(name);
+            for (auto position = begin; position != end; ++position) visit(position->second);
+            return;
+        }
+        for (const auto& [indexed, entry] : few_) {
+            if (isSameName(indexed, name)) visit(entry);
+        }
+    }
 
     /// Takes out everything that was added under the name.
     void removeName(const std::string& name);
@@ -46,6 +54,8 @@ public:
     static void sortAndUnify(std::vector<Entry>& entries);
 
 private:
+    static bool isSameName(const std::string& a, const std::string& b);
+
     using Tree = std::multimap<std::string, Entry, NameValueCollection::CaseInsensitiveCompare>;
 
     void growIntoTree();

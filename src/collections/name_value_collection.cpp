@@ -1,4 +1,5 @@
 #include <locale.h>
+#include <sanitizer/asan_interface.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <iterator>
 #include <memory_resource>
 #include <new>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -19,6 +19,18 @@ namespace tavrin::httpclient_core {
 namespace {
 
 constexpr std::size_t TYPICAL_ENTRIES = 12;
+
+template <typename Write>
+void writeEntries(const NameValueCollection& entries, const std::string& entrySeparator,
+                  const std::string& keyValueSeparator,
+                  const std::function<std::string(std::string)>& encoder, Write write) {
+    for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
+        if (entry != entries.begin()) write(entrySeparator);
+        write(encoder(entry->first));
+        write(keyValueSeparator);
+        write(encoder(entry->second));
+    }
+}
 
 }  // namespace
 
@@ -61,10 +73,14 @@ public:
 
     void* allocateNode() {
         if (!removed_) return blocks_.allocate(sizeof(Node), alignof(Node));
+        ASAN_UNPOISON_MEMORY_REGION(removed_, sizeof(Node));
         return std::exchange(removed_, removed_->next);
     }
 
-    void deallocateNode(void* node) { removed_ = new (node) Removed{removed_}; }
+    void deallocateNode(void* node) {
+        removed_ = new (node) Removed{removed_};
+        ASAN_POISON_MEMORY_REGION(node, sizeof(Node));
+    }
 
 private:
     // As large as a node of the list: an entry and the links to its neighbours.
@@ -77,7 +93,9 @@ private:
     };
 
     std::array<Node, 8> firstNodes_;
-    std::pmr::monotonic_buffer_resource blocks_{&firstNodes_, sizeof(firstNodes_)};
+    // Not from the program's default resource, which may go before the collection does.
+    std::pmr::monotonic_buffer_resource blocks_{&firstNodes_, sizeof(firstNodes_),
+                                                std::pmr::new_delete_resource()};
     Removed* removed_ = nullptr;
 };
 
@@ -159,9 +177,10 @@ std::string NameValueCollection::get(const std::string& name) const {
 std::vector<std::string> NameValueCollection::getAll(const std::string& name) const {
     std::vector<std::string> values;
     if (!storage_) return values;
-    const auto entries = storage_->index.all(name);
-    values.reserve(entries.size());
-    for (const auto entry : entries) values.push_back(entry->second);
+    std::size_t count = 0;
+    storage_->index.forEach(name, [&](iterator) { ++count; });
+    values.reserve(count);
+    storage_->index.forEach(name, [&](iterator entry) { values.push_back(entry->second); });
     return values;
 }
 
@@ -200,19 +219,20 @@ void NameValueCollection::set(const std::string& name, std::string value) {
 
 void NameValueCollection::erase(const std::string& name) {
     if (!storage_) return;
-    auto entries = storage_->index.all(name);
-    if (entries.empty()) return;
-    const bool indexedRepeatedly = storage_->indexedRepeatedly;
-    if (indexedRepeatedly) detail::NameIndex::sortAndUnify(entries);
-
+    auto& index = storage_->index;
     // Keeps the entries until the end: `name` may refer into one of them.
     Entries removed(entries_.get_allocator());
-    for (const auto entry : entries) removed.splice(removed.end(), entries_, entry);
-    if (indexedRepeatedly) {
-        storage_->index.removeEntries(entries);
-    } else {
-        storage_->index.removeName(name);
+    const auto remove = [&](iterator entry) { removed.splice(removed.end(), entries_, entry); };
+    if (!storage_->indexedRepeatedly) {  // Without memory of its own: a rollback may rely on it.
+        index.forEach(name, remove);
+        index.removeName(name);
+        return;
     }
+    std::vector<iterator> entries;
+    index.forEach(name, [&](iterator entry) { entries.push_back(entry); });
+    detail::NameIndex::sortAndUnify(entries);
+    std::for_each(entries.begin(), entries.end(), remove);
+    index.removeEntries(entries);
 }
 
 void NameValueCollection::init() {
@@ -233,20 +253,19 @@ NameValueCollection::const_iterator NameValueCollection::cend() const { return e
 std::ostream& NameValueCollection::toStream(
     std::ostream& os, const std::string& entrySeparator, const std::string& keyValueSeparator,
     const std::function<std::string(std::string)>& encoder) const {
-    for (auto entry = begin(); entry != end(); ++entry) {
-        if (entry != begin()) os << entrySeparator;
-        os << encoder(entry->first) << keyValueSeparator;
-        os << encoder(entry->second);
-    }
+    writeEntries(*this, entrySeparator, keyValueSeparator, encoder,
+                 [&](const std::string& text) { os << text; });
     return os;
 }
 
+// Not through a stream, which would swallow a failed allocation and leave the text cut off.
 std::string NameValueCollection::toString(
     const std::string& entrySeparator, const std::string& keyValueSeparator,
     const std::function<std::string(std::string)>& encoder) const {
-    std::ostringstream os;
-    toStream(os, entrySeparator, keyValueSeparator, encoder);
-    return os.str();
+    std::string result;
+    writeEntries(*this, entrySeparator, keyValueSeparator, encoder,
+                 [&](const std::string& text) { result += text; });
+    return result;
 }
 
 void NameValueCollection::makeStorage(std::size_t expectedEntries) {

@@ -77,7 +77,10 @@ std::string QueryParameters::getEntrySep() { return ENTRY_SEPARATOR; }
 
 std::string QueryParameters::getKeyValueSep() { return KEY_VALUE_SEPARATOR; }
 
-std::ostream& QueryParameters::toStream(std::ostream& os) const { return os << toString(); }
+std::ostream& QueryParameters::toStream(std::ostream& os) const {
+    if (!empty()) os << toString();
+    return os;
+}
 
 std::string QueryParameters::toString() const {
     const PercentEncoder encoder("%20");

@@ -2,28 +2,23 @@
 #include <utility>
 
 #include "httpclient_core/messages.h"
+#include "messages/no_response.h"
 #include "messages/read_rest.h"
 
 namespace tavrin::httpclient_core {
-namespace {
-
-constexpr auto NO_RESPONSE = static_cast<HttpResponseCode>(-1);
-constexpr char NO_RESPONSE_REASON[] = "Request Not Made";
-
-}  // namespace
 
 HttpResponse::HttpResponse()
     : HttpMessage(HttpHeaders()),
-      responseCode_(NO_RESPONSE),
-      responseCodeReason_(NO_RESPONSE_REASON),
+      responseCode_(detail::NO_RESPONSE),
+      responseCodeReason_(detail::NO_RESPONSE_REASON),
       transactionReport_(0, URL()),
       responseStreamFactory_(defaultResponseStreamFactory()),
       bodyStartPosition_(0) {}
 
 HttpResponse::HttpResponse(const HttpRequest& request)
     : HttpMessage(HttpHeaders()),
-      responseCode_(NO_RESPONSE),
-      responseCodeReason_(NO_RESPONSE_REASON),
+      responseCode_(detail::NO_RESPONSE),
+      responseCodeReason_(detail::NO_RESPONSE_REASON),
       transactionReport_(0, URL()),
       responseStreamFactory_(request.getResponseStreamFactory()),
       preRespCodeAndHeadersCallback_(request.getPreRespCodeAndHeadersCallback()),

@@ -19,8 +19,12 @@ std::pair<std::chrono::milliseconds, bool> defaultNextBackoffAndShouldReconnectF
     constexpr std::chrono::milliseconds FIRST(30);
     constexpr std::chrono::milliseconds LONGEST(20000);
     if (attempt <= 1) return {FIRST, true};
-    // Asked before doubling, which could overflow.
-    return {previous > LONGEST / 2 ? LONGEST : previous * 2, true};
+    // Asked before doubling, which could overflow; a negative delay is doubled all the same.
+    if (previous > LONGEST / 2) return {LONGEST, true};
+    if (previous < std::chrono::milliseconds::min() / 2) {
+        return {std::chrono::milliseconds::min(), true};
+    }
+    return {previous * 2, true};
 }
 
 }  // namespace
