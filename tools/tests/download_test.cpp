@@ -1,0 +1,375 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "checksum.h"
+#include "support/program_test.h"
+
+namespace tavrin::http_tool::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+using Download = ProgramTest;
+
+TEST_F(Download, GoesToStandardOutputAndSaysNothingElse) {
+    const auto outcome = run({server_.url("/bytes/1000")});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.output, server_.content("/bytes/1000").all());
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST_F(Download, GoesToTheFileThatIsNamed) {
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.output + outcome.errors, "");
+    EXPECT_EQ(directory_.listing(), "f");
+    EXPECT_EQ(file("f"), server_.content().all());
+}
+
+TEST_F(Download, OfSeveralUrlsGoesToTheFilesInTheirOrder) {
+    server_.serve("/a", {1, 10});
+    server_.serve("/b", {2, 20});
+    const auto outcome =
+        run({"-o", "a", "-o", "b", server_.url("/a"), server_.url("/b"), server_.url("/bytes/3")});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(file("a"), server_.content("/a").all());
+    EXPECT_EQ(file("b"), server_.content("/b").all());
+    EXPECT_EQ(outcome.output, server_.content("/bytes/3").all());
+}
+
+TEST_F(Download, OfSeveralUrlsFollowOneAnotherOnStandardOutput) {
+    const auto outcome = run({server_.url("/bytes/10"), server_.url("/bytes/20")});
+
+    EXPECT_EQ(outcome.output,
+              server_.content("/bytes/10").all() + server_.content("/bytes/20").all());
+}
+
+TEST_F(Download, NamesTheFileAsTheUrlDoes) {
+    run({"-O", server_.url("/dir/two%20words.txt?x=1"), "--output-dir", directory_.path()});
+
+    EXPECT_EQ(directory_.listing(), "two words.txt");
+}
+
+TEST_F(Download, NamesNoFileOutsideTheDirectory) {
+    std::filesystem::create_directory(directory_.file("inner"));
+    ProgramSetting inside;
+    inside.directory = directory_.file("inner");
+    run({"-O", server_.url("/..%2f..%2f.profile")}, inside);
+
+    EXPECT_EQ(directory_.listing(), "inner");
+    EXPECT_TRUE(std::filesystem::exists(directory_.file("inner/profile")));
+}
+
+TEST_F(Download, RefusesAUrlThatNamesNoFile) {
+    const auto outcome = run({"-O", server_.url("/")});
+
+    EXPECT_EQ(outcome.code, 23);
+    EXPECT_EQ(outcome.errors,
+              "tavrin-http: " + server_.url("/") + " names no file; say with -o how to call it\n");
+    EXPECT_THAT(server_.requests(), IsEmpty());
+}
+
+TEST_F(Download, RefusesTwoUrlsForOneFile) {
+    const auto outcome = run({"-O", server_.url("/a/x"), server_.url("/b/x")});
+
+    EXPECT_EQ(outcome.code, 23);
+    EXPECT_EQ(outcome.errors, "tavrin-http: two URLs would be written to \"x\"\n");
+    EXPECT_THAT(server_.requests(), IsEmpty());
+}
+
+TEST_F(Download, NamesTheFileAsTheServerDoes) {
+    server_.setPlan("header:Content-Disposition=attachment; filename=\"../x y.txt\"");
+    const auto outcome = run({"-O", "-J", server_.url("/f")});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(directory_.listing(), "x y.txt");
+}
+
+TEST_F(Download, ReplacesNothingUnderANameThatTheServerChose) {
+    writeFile(directory_.file("precious"), "mine");
+    server_.setPlan("header:Content-Disposition=attachment; filename=precious");
+    const auto outcome = run({"-O", "-J", server_.url("/f")});
+
+    EXPECT_EQ(outcome.code, 23);
+    EXPECT_THAT(outcome.errors, HasSubstr("cannot rename \"f.part\" to \"precious\": File exists"));
+    EXPECT_EQ(file("precious"), "mine");
+}
+
+TEST_F(Download, ReplacesAnEarlierFileOnlyWhenItIsWhole) {
+    writeFile(directory_.file("f"), "old");
+    server_.setPlan("rst@500,ok");
+
+    EXPECT_EQ(run({"--retry", "0", "-o", "f", server_.url()}).code, 56);
+    EXPECT_EQ(file("f"), "old");
+
+    EXPECT_EQ(run({"-o", "f", server_.url()}).code, 0);
+    EXPECT_EQ(file("f"), server_.content().all());
+    EXPECT_EQ(directory_.listing(), "f");
+}
+
+TEST_F(Download, OfNothingLeavesAnEmptyFile) {
+    EXPECT_EQ(run({"-o", "f", server_.url("/bytes/0")}).code, 0);
+    EXPECT_EQ(file("f"), "");
+
+    server_.setPlan("204");
+    EXPECT_EQ(run({"-o", "g", server_.url("/")}).code, 0);
+    EXPECT_EQ(file("g"), "");
+}
+
+TEST_F(Download, WritesToADeviceAsItIs) {
+    EXPECT_EQ(run({"-o", "/dev/null", server_.url()}).code, 0);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST_F(Download, ShowsStatusAndHeadersInFrontOfTheBody) {
+    server_.setPlan("header:X-A=1");
+    const auto outcome = run({"-i", server_.url("/bytes/5")});
+
+    EXPECT_THAT(outcome.output, StartsWith("HTTP 200 OK\r\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("\r\nX-A: 1\r\n"));
+    EXPECT_THAT(outcome.output,
+                ::testing::EndsWith("\r\n\r\n" + server_.content("/bytes/5").all()));
+}
+
+TEST_F(Download, WithHeadersResumesBehindThem) {
+    server_.setPlan("rst@1000,ok");
+    run({"-i", "-o", "f", server_.url()});
+
+    const std::string text = file("f");
+    const auto body = text.find("\r\n\r\n");
+    ASSERT_NE(body, std::string::npos);
+    EXPECT_THAT(text, StartsWith("HTTP 200 OK\r\n"));
+    EXPECT_EQ(text.substr(body + 4), server_.content().all());
+    EXPECT_EQ(sent(1, "Range"), "bytes=1000-");
+}
+
+TEST_F(Download, AsksForTheHeadAlone) {
+    const auto outcome = run({"-I", server_.url("/bytes/5")});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.output, StartsWith("HTTP 200 OK\r\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("Content-Length: 5\r\n"));
+    EXPECT_EQ(server_.requests().at(0).method, "HEAD");
+}
+
+TEST_F(Download, GoesOnWhereItBrokeOff) {
+    server_.setPlan("rst@1000,rst@3000,fin@2000,ok");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(file("f"), server_.content().all());
+    EXPECT_EQ(sent(1, "Range"), "bytes=1000-");
+    EXPECT_EQ(sent(1, "If-Range"), server_.etag());
+    EXPECT_EQ(sent(2, "Range"), "bytes=4000-");
+    EXPECT_EQ(sent(3, "Range"), "bytes=6000-");
+    EXPECT_EQ(directory_.listing(), "f");
+}
+
+TEST_F(Download, OnStandardOutputGoesOnWhereItBrokeOff) {
+    server_.setPlan("rst@1000,rst@3000,ok");
+    const auto outcome = run({server_.url()});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, server_.content().all());
+}
+
+TEST_F(Download, SaysWhyItTriesAgain) {
+    server_.setPlan("503,ok");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.errors, "tavrin-http: " + server_.url() +
+                                  ": the server answered 503 Service Unavailable; trying again at "
+                                  "once, attempt 2 of 5\n");
+}
+
+TEST_F(Download, KeepsWhatItHasWhenAnErrorPageComesInBetween) {
+    server_.setPlan("rst@1000,503:b5000,ok");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(file("f"), server_.content().all());
+    EXPECT_EQ(sent(2, "Range"), "bytes=1000-");
+    EXPECT_EQ(directory_.listing(), "f");
+}
+
+TEST_F(Download, GoesOnWithoutAcceptRangesToo) {
+    server_.setPlan("noar+rst@1000,noar+rst@1000,noar");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(file("f"), server_.content().all());
+    EXPECT_EQ(sent(2, "Range"), "bytes=2000-");
+}
+
+TEST_F(Download, StartsAnewWhenTheContentChanged) {
+    server_.setPlan("rst@1000,change,ok");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(file("f"), server_.content().all());
+}
+
+TEST_F(Download, OnStandardOutputNeverJoinsTwoVersions) {
+    server_.setPlan("rst@1000,change,ok");
+    const auto outcome = run({server_.url()});
+
+    EXPECT_EQ(outcome.code, 18);
+    EXPECT_EQ(outcome.output.size(), 1000U);
+    EXPECT_THAT(outcome.errors,
+                HasSubstr("the body would have to begin anew, but 1000 bytes of it have been "
+                          "written already"));
+}
+
+TEST_F(Download, WithoutResumingStartsAnewAndLeavesNothing) {
+    server_.setPlan("rst@1000,rst@3000");
+    const auto outcome = run({"--no-resume", "--retry", "1", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 56);
+    EXPECT_EQ(sent(1, "Range"), "none");
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+TEST_F(Download, GivesUpAfterTheRetriesAndSaysHowToGoOn) {
+    server_.setPlan("rst@1000");
+    const auto outcome = run({"--retry", "2", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 56);
+    EXPECT_EQ(server_.requests().size(), 3U);
+    EXPECT_THAT(outcome.errors,
+                HasSubstr("2.9 KiB of 97.7 KiB are kept in \"f.part\"; --continue goes on with "
+                          "them\n"));
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+}
+
+TEST_F(Download, DoesNotRetryAPost) {
+    server_.setPlan("503");
+    const auto outcome = run({"-d", "x", "-f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 22);
+    EXPECT_EQ(server_.requests().size(), 1U);
+}
+
+TEST_F(Download, WaitsAsLongAsItIsTold) {
+    server_.setPlan("503,ok");
+    const auto outcome = run({"--retry-delay", "0.02", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.errors, HasSubstr("trying again in 20 ms, attempt 2 of 5"));
+}
+
+TEST_F(Download, BeginsNoAttemptAfterTheTimeForRetries) {
+    server_.setPlan("503");
+    const auto outcome =
+        run({"--retry-delay", "100", "--retry-max-time", "50", "-f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 22);
+    EXPECT_EQ(server_.requests().size(), 1U);
+}
+
+TEST_F(Download, TakesAnErrorPageForTheAnswer) {
+    server_.setPlan("404:b50");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(file("f"), std::string(50, 'e'));
+}
+
+TEST_F(Download, TakesAnErrorForAFailureIfAskedTo) {
+    server_.setPlan("404:b50");
+    const auto outcome = run({"-f", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 22);
+    EXPECT_EQ(outcome.errors,
+              "tavrin-http: " + server_.url() + ": the server answered 404 Not Found\n");
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+TEST_F(Download, ChecksTheDigest) {
+    const std::string good = "sha256:" + server_.content().sha256();
+    server_.setPlan("rst@1000,ok");
+
+    EXPECT_EQ(run({"--checksum", good, "-o", "f", server_.url()}).code, 0);
+    EXPECT_EQ(directory_.listing(), "f");
+    EXPECT_EQ(run({"--checksum", good, server_.url()}).code, 0);
+}
+
+TEST_F(Download, WithAnotherDigestGetsNoName) {
+    const std::string wrong = std::string(64, 'a');
+    const auto outcome = run({"--checksum", "sha256:" + wrong, "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 100);
+    EXPECT_EQ(outcome.errors, "tavrin-http: " + server_.url() + ": the sha256 checksum is " +
+                                  server_.content().sha256() + ", not " + wrong + "\n");
+    EXPECT_EQ(directory_.listing(), "");
+    EXPECT_EQ(run({"--checksum", "sha256:" + wrong, server_.url()}).code, 100);
+}
+
+TEST_F(Download, InParallelBringsEachFileWhole) {
+    std::vector<std::string> arguments{"-Z", "--parallel-max", "3", "-O"};
+    for (int i = 0; i < 8; ++i) {
+        const std::string path = "/f" + std::to_string(i);
+        server_.serve(path, {static_cast<std::uint64_t>(i + 1), 50000});
+        server_.setPlan(path, "rst@1000,rst@20000,ok");
+        arguments.push_back(server_.url(path));
+    }
+    const auto outcome = run(arguments);
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(directory_.listing(), "f0 f1 f2 f3 f4 f5 f6 f7");
+    for (int i = 0; i < 8; ++i) {
+        const std::string name = "f" + std::to_string(i);
+        EXPECT_EQ(checksumOfText("sha256", file(name)), server_.content("/" + name).sha256());
+    }
+    EXPECT_LE(server_.mostConnectionsOpen(), 3U);
+}
+
+TEST_F(Download, OfOthersGoesOnAfterAFailureWhoseCodeIsKept) {
+    server_.setPlan("/a", "404");
+    const auto outcome = run({"-f", "-o", "a", "-o", "b", server_.url("/a"), server_.url("/b")});
+
+    EXPECT_EQ(outcome.code, 22);
+    EXPECT_EQ(directory_.listing(), "b");
+}
+
+TEST_F(Download, FollowsRedirectsUnlessTold) {
+    server_.setPlan("/r", "302:/bytes/7");
+
+    EXPECT_EQ(run({server_.url("/r")}).output, server_.content("/bytes/7").all());
+    EXPECT_THAT(run({"-i", "--no-location", server_.url("/r")}).output, StartsWith("HTTP 302"));
+}
+
+TEST_F(Download, IsInterruptedInGoodOrder) {
+    server_.setPlan("stall@1000");
+    ProgramSetting setting;
+    setting.directory = directory_.path();
+    ProgramRun program({"-o", "f", server_.url()}, setting);
+    server_.waitForStalls(1);
+    program.signal(SIGINT);
+
+    EXPECT_EQ(program.wait(), 130);
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+}
+
+TEST_F(Download, IsInterruptedWhileItWaitsForTheNextAttempt) {
+    server_.setPlan("503");
+    ProgramSetting setting;
+    setting.directory = directory_.path();
+    ProgramRun program({"--no-resume", "--retry-delay", "100", "-o", "f", server_.url()}, setting);
+    server_.waitForRequests(1);
+    program.signal(SIGTERM);
+
+    EXPECT_EQ(program.wait(), 143);
+    EXPECT_EQ(directory_.listing(), "");
+}
+
+}  // namespace
+}  // namespace tavrin::http_tool::testing
