@@ -108,7 +108,12 @@ core::HttpResponse Download::makeRequests() {
         nextIsOurs_ = false;
         try {
             core::HttpResponse response = client_.makeRequest(nextRequest());
-            if (!nextIsOurs_) return response;
+            if (nextIsOurs_) continue;
+            // An error page after which no time was left for another attempt is no answer.
+            if (!core::isSuccess(response) && (interruptingSignal() != 0 || pastDeadline())) {
+                throw core::HttpRequestCancelledException();
+            }
+            return response;
         } catch (...) {
             if (!nextIsOurs_) throw;
         }

@@ -275,6 +275,16 @@ TEST_F(Download, BeginsNoAttemptAfterTheTimeForRetries) {
     EXPECT_EQ(server_.requests().size(), 1U);
 }
 
+TEST_F(Download, TakesNoErrorPageForTheAnswerWhenItsTimeIsOver) {
+    server_.setPlan("503");
+    const auto outcome =
+        run({"--retry-delay", "100", "--max-time", "0.3", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 28);
+    EXPECT_THAT(outcome.errors, HasSubstr(": not done within 300 ms\n"));
+    EXPECT_EQ(directory_.listing(), "");
+}
+
 TEST_F(Download, TakesAnErrorPageForTheAnswer) {
     server_.setPlan("404:b50");
     const auto outcome = run({"-o", "f", server_.url()});
