@@ -314,7 +314,8 @@ std::string headOf(const Answer& answer, const FaultStep& step, const std::strin
 }
 
 bool mayHaveBody(const Answer& answer, const std::string& method) {
-    return method != "HEAD" && answer.status != 204 && answer.status != 304;
+    const bool opensTunnel = method == "CONNECT" && answer.status < 300;
+    return method != "HEAD" && !opensTunnel && answer.status != 204 && answer.status != 304;
 }
 
 }  // namespace tavrin::httpclient_testing::detail

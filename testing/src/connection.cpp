@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "answer_sender.h"
+#include "tunnel.h"
 
 namespace tavrin::httpclient_testing::detail {
 namespace {
@@ -100,6 +101,7 @@ Connection::Next Connection::serveRequest(std::string headText) {
     if (step.noAnswerReset) stream_.reset();
     if (step.noAnswer) closeSilently();
     if (step.delay.count() > 0) stream_.pause(step.delay);
+    if (exchange.request.method == "CONNECT" && step.status == 0) return openTunnel(exchange);
     send(exchange, answerTo(exchange));
     return endOf(exchange);
 }
@@ -212,6 +214,16 @@ void Connection::send(Exchange& exchange, Answer answer) {
     });
     AnswerSender(stream_, state_, step)
         .send(head, answer, mayHaveBody(answer, exchange.request.method));
+}
+
+Connection::Next Connection::openTunnel(Exchange& exchange) {
+    auto target = connectTunnel(exchange.request.target, state_.stopEvent().descriptor());
+    if (!target) return refuse(exchange, 502);
+    send(exchange, Answer());
+    target->write(reader_.takeReceived());
+    target->flush();
+    relay(stream_, *target);
+    return Next::NOTHING;
 }
 
 Connection::Next Connection::endOf(const Exchange& exchange) {

@@ -49,6 +49,7 @@ private:
     void endUploadEarly(Exchange& exchange);
     Answer answerTo(const Exchange& exchange);
     void send(Exchange& exchange, Answer answer);
+    Next openTunnel(Exchange& exchange);
     Next endOf(const Exchange& exchange);
     [[noreturn]] void closeSilently();
 

@@ -61,6 +61,17 @@ bool PeerStream::waitForTls(int result) {
 
 void PeerStream::waitReadable() { poll(POLLIN); }
 
+void PeerStream::waitWritable() { poll(POLLOUT); }
+
+bool PeerStream::waitReadableOr(int other) {
+    if (tls_ && SSL_pending(tls_.get()) > 0) return true;
+    std::array<pollfd, 3> waits{
+        {{socket(), POLLIN, 0}, {stopEvent_, POLLIN, 0}, {other, POLLIN, 0}}};
+    ::poll(waits.data(), waits.size(), -1);
+    if (waits[1].revents != 0) throw ConnectionEnded{};
+    return waits[2].revents == 0;
+}
+
 std::size_t PeerStream::read(char* to, std::size_t size) {
     flush();
     for (;;) {

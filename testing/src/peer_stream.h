@@ -31,6 +31,10 @@ public:
 
     // Waits for the peer's first bytes, below any TLS, and leaves them there.
     void waitReadable();
+    // The same for a connection that is being established.
+    void waitWritable();
+    // Waits for bytes here (true), TLS's own included, or for `other` to become readable (false).
+    bool waitReadableOr(int other);
     // Reads at least one byte, or 0 at the end of what the peer sends.
     std::size_t read(char* to, std::size_t size);
     // Reads and throws away until the peer ends.

@@ -70,6 +70,12 @@ std::size_t RequestReader::readBody(char* to, std::size_t size) {
     return count;
 }
 
+std::string RequestReader::takeReceived() {
+    std::string received = input_.substr(begin_);
+    begin_ = input_.size();
+    return received;
+}
+
 std::string RequestReader::takeLine() {
     for (;;) {
         const auto end = input_.find(LINE_END, begin_);

@@ -29,6 +29,9 @@ public:
     std::size_t readBody(char* to, std::size_t size);
     bool bodyIsRead() const { return !insideBody_; }
 
+    // What was received behind the last request, and is so taken away.
+    std::string takeReceived();
+
 private:
     bool receive();
     void receiveOrEnd();

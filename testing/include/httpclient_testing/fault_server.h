@@ -33,20 +33,28 @@ struct FaultServerOptions {
 /// by request, and remembers what it received. It runs in threads of its own, one for each
 /// connection.
 ///
-/// Without faults it is a correct server (RFC 9110, RFC 9112): GET and HEAD give a path's content,
-/// with ETag, Last-Modified, Date and Accept-Ranges, honouring Range and If-Range; "/bytes/1000"
-/// has 1000 bytes, any other path has those of FaultServerOptions::content; "/echo" answers with
-/// the request's head as the body. Any other method reads its body, plain or chunked, after 100
-/// (Continue) if that is expected, and answers with the SHA-256 of the body in 64 hexadecimal
-/// digits. Connections are kept alive. A target in absolute form is answered by its path, so that
-/// the server also stands in for a proxy. A malformed request gets 400.
-///
 ///     FaultServer server("rst@1000,503,ok");
-///     client.makeGetRequest(URL(server.url("/file")));
+///     client.makeRequest(request);  // to server.url("/file"), with retries and resuming on
 ///     EXPECT_EQ(server.waitForRequests(3)[2].header("Range"), "bytes=1000-");
 ///
+/// Without faults it is a correct server (RFC 9110, RFC 9112):
+///
+/// - GET and HEAD give a path's content, with ETag, Last-Modified, Date and Accept-Ranges,
+/// honouring
+///   Range and If-Range; "/bytes/1000" has 1000 bytes, any other path has those of
+///   FaultServerOptions::content; "/echo" answers with the request's head as the body.
+/// - Any other method reads its body, plain or chunked, after 100 (Continue) if that is expected,
+/// and
+///   answers with the SHA-256 of the body in 64 hexadecimal digits.
+/// - As a proxy it answers a target in absolute form by its path, and CONNECT by a tunnel to that
+/// port
+///   of 127.0.0.1, whatever the host, or by 502; a plan's faults meet the answer to CONNECT, not
+///   what passes through.
+/// - Connections are kept alive. A malformed request gets 400.
+///
 /// Each request takes the next step of its path's plan, if that path has one, else of the server's.
-/// Paths are compared without the query.
+/// Paths are compared without the query. A path that serve() or `change` concerned is remembered as
+/// long as the server; so is every request until forgetRequests().
 ///
 /// All operations may be called from any thread. The threads block every signal. Neither copyable
 /// nor movable.
@@ -110,8 +118,8 @@ public:
     /// same port again.
     void refuseConnections();
     void acceptAgain();
-    /// Closes all connections (with a close_notify over TLS only if they are idle), as a server
-    /// that restarts does.
+    /// Shuts all connections down wherever they are, without a close_notify over TLS, as a server
+    /// that is ended does, and goes on accepting.
     void closeConnections();
 
     // --- What it saw ---
