@@ -51,6 +51,18 @@ std::string escapeHighBytes(const std::string& text) {
     return escaped;
 }
 
+// libcurl takes the first word of "http:///path", "http:/path" and "///path" for the host that is
+// missing.
+bool lacksHost(const std::string& text) {
+    const std::size_t scheme = text.find(':');
+    const std::size_t from = text.compare(0, 2, "//") == 0 ? 0
+                             : scheme == std::string::npos ? scheme
+                                                           : scheme + 1;
+    if (from == std::string::npos || text.find_first_of("/?#") < from) return false;
+    return text.compare(from, 2, "//") != 0 || from + 2 == text.size() ||
+           std::string("/?#").find(text[from + 2]) != std::string::npos;
+}
+
 bool isHttpScheme(CURLU* handle) {
     const std::string scheme = part(handle, CURLUPART_SCHEME);
     return scheme == "http" || scheme == "https";
@@ -85,7 +97,7 @@ RequestUrl RequestUrl::parse(const std::string& text) {
     if (code != CURLUE_OK)
         throw refused(std::string("the URL is malformed: ") + curl_url_strerror(code));
     if (!isHttpScheme(handle.get())) throw refused("the URL has neither the scheme http nor https");
-    if (part(handle.get(), CURLUPART_HOST).empty()) throw refused("the URL names no host");
+    if (lacksHost(text)) throw refused("the URL names no host");
     return RequestUrl(std::move(handle));
 }
 
@@ -108,8 +120,7 @@ RequestUrl RequestUrl::resolve(const std::string& location) const {
     if (!isHttpScheme(handle.get())) {
         throw failed(host_, "redirect", "it leads to neither an http nor an https URL");
     }
-    if (part(handle.get(), CURLUPART_HOST).empty())
-        throw failed(host_, "redirect", "it names no host");
+    if (lacksHost(location)) throw failed(host_, "redirect", "it names no host");
     RequestUrl target(std::move(handle));
     target.hasCredentials_ = hasCredentials_ && sameOrigin(target);
     target.user_ = target.hasCredentials_ ? user_ : std::string();

@@ -101,6 +101,10 @@ void ResponseHead::addField(std::string_view line) {
     }
     name_ = valueOf(line.substr(0, colon));
     value_ = valueOf(line.substr(colon + 1));
+    if (equalIgnoringCase(name_, "Location") &&
+        trimmed(line.substr(colon + 1)).find('\r') != std::string_view::npos) {
+        throw MalformedHead{"its Location contains CR"};
+    }
 }
 
 void ResponseHead::flushField() {

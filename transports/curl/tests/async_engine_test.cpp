@@ -1,0 +1,408 @@
+#include <atomic>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr seconds PATIENCE{20};
+
+template <typename T>
+T got(std::future<T>& future) {
+    if (future.wait_for(PATIENCE) != std::future_status::ready)
+        throw std::runtime_error("waited in vain");
+    return future.get();
+}
+
+// Opens once, for all that wait for it.
+class Gate {
+public:
+    void open() { promise_.set_value(); }
+    void pass() const { future_.wait(); }
+
+private:
+    std::promise<void> promise_;
+    std::shared_future<void> future_{promise_.get_future()};
+};
+
+// Counts up to a number that a test waits for.
+class Countdown {
+public:
+    explicit Countdown(int count) : left_(count) {}
+    void count() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (--left_ <= 0) reached_.notify_all();
+    }
+    bool wait() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return reached_.wait_for(lock, PATIENCE, [this] { return left_ <= 0; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable reached_;
+    int left_;
+};
+
+TEST(AsyncRequest, CallsItsHandlerOnceWithTheResponse) {
+    FaultServer server;
+    const CurlHttpClient client;
+    std::promise<std::string> body;
+    std::atomic<int> calls{0};
+
+    client.makeAsyncRequest(
+        get(server.url("/bytes/100")),
+        CompletionHandler([&](HttpRequest, HttpResponse response, std::exception_ptr error) {
+            EXPECT_EQ(error, nullptr);
+            ++calls;
+            body.set_value(response.getResponseBodyString());
+        }));
+
+    auto future = body.get_future();
+    EXPECT_EQ(got(future), server.content("/bytes/100").all());
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(AsyncRequest, RetriesAsTheStrategySays) {
+    FaultServer server("500,502,504,ok");
+    const CurlHttpClient client;
+    auto future = client.makeAsyncRequest(get(server.url("/bytes/9")));
+    EXPECT_EQ(got(future).getResponseBodyString(), server.content("/bytes/9").all());
+    EXPECT_EQ(server.requests().size(), 4u);
+}
+
+TEST(AsyncRequest, ManyEndOnceEachOnNoMoreConnectionsThanAllowed) {
+    FaultServer server;
+    const CurlHttpClient client;
+    constexpr int COUNT = 2000;
+    Countdown all(COUNT);
+    std::atomic<int> right{0};
+
+    for (int i = 0; i < COUNT; ++i) {
+        client.makeAsyncRequest(
+            get(server.url("/bytes/" + std::to_string(i))),
+            CompletionHandler([&, i](HttpRequest, HttpResponse response, std::exception_ptr error) {
+                if (error == nullptr && response.getContentLength() == i) ++right;
+                all.count();
+            }));
+    }
+
+    ASSERT_TRUE(all.wait());
+    EXPECT_EQ(right, COUNT);
+    EXPECT_LE(server.mostConnectionsOpen(), 8u);
+    EXPECT_LE(server.connectionsAccepted(), 16u);
+}
+
+TEST(AsyncRequest, StartInOrderOnOneThread) {
+    FaultServer server;
+    const CurlHttpClient client(
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(1));
+    std::vector<std::future<HttpResponse>> futures;
+    for (int i = 0; i < 50; ++i)
+        futures.push_back(client.makeAsyncRequest(get(server.url("/" + std::to_string(i)))));
+    for (auto& future : futures) got(future);
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(server.requests()[i].target, "/" + std::to_string(i));
+}
+
+TEST(AsyncRequest, LimitsOfThreadsFollowTheConfiguration) {
+    for (const auto& [threads, each, expected] : {std::tuple<long, long, std::size_t>{1, 1, 1},
+                                                  {1, 3, 3},
+                                                  {2, 2, 4},
+                                                  {1, 0, 10},
+                                                  {0, 1, 10}}) {
+        FaultServer server;
+        server.setPlan("hstall");
+        CurlHttpClient client;
+        client.setClientConfiguration(
+            ClientConfiguration().withMaxThreads(threads).withMaxRequestsPerThread(each));
+        std::vector<std::future<HttpResponse>> futures;
+        for (int i = 0; i < 10; ++i) futures.push_back(client.makeAsyncRequest(get(server.url())));
+        server.waitForStalls(expected);
+        EXPECT_EQ(server.mostConnectionsOpen(), expected);
+        server.setPlan("ok");
+        server.release();
+        for (auto& future : futures) got(future);
+        EXPECT_EQ(server.mostConnectionsOpen(), expected) << threads << " x " << each;
+    }
+}
+
+TEST(AsyncRequest, HandlersThatBlockDelayNothingElse) {
+    FaultServer server;
+    const CurlHttpClient client;
+    Gate gate;
+    Countdown blocked(20);
+    for (int i = 0; i < 20; ++i) {
+        client.makeAsyncRequest(
+            get(server.url("/bytes/1")),
+            CompletionHandler([&](HttpRequest, HttpResponse, std::exception_ptr) {
+                blocked.count();
+                gate.pass();
+            }));
+    }
+    ASSERT_TRUE(blocked.wait());
+
+    auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
+
+    EXPECT_EQ(got(future).getContentLength(), 2);
+    gate.open();
+}
+
+TEST(AsyncRequest, StrategiesThatSleepDelayNothingElse) {
+    FaultServer server;
+    server.setPlan("/bad", "503");
+    Gate gate;
+    Countdown asleep(20);
+    ClientConfiguration sleepy;
+    sleepy.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) {
+            asleep.count();
+            gate.pass();
+            return false;
+        });
+    const CurlHttpClient client;
+    std::vector<std::future<HttpResponse>> sleeping;
+    for (int i = 0; i < 20; ++i) {
+        HttpRequest request = get(server.url("/bad"));
+        request.setClientConfiguration(sleepy);
+        sleeping.push_back(client.makeAsyncRequest(std::move(request)));
+    }
+    ASSERT_TRUE(asleep.wait());
+
+    auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
+
+    EXPECT_EQ(got(future).getContentLength(), 2);
+    gate.open();
+    for (auto& one : sleeping)
+        EXPECT_EQ(got(one).getResponseCode(), HttpResponseCode::SERVICE_UNAVAILABLE);
+}
+
+TEST(AsyncRequest, HandlersMayMakeRequestsAndWaitForThem) {
+    FaultServer server;
+    const CurlHttpClient client(
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(1));
+    std::promise<long> length;
+
+    client.makeAsyncRequest(
+        get(server.url()), CompletionHandler([&](HttpRequest, HttpResponse, std::exception_ptr) {
+            const HttpResponse inner = client.makeRequest(get(server.url("/bytes/1")));
+            auto other = client.makeAsyncRequest(get(server.url("/bytes/2")));
+            length.set_value(inner.getContentLength() + got(other).getContentLength());
+        }));
+
+    auto future = length.get_future();
+    EXPECT_EQ(got(future), 3);
+}
+
+TEST(AsyncRequest, HandlerThatThrowsDisturbsNobody) {
+    FaultServer server;
+    const CurlHttpClient client;
+    client.makeAsyncRequest(get(server.url()),
+                            CompletionHandler([](HttpRequest, HttpResponse, std::exception_ptr) {
+                                throw std::runtime_error("mine");
+                            }));
+    auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
+    EXPECT_EQ(got(future).getContentLength(), 2);
+}
+
+TEST(AsyncRequest, StrategyThatThrowsOrIsMissingBreaksItsPromise) {
+    FaultServer server;
+    const CurlHttpClient client;
+    ClientConfiguration missing;
+    missing.setRetryStrategy(nullptr);
+    ClientConfiguration throwing;
+    throwing.setRetryStrategy([](const HttpRequest&, const HttpResponse&, const std::exception_ptr&,
+                                 int, int) -> bool { throw std::runtime_error("mine"); });
+    for (const auto& configuration : {missing, throwing}) {
+        HttpRequest request = get(server.url());
+        request.setClientConfiguration(configuration);
+        auto future = client.makeAsyncRequest(std::move(request));
+        try {
+            got(future);
+            ADD_FAILURE();
+        } catch (const std::future_error& error) {
+            EXPECT_EQ(error.code(), std::future_errc::broken_promise);
+        }
+    }
+    auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
+    EXPECT_EQ(got(future).getContentLength(), 2);
+}
+
+TEST(AsyncRequest, WhatIsRefusedCompletesTheTask) {
+    const CurlHttpClient client(once());
+    auto future = client.makeAsyncRequest(get("nonsense://x"));
+    EXPECT_EQ(failureOf([&] { got(future); }),
+              "Request refused: the URL has neither the scheme http nor https");
+}
+
+TEST(AsyncRequest, ConfigurationOfItsOwnHoldsForItAlone) {
+    FaultServer server("302:/next,ok,302:/next,ok");
+    const CurlHttpClient client;
+    HttpRequest own = get(server.url());
+    own.setClientConfiguration(ClientConfiguration().withFollowRedirects(false));
+    auto first = client.makeAsyncRequest(std::move(own));
+    EXPECT_EQ(got(first).getResponseCode(), HttpResponseCode::FOUND);
+    auto second = client.makeAsyncRequest(get(server.url()));
+    EXPECT_EQ(got(second).getResponseCode(), HttpResponseCode::OK);
+}
+
+TEST(AsyncRequest, ProgressIsReportedOnAThreadOfTheClients) {
+    FaultServer server;
+    const CurlHttpClient client;
+    std::set<std::thread::id> threads;
+    Progress last;
+    HttpRequest request = get(server.url("/bytes/3000"));
+    request.setProgressCallback([&](const Progress& progress) {
+        threads.insert(std::this_thread::get_id());
+        last = progress;
+        return ProgressResult::CONTINUE;
+    });
+    auto future = client.makeAsyncRequest(std::move(request));
+    got(future);
+    EXPECT_EQ(threads.size(), 1u);
+    EXPECT_EQ(threads.count(std::this_thread::get_id()), 0u);
+    EXPECT_EQ(last.downloadNow, 3000);
+    EXPECT_EQ(last.downloadTotal, 3000);
+}
+
+// --- The end of a client ---
+
+class EndOfLife : public testing::Test {
+protected:
+    // Starts requests whose outcome must be one cancellation each.
+    void startMany(const CurlHttpClient& client, const std::string& url, int count,
+                   const ClientConfiguration& configuration) {
+        for (int i = 0; i < count; ++i) {
+            HttpRequest request = get(url);
+            request.setClientConfiguration(configuration);
+            client.makeAsyncRequest(
+                std::move(request),
+                CompletionHandler([this](HttpRequest, HttpResponse, std::exception_ptr error) {
+                    ++calls_;
+                    if (error && !failureOf<HttpRequestCancelledException>([&] {
+                                      std::rethrow_exception(error);
+                                  }).empty())
+                        ++cancelled_;
+                }));
+        }
+    }
+
+    std::atomic<int> calls_{0};
+    std::atomic<int> cancelled_{0};
+};
+
+TEST_F(EndOfLife, CancelsWhatIsQueuedConnectingWaitingOrInABody) {
+    FaultServer server("hstall*4,stall@100*4");
+    const auto begin = [&] {
+        auto client = std::make_unique<CurlHttpClient>();
+        startMany(*client, server.url("/bytes/1000"), 100, stubborn(3));
+        return client;
+    };
+    auto client = begin();
+    server.waitForStalls(4);
+    const auto start = std::chrono::steady_clock::now();
+
+    client.reset();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(1000));
+    EXPECT_EQ(calls_, 100);
+    EXPECT_EQ(cancelled_, 100);
+}
+
+TEST_F(EndOfLife, EndsStrategiesThatNeverGiveUp) {
+    FaultServer server("hstall");
+    ClientConfiguration endless;
+    endless.setRetryStrategy([](const HttpRequest&, const HttpResponse&, const std::exception_ptr&,
+                                int, int) { return true; });
+    auto client = std::make_unique<CurlHttpClient>();
+    startMany(*client, server.url(), 30, endless);
+    server.waitForStalls(8);
+
+    client.reset();
+
+    EXPECT_EQ(calls_, 30);
+    EXPECT_EQ(cancelled_, 30);
+}
+
+TEST_F(EndOfLife, CancelsWhatWaitsForItsNextAttempt) {
+    FaultServer server("503");
+    Gate gate;
+    Countdown asleep(5);
+    ClientConfiguration sleepy;
+    sleepy.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) {
+            asleep.count();
+            gate.pass();
+            return true;
+        });
+    auto client = std::make_unique<CurlHttpClient>();
+    startMany(*client, server.url(), 5, sleepy);
+    ASSERT_TRUE(asleep.wait());
+
+    std::thread destroyer([&] { client.reset(); });
+    gate.open();
+    destroyer.join();
+
+    EXPECT_EQ(calls_, 5);
+}
+
+TEST_F(EndOfLife, HandlerThatAsksForMoreIsRefused) {
+    FaultServer server("hstall");
+    auto client = std::make_unique<CurlHttpClient>();
+    const CurlHttpClient& reference = *client;
+    std::atomic<int> refused{0};
+    client->makeAsyncRequest(get(server.url()),
+                             CompletionHandler([&](HttpRequest, HttpResponse, std::exception_ptr) {
+                                 if (!failureOf<HttpRequestCancelledException>([&] {
+                                          reference.makeRequest(get(server.url()));
+                                      }).empty())
+                                     ++refused;
+                                 if (!failureOf<HttpRequestCancelledException>([&] {
+                                          reference.makeAsyncRequest(get(server.url()));
+                                      }).empty())
+                                     ++refused;
+                             }));
+    server.waitForStalls(1);
+
+    client.reset();
+
+    EXPECT_EQ(refused, 2);
+}
+
+TEST_F(EndOfLife, MayComeFromAHandlerOfItsOwn) {
+    FaultServer server;
+    std::promise<void> done;
+    auto client =
+        std::make_shared<std::unique_ptr<CurlHttpClient>>(std::make_unique<CurlHttpClient>());
+    (*client)->makeAsyncRequest(
+        get(server.url()),
+        CompletionHandler([client, &done](HttpRequest, HttpResponse, std::exception_ptr) {
+            client->reset();
+            done.set_value();
+        }));
+    auto future = done.get_future();
+    got(future);
+}
+
+TEST_F(EndOfLife, UnderLoadManyTimes) {
+    FaultServer server("ok,drip:2000,503,302:/x,fin@10,delay:5");
+    int started = 0;
+    for (int i = 0; i < 100; ++i) {
+        CurlHttpClient client;
+        startMany(client, server.url("/bytes/5000"), i % 20, stubborn(3));
+        started += i % 20;
+    }
+    EXPECT_EQ(calls_, started);
+}
+
+TEST_F(EndOfLife, OfAnUnusedClientIsQuiet) { const CurlHttpClient client; }
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl

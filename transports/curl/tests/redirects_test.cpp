@@ -1,0 +1,295 @@
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+class Redirects : public OnBothRoads {};
+ON_BOTH_ROADS(Redirects);
+
+TEST_P(Redirects, FollowAsManyAsAllowedAndReportThem) {
+    FaultServer server("302:/a,301:/b,303:/c,307:/d,308:/bytes/99,ok");
+    const CurlHttpClient client(once());
+
+    HttpResponse response = send(client, get(server.url("/start")));
+
+    EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/99").all());
+    EXPECT_EQ(response.getTransactionReport().redirectCount(), 5);
+    EXPECT_EQ(response.getTransactionReport().effectiveURL(), URL(server.url("/bytes/99")));
+    EXPECT_EQ(server.connectionsAccepted(), 1u);
+}
+
+TEST_P(Redirects, OneTooManyFailsAndLeavesNoResponse) {
+    FaultServer server("302:/next*6,ok");
+    const CurlHttpClient client(once());
+
+    const std::string text = failureOf([&] { send(client, get(server.url())); });
+
+    EXPECT_EQ(text,
+              "Request to " + hostOf(server) + " failed: redirect: more than maxRedirects = 5");
+    EXPECT_EQ(server.requests().size(), 6u);
+}
+
+TEST_P(Redirects, LimitIsClamped) {
+    for (const long limit : {0L, -1L, -1000000000000L}) {
+        FaultServer server("302:/next,ok");
+        const CurlHttpClient client(once().withMaxRedirects(limit));
+        EXPECT_THAT(failureOf([&] { send(client, get(server.url())); }),
+                    HasSubstr("more than maxRedirects = 0"));
+    }
+    for (const std::string plan : {"loop", "alternate"}) {
+        FaultServer server("302:" + plan);
+        const CurlHttpClient client(once().withMaxRedirects(1000000000000L));
+        EXPECT_THAT(failureOf([&] { send(client, get(server.url())); }),
+                    HasSubstr("more than maxRedirects = 1000"));
+        EXPECT_EQ(server.requests().size(), 1001u);
+    }
+}
+
+TEST_P(Redirects, AreDeliveredWhenTheyAreNotFollowed) {
+    FaultServer server("302:/next,ok");
+    const CurlHttpClient client(once().withFollowRedirects(false));
+
+    HttpResponse response = send(client, get(server.url()));
+
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::FOUND);
+    EXPECT_EQ(response.getHeaderValue("Location"), "/next");
+    EXPECT_EQ(response.getTransactionReport().redirectCount(), 0);
+}
+
+TEST_P(Redirects, WithoutALocationAreTheResponse) {
+    FaultServer server("302:none");
+    HttpResponse response = send(CurlHttpClient(once()), get(server.url()));
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::FOUND);
+}
+
+TEST_P(Redirects, ThatLeadNowhereFail) {
+    for (const std::string kind :
+         {"file", "ftp", "gopher", "dict", "data", "empty", "nohost", "two", "long", "barecr"}) {
+        FaultServer server("302:" + kind + ",ok");
+        const CurlHttpClient client(once());
+
+        const std::string text = failureOf([&] { send(client, get(server.url())); });
+
+        EXPECT_THAT(text, HasSubstr("Request to " + hostOf(server) + " failed: ")) << kind;
+        EXPECT_EQ(server.requests().size(), 1u) << kind;
+    }
+    FaultServer server("302:badhost,ok");
+    EXPECT_NE(failureOf([&] { send(CurlHttpClient(once()), get(server.url())); }), "");
+}
+
+TEST_P(Redirects, EscapedLineEndsStayEscaped) {
+    FaultServer server("302:crlf,ok");
+    send(CurlHttpClient(once()), get(server.url()));
+    const ReceivedRequest second = server.requests().at(1);
+    EXPECT_THAT(second.target, HasSubstr("%0"));
+    for (const auto& line : second.headerLines)
+        EXPECT_EQ(line.find("njected"), std::string::npos) << line;
+}
+
+const HttpHeaders SECRETS{{"Authorization", "Bearer s3cret"},
+                          {"Cookie", "id=s3cret"},
+                          {"Proxy-Authorization", "Basic s3cret"},
+                          {"X-Api-Key", "s3cret"},
+                          {"Accept", "text/plain"},
+                          {"Accept-Language", "de"}};
+
+TEST_P(Redirects, KeepEveryFieldAtTheSameOrigin) {
+    FaultServer server("302:/next,ok");
+    send(CurlHttpClient(once()), get(server.url(), SECRETS));
+    EXPECT_EQ(server.requests().at(1).header("X-Api-Key"), "s3cret");
+    EXPECT_EQ(server.requests().at(1).header("Authorization"), "Bearer s3cret");
+}
+
+void expectNoSecret(const ReceivedRequest& request) {
+    EXPECT_THAT(request.head, testing::Not(HasSubstr("s3cret")));
+    EXPECT_THAT(request.head, testing::Not(HasSubstr("Authorization")));
+    EXPECT_EQ(request.header("Accept"), "text/plain");
+    EXPECT_EQ(request.header("Accept-Language"), "de");
+}
+
+TEST_P(Redirects, TakeNoSecretToAnotherPort) {
+    FaultServer other;
+    FaultServer server("302:" + other.url("/there") + ",ok");
+    send(CurlHttpClient(once()), get(server.url(), SECRETS));
+    expectNoSecret(other.requests().at(0));
+}
+
+TEST_P(Redirects, TakeNoSecretToAnotherHost) {
+    FaultServer server("302:host,ok");
+    send(CurlHttpClient(once()), get(server.url(), SECRETS));
+    expectNoSecret(server.requests().at(1));
+}
+
+TEST_P(Redirects, TakeNoUserFromALocation) {
+    FaultServer server("302:userinfo,ok");
+    send(CurlHttpClient(once()), get(server.url(), SECRETS));
+    const ReceivedRequest second = server.requests().at(1);
+    EXPECT_FALSE(second.header("Authorization") &&
+                 *second.header("Authorization") != "Bearer s3cret");
+}
+
+TEST_P(Redirects, TakeNoSecretToAnotherSchemeNorBack) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    FaultServer secure(std::move(options));
+    FaultServer plain;
+    ClientConfiguration trusting = once().withCertificateFile(secure.caFile());
+
+    plain.setPlan("302:" + secure.url("/up") + ",ok");
+    send(CurlHttpClient(trusting), get(plain.url(), SECRETS));
+    expectNoSecret(secure.requests().at(0));
+
+    plain.forgetRequests();
+    secure.setPlan("302:" + plain.url("/down") + ",ok");
+    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(trusting), get(secure.url(), SECRETS)); }),
+                HasSubstr("redirect: it leads from https to http"));
+    EXPECT_TRUE(plain.requests().empty());
+
+    secure.setPlan("302:" + plain.url("/down") + ",ok");
+    send(CurlHttpClient(trusting, CurlOptions().withAllowHttpsToHttpRedirects(true)),
+         get(secure.url(), SECRETS));
+    expectNoSecret(plain.requests().at(0));
+}
+
+TEST_P(Redirects, CredentialsOfTheUrlStayAtItsOrigin) {
+    FaultServer other;
+    FaultServer server("302:/here,302:" + other.url("/there") + ",ok");
+
+    HttpResponse response =
+        send(CurlHttpClient(once()), get(server.urlWithHost("user:pa%3Ass@127.0.0.1")));
+
+    EXPECT_EQ(server.requests().at(0).header("Authorization"), "Basic dXNlcjpwYTpzcw==");
+    EXPECT_EQ(server.requests().at(1).header("Authorization"), "Basic dXNlcjpwYTpzcw==");
+    EXPECT_FALSE(other.requests().at(0).header("Authorization"));
+    EXPECT_EQ(response.getTransactionReport().effectiveURL(), URL(other.url("/there")));
+}
+
+TEST_P(Redirects, CredentialsShowInNoReport) {
+    FaultServer server("503");
+    HttpResponse response =
+        send(CurlHttpClient(once()), get(server.urlWithHost("user:secret@127.0.0.1")));
+    EXPECT_EQ(response.getTransactionReport().effectiveURL(), URL(server.url("/")));
+}
+
+TEST_P(Redirects, TurnPostIntoGetWithoutItsBody) {
+    for (const std::string code : {"301", "302", "303"}) {
+        FaultServer server(code + ":/next,ok");
+
+        send(CurlHttpClient(once()), withBody(HttpMethod::POST, server.url(), "body"));
+
+        const ReceivedRequest second = server.requests().at(1);
+        EXPECT_EQ(second.method, "GET");
+        EXPECT_EQ(second.bodySize, 0u);
+        EXPECT_FALSE(second.header("Content-Length"));
+        EXPECT_FALSE(second.header("Content-Type"));
+    }
+}
+
+TEST_P(Redirects, KeepOtherMethodsAndTheirBodies) {
+    for (const std::string code : {"301", "302", "307", "308"}) {
+        for (const HttpMethod method : {HttpMethod::PUT, HttpMethod::PATCH, HttpMethod::DELETE}) {
+            FaultServer server(code + ":/next,ok");
+
+            send(CurlHttpClient(once()), withBody(method, server.url(), "body"));
+
+            const ReceivedRequest second = server.requests().at(1);
+            EXPECT_EQ(second.method, server.requests().at(0).method);
+            EXPECT_EQ(second.body, "body");
+        }
+    }
+    FaultServer server("303:/next,ok");
+    send(CurlHttpClient(once()), withBody(HttpMethod::PUT, server.url(), "body"));
+    EXPECT_EQ(server.requests().at(1).method, "GET");
+    FaultServer heads("303:/next,ok");
+    send(CurlHttpClient(once()), HttpRequest(HttpMethod::HEAD, URL(heads.url()), {}));
+    EXPECT_EQ(heads.requests().at(1).method, "HEAD");
+}
+
+TEST_P(Redirects, SendTheWholeBodyAgainWhereTheMethodStays) {
+    const std::string body(300000, 'b');
+    for (const std::string code : {"307", "308"}) {
+        FaultServer server(code + ":/next,ok");
+
+        HttpResponse response =
+            send(CurlHttpClient(once()), withBody(HttpMethod::POST, server.url(), body));
+
+        EXPECT_TRUE(httpclient_core::isSuccess(response));
+        EXPECT_EQ(server.requests().at(1).bodySize, body.size());
+        EXPECT_EQ(server.requests().at(1).bodySha256, server.requests().at(0).bodySha256);
+    }
+}
+
+TEST_P(Redirects, OfNothingThatTheHopsSaidIsInTheResponse) {
+    FaultServer server(
+        "302:/"
+        "next+header:Set-Cookie=a=b+header:X-Hop=1+header:ETag=\"hop\"+header:Accept-Ranges=bytes,"
+        "nolm+noetag+noar");
+    const CurlHttpClient client(once());
+
+    HttpResponse response = send(client, get(server.url("/bytes/5")));
+    send(client, get(server.url("/bytes/6")));
+
+    for (const char* name : {"Set-Cookie", "X-Hop", "ETag", "Accept-Ranges", "Location"}) {
+        EXPECT_FALSE(response.hasHeader(name)) << name;
+    }
+    EXPECT_FALSE(server.requests().back().header("Cookie"));
+}
+
+TEST_P(Redirects, CallbackAndFactorySeeTheFinalResponseAlone) {
+    httpclient_testing::FaultPlan plan("302:/a,302:/bytes/3,ok");
+    plan.steps[0].statusBodySize = 5000;
+    FaultServer server(plan);
+    HttpRequest request = get(server.url());
+    int changes = 0;
+    std::vector<int> codes;
+    request.setPreRespCodeAndHeadersCallback([&] { ++changes; });
+    request.setResponseStreamFactory(
+        [&](HttpResponseCode code, const std::string&, const HttpHeaders&) {
+            codes.push_back(static_cast<int>(code));
+            return std::make_unique<std::stringstream>();
+        });
+
+    send(CurlHttpClient(once()), std::move(request));
+
+    EXPECT_EQ(changes, 2);  // code and reason; headers
+    EXPECT_EQ(codes, std::vector<int>{200});
+}
+
+// A body that cannot be read twice.
+class Pipe : public std::streambuf {
+public:
+    explicit Pipe(std::string text) : text_(std::move(text)) {
+        setg(text_.data(), text_.data(), text_.data() + text_.size());
+    }
+
+private:
+    std::string text_;
+};
+
+class PipeStream : public std::istream {
+public:
+    explicit PipeStream(std::string text) : std::istream(nullptr), buffer_(std::move(text)) {
+        rdbuf(&buffer_);
+    }
+
+private:
+    Pipe buffer_;
+};
+
+TEST_P(Redirects, WithABodyThatCannotGoBackFail) {
+    FaultServer server("307:/next,ok");
+    HttpRequest request(HttpMethod::POST, URL(server.url()), {{"Content-Length", "4"}});
+    request.setRequestBody(std::make_unique<PipeStream>("body"));
+
+    const std::string text = failureOf([&] { send(CurlHttpClient(once()), std::move(request)); });
+
+    EXPECT_EQ(text, "Request to " + hostOf(server) +
+                        " failed: request body: its stream cannot go back to be sent again");
+    EXPECT_EQ(server.requests().size(), 1u);
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl

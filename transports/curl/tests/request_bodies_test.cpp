@@ -1,0 +1,471 @@
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "httpclient_testing/sha256.h"
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using httpclient_core::DataPart;
+using httpclient_core::FilePart;
+using httpclient_core::MultipartBody;
+using httpclient_core::PartHeader;
+using testing::AllOf;
+using testing::HasSubstr;
+
+class RequestBodies : public OnBothRoads {
+protected:
+    // What comes of a POST of this text with these framing fields.
+    std::string failureOfPost(const std::string& url, const std::string& body,
+                              HttpHeaders headers) {
+        HttpRequest request(HttpMethod::POST, URL(url), std::move(headers));
+        request.setRequestBody(std::make_unique<std::stringstream>(body));
+        return failureOf([&] { send(CurlHttpClient(once()), std::move(request)); });
+    }
+};
+ON_BOTH_ROADS(RequestBodies);
+
+TEST_P(RequestBodies, GoOutWithoutWaitingForPermission) {
+    FaultServer server("no100");
+    const std::string body(3000000, 'x');
+    const auto start = std::chrono::steady_clock::now();
+
+    for (const HttpMethod method : {HttpMethod::POST, HttpMethod::PUT, HttpMethod::PATCH}) {
+        HttpResponse response = send(CurlHttpClient(), withBody(method, server.url(), body));
+        EXPECT_EQ(response.getResponseBodyString(), server.requests().back().bodySha256);
+        EXPECT_EQ(server.requests().back().bodySize, body.size());
+    }
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+}
+
+TEST_P(RequestBodies, AreChunkedWhenAskedTo) {
+    FaultServer server;
+    for (const std::size_t size : {std::size_t(0), std::size_t(5), std::size_t(1000000)}) {
+        HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Transfer-Encoding", "Chunked"}});
+        request.setRequestBody(std::make_unique<std::stringstream>(std::string(size, 'c')));
+
+        send(CurlHttpClient(once()), std::move(request));
+
+        const ReceivedRequest received = server.requests().back();
+        EXPECT_EQ(received.header("Transfer-Encoding"), "chunked");
+        EXPECT_FALSE(received.header("Content-Length"));
+        EXPECT_EQ(received.bodySize, size);
+        EXPECT_TRUE(received.bodyComplete);
+    }
+}
+
+TEST_P(RequestBodies, WithIdentityGoByTheirLength) {
+    FaultServer server;
+    EXPECT_EQ(failureOfPost(server.url(), "text",
+                            {{"Content-Length", "4"}, {"Transfer-Encoding", "identity"}}),
+              "");
+    EXPECT_FALSE(server.requests()[0].header("Transfer-Encoding"));
+    EXPECT_EQ(server.requests()[0].countHeader("Content-Length"), 1u);
+}
+
+TEST_P(RequestBodies, WithAmbiguousFramingAreRefused) {
+    FaultServer server;
+    for (const char* length :
+         {"12abc", "-5", "+5", " 5", "5 ", "", "0x5", "99999999999999999999"}) {
+        EXPECT_EQ(failureOfPost(server.url(), "12345", {{"Content-Length", length}}),
+                  "Request refused: Content-Length is not a plain number")
+            << length;
+    }
+    EXPECT_EQ(
+        failureOfPost(server.url(), "12345", {{"Content-Length", "5"}, {"content-length", "5"}}),
+        "Request refused: Content-Length stands more than once");
+    for (const char* coding : {"chunked, identity", "gzip", "gzip, chunked", ""}) {
+        EXPECT_EQ(failureOfPost(server.url(), "12345", {{"Transfer-Encoding", coding}}),
+                  "Request refused: Transfer-Encoding is neither chunked nor identity");
+    }
+    EXPECT_EQ(failureOfPost(server.url(), "12345",
+                            {{"Transfer-Encoding", "chunked"}, {"Transfer-Encoding", "chunked"}}),
+              "Request refused: Transfer-Encoding stands more than once");
+    EXPECT_EQ(
+        failureOfPost(server.url(), "12345", {{"Transfer-Encoding", "identity"}}),
+        "Request refused: the body has neither a Content-Length nor a chunked Transfer-Encoding");
+    EXPECT_EQ(failureOf([&] {
+                  send(CurlHttpClient(once()),
+                       HttpRequest(HttpMethod::POST, URL(server.url()), {{"Content-Length", "5"}}));
+              }),
+              "Request refused: Content-Length announces a body that is not there");
+    EXPECT_EQ(failureOf([&] {
+                  send(CurlHttpClient(once()), withBody(HttpMethod::HEAD, server.url(), "x"));
+              }),
+              "Request refused: a HEAD request has no body");
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
+}
+
+TEST_P(RequestBodies, ShorterThanAnnouncedFailAndCloseTheConnection) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    for (const std::string body : {"", "12345", "123456789"}) {
+        EXPECT_THAT(failureOfPost(server.url(), body, {{"Content-Length", "10"}}),
+                    HasSubstr("request body: it ended after " + std::to_string(body.size()) +
+                              " of 10 bytes"));
+    }
+    for (const auto& request : server.requests()) EXPECT_FALSE(request.bodyComplete);
+}
+
+TEST_P(RequestBodies, LongerThanAnnouncedFailBeforeTheyAreComplete) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    const auto post = [&](const std::string& body, const std::string& length) {
+        HttpRequest request(HttpMethod::POST, URL(server.url()), {{"Content-Length", length}});
+        request.setRequestBody(std::make_unique<std::stringstream>(body));
+        return failureOf([&] { send(client, std::move(request)); });
+    };
+    EXPECT_THAT(post(std::string(20, 'p'), "10"),
+                HasSubstr("it is longer than its Content-Length of 10 bytes"));
+    EXPECT_THAT(post("x", "0"), HasSubstr("it is longer than its Content-Length of 0 bytes"));
+    EXPECT_THAT(post(std::string(300000, 'p'), "200000"),
+                HasSubstr("it is longer than its Content-Length"));
+
+    send(client, get(server.url("/ok")));
+
+    for (const auto& request : server.requests()) {
+        EXPECT_TRUE(request.method == "POST" || request.method == "GET") << request.method;
+        EXPECT_EQ(request.bodyComplete && request.method == "POST", false);
+    }
+    EXPECT_EQ(server.requests().back().target, "/ok");
+}
+
+// A body that does what `next` does each time that it is asked for more.
+class ScriptedBuffer : public std::streambuf {
+public:
+    explicit ScriptedBuffer(std::function<std::string()> next) : next_(std::move(next)) {}
+
+private:
+    int_type underflow() override {
+        text_ = next_();
+        if (text_.empty()) return traits_type::eof();
+        setg(text_.data(), text_.data(), text_.data() + text_.size());
+        return traits_type::to_int_type(text_[0]);
+    }
+    std::function<std::string()> next_;
+    std::string text_;
+};
+
+class ScriptedStream : public std::istream {
+public:
+    explicit ScriptedStream(std::function<std::string()> next)
+        : std::istream(nullptr), buffer_(std::move(next)) {
+        rdbuf(&buffer_);
+    }
+
+private:
+    ScriptedBuffer buffer_;
+};
+
+struct Mine : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+TEST_P(RequestBodies, ThatThrowFailWithTheirOwnException) {
+    FaultServer server;
+    HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "10"}});
+    request.setRequestBody(
+        std::make_unique<ScriptedStream>([]() -> std::string { throw Mine("the disk is gone"); }));
+    EXPECT_EQ(failureOf<Mine>([&] { send(CurlHttpClient(once()), std::move(request)); }),
+              "the disk is gone");
+}
+
+TEST_P(RequestBodies, ThatAreBadFromTheStartFail) {
+    FaultServer server;
+    HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
+    auto stream = std::make_unique<std::stringstream>("text");
+    stream->setstate(std::ios::badbit);
+    request.setRequestBody(std::move(stream));
+    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(2)), std::move(request)); }),
+                HasSubstr("request body: "));
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
+}
+
+TEST_P(RequestBodies, GoAgainWholeFromWhereTheyBegan) {
+    for (const std::streamoff start : {0, 100}) {
+        FaultServer server("503,urst@500,503,ok");
+        std::string text(5000, 'a');
+        for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 26);
+        auto stream = std::make_unique<std::stringstream>(text);
+        stream->seekg(start);
+        HttpRequest request(HttpMethod::PUT, URL(server.url()),
+                            {{"Content-Length", std::to_string(5000 - start)}});
+        request.setRequestBody(std::move(stream));
+
+        HttpResponse response = send(CurlHttpClient(stubborn()), std::move(request));
+
+        const std::string expected = httpclient_testing::sha256Hex(text.substr(start));
+        EXPECT_EQ(response.getResponseBodyString(), expected);
+        EXPECT_EQ(server.requests().front().bodySha256, expected);
+    }
+}
+
+TEST_P(RequestBodies, ThatCannotGoBackFailTheirNextAttempt) {
+    FaultServer server("503,ok");
+    bool given = false;
+    HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
+    request.setRequestBody(std::make_unique<ScriptedStream>(
+        [&given] { return std::exchange(given, true) ? "" : "text"; }));
+    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(2)), std::move(request)); }),
+                HasSubstr("its stream cannot go back to be sent again"));
+    EXPECT_EQ(server.requests().size(), 1u);
+}
+
+TEST_P(RequestBodies, ThatCannotGoBackButWereNotReadYetGoOn) {
+    FaultServer server("accept_rst,ok");
+    bool given = false;
+    HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
+    request.setRequestBody(std::make_unique<ScriptedStream>(
+        [&given] { return std::exchange(given, true) ? "" : "text"; }));
+    const std::string text =
+        failureOf([&] { send(CurlHttpClient(stubborn(3)), std::move(request)); });
+    EXPECT_TRUE(text.empty() ? server.requests().back().body == "text"
+                             : text.find("go back") != std::string::npos)
+        << text;
+}
+
+TEST_P(RequestBodies, OfHugeStreamsAreNotHeld) {
+    FaultServer server;
+    constexpr std::int64_t SIZE = std::int64_t(1) << 28;
+    std::int64_t left = SIZE;
+    HttpRequest request(HttpMethod::PUT, URL(server.url()),
+                        {{"Content-Length", std::to_string(SIZE)}});
+    request.setRequestBody(std::make_unique<ScriptedStream>([&left] {
+        const std::int64_t count = std::min<std::int64_t>(left, 100000);
+        left -= count;
+        return std::string(static_cast<std::size_t>(count), 'h');
+    }));
+    send(CurlHttpClient(once()), std::move(request));
+    EXPECT_EQ(server.requests().at(0).bodySize, static_cast<std::uint64_t>(SIZE));
+}
+
+TEST_P(RequestBodies, MeetEarlyAnswers) {
+    const std::string body(2000000, 'e');
+    for (const char* plan : {"early@0:413", "early@1000:413", "early@1000000:413"}) {
+        FaultServer server(plan);
+        HttpResponse response =
+            send(CurlHttpClient(once()), withBody(HttpMethod::POST, server.url(), body));
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::CONTENT_TOO_LARGE) << plan;
+        EXPECT_EQ(server.requests().size(), 1u);
+    }
+    for (const char* plan : {"early@0:413:rst", "early@1000:413:rst", "early@1000000:413:rst"}) {
+        FaultServer server(plan);
+        HttpResponse response;
+        const std::string text = failureOf([&] {
+            response = send(CurlHttpClient(once()), withBody(HttpMethod::POST, server.url(), body));
+        });
+        EXPECT_TRUE(!text.empty() ||
+                    response.getResponseCode() == HttpResponseCode::CONTENT_TOO_LARGE)
+            << plan;
+        EXPECT_EQ(server.requests().size(), 1u);
+    }
+}
+
+TEST_P(RequestBodies, WithExpectGoOnWithoutAnAnswerAndWithoutItAfterARefusal) {
+    const auto post = [&](const std::string& url) {
+        return send(CurlHttpClient(once()),
+                    withBody(HttpMethod::POST, url, "text", {{"Expect", "100-continue"}}));
+    };
+    FaultServer silent("no100");
+    EXPECT_EQ(post(silent.url()).getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(silent.requests().at(0).body, "text");
+    FaultServer refusing("e417");
+    EXPECT_EQ(post(refusing.url()).getResponseCode(), HttpResponseCode::OK);
+    EXPECT_FALSE(refusing.requests().at(1).header("Expect"));
+    EXPECT_EQ(refusing.requests().at(1).body, "text");
+    FaultServer late("delay100:50");
+    EXPECT_EQ(post(late.url()).getResponseCode(), HttpResponseCode::OK);
+}
+
+TEST_P(RequestBodies, CutByTheServerFail) {
+    const std::string body(3000000, 'u');
+    for (const char* plan : {"urst@0", "urst@1000", "ufin@1000", "ufin@2000000", "urst@2000000"}) {
+        FaultServer server(plan);
+        EXPECT_NE(failureOf([&] {
+                      send(CurlHttpClient(once()), withBody(HttpMethod::PUT, server.url(), body));
+                  }),
+                  "")
+            << plan;
+    }
+    FaultServer server("ustall@1000");
+    EXPECT_EQ(failureOf<HttpRequestTimeoutException>([&] {
+                  send(CurlHttpClient(once().withIdleTimeout(300)),
+                       withBody(HttpMethod::PUT, server.url(), std::string(30000000, 'u')));
+              }),
+              "Request timed out.");
+}
+
+TEST_P(RequestBodies, ArePostedOnceOrFail) {
+    for (const char* plan : {"rstnext,ok", "finnext,ok", "silentclose,ok"}) {
+        FaultServer server(plan);
+        const CurlHttpClient client(once());
+        send(client, get(server.url("/bytes/1")));
+        HttpResponse response;
+        for (const std::string body : {"text", ""}) {
+            server.setPlan(plan);
+            server.forgetRequests();
+            failureOf([&] { send(client, get(server.url("/bytes/1"))); });
+            failureOf(
+                [&] { response = send(client, withBody(HttpMethod::POST, server.url(), body)); });
+            int posts = 0;
+            for (const auto& request : server.requests()) posts += request.method == "POST";
+            EXPECT_LE(posts, 1) << plan;
+        }
+    }
+}
+
+TEST_P(RequestBodies, OfGetsAreSentOnceMoreOnADeadConnection) {
+    for (const char* plan : {"rstnext,ok", "finnext,ok", "silentclose,ok"}) {
+        FaultServer server(plan);
+        const CurlHttpClient client(once());
+        send(client, get(server.url("/bytes/1")));
+        EXPECT_EQ(send(client, get(server.url("/bytes/2"))).getContentLength(), 2) << plan;
+    }
+}
+
+// --- Multipart bodies ---
+
+class MultipartBodies : public RequestBodies {
+protected:
+    MultipartBodies() {
+        char name[] = "/tmp/httpclient_curl_XXXXXX";
+        directory_ = mkdtemp(name);
+    }
+    ~MultipartBodies() override { std::filesystem::remove_all(directory_); }
+
+    std::string file(const std::string& name, const std::string& text) const {
+        std::ofstream(directory_ + "/" + name, std::ios::binary) << text;
+        return directory_ + "/" + name;
+    }
+
+    static HttpRequest form(const std::string& url, MultipartBody body) {
+        HttpRequest request(HttpMethod::POST, URL(url), {});
+        request.setMultipartBody(std::move(body));
+        return request;
+    }
+
+    static std::string boundaryOf(const ReceivedRequest& request) {
+        const std::string type = request.header("Content-Type").value();
+        EXPECT_EQ(type.substr(0, 30), "multipart/form-data; boundary=");
+        return type.substr(30);
+    }
+
+    std::string directory_;
+};
+ON_BOTH_ROADS(MultipartBodies);
+
+TEST_P(MultipartBodies, HaveTheirPartsInOrderAsGiven) {
+    FaultServer server;
+    MultipartBody body;
+    body.addPart(DataPart(PartHeader("field"), std::string("va\0lue", 6)));
+    body.addPart(DataPart(
+        PartHeader("typed", "text/plain; charset=utf-8").withCustomHeaderValue("X-Part", "1"), ""));
+    body.addPart(FilePart(PartHeader("file", "image/png"), file("a.png", "PNG!")));
+    body.addPart(FilePart(PartHeader("empty"), file("empty.bin", "")));
+    HttpRequest request = form(server.url(), body);
+    request.setContentType("text/plain");
+
+    send(CurlHttpClient(once()), std::move(request));
+
+    const ReceivedRequest received = server.requests().at(0);
+    const std::string line = "--" + boundaryOf(received);
+    EXPECT_EQ(received.body,
+              line + "\r\nContent-Disposition: form-data; name=\"field\"\r\n\r\n" +
+                  std::string("va\0lue", 6) + "\r\n" + line +
+                  "\r\nContent-Disposition: form-data; name=\"typed\"\r\n"
+                  "Content-Type: text/plain; charset=utf-8\r\nX-Part: 1\r\n\r\n\r\n" +
+                  line +
+                  "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"a.png\"\r\n"
+                  "Content-Type: image/png\r\n\r\nPNG!\r\n" +
+                  line +
+                  "\r\nContent-Disposition: form-data; name=\"empty\"; "
+                  "filename=\"empty.bin\"\r\n\r\n\r\n" +
+                  line + "--\r\n");
+    EXPECT_EQ(received.header("Content-Length"), std::to_string(received.body.size()));
+    EXPECT_EQ(received.countHeader("Content-Type"), 1u);
+}
+
+TEST_P(MultipartBodies, QuoteNamesSafely) {
+    FaultServer server;
+    MultipartBody body;
+    body.addPart(DataPart(PartHeader("a\"b\r\nX-Evil: 1\\"), "1"));
+    body.addPart(FilePart(PartHeader("f"), file("q\"\r\nuote.txt", "2")));
+
+    send(CurlHttpClient(once()), form(server.url(), body));
+
+    const std::string received = server.requests().at(0).body;
+    EXPECT_THAT(received, HasSubstr("name=\"a%22b%0D%0AX-Evil: 1\\\"\r\n"));
+    EXPECT_THAT(received, HasSubstr("filename=\"q%22%0D%0Auote.txt\"\r\n"));
+}
+
+TEST_P(MultipartBodies, WithWhatCannotBeWrittenAreRefused) {
+    FaultServer server;
+    const auto refusal = [&](MultipartBody body) {
+        return failureOf(
+            [&] { send(CurlHttpClient(once()), form(server.url(), std::move(body))); });
+    };
+    EXPECT_EQ(refusal(MultipartBody().withPart(DataPart(PartHeader(std::string("a\0b", 3)), "1"))),
+              "Request refused: the name of a part contains NUL");
+    EXPECT_EQ(refusal(MultipartBody().withPart(
+                  DataPart(PartHeader("a", "text/plain\r\nX-Evil: 1"), "1"))),
+              "Request refused: the value of the part header Content-Type contains CR, LF or NUL");
+    EXPECT_EQ(refusal(MultipartBody().withPart(
+                  DataPart(PartHeader("a").withCustomHeaderValue("X Y", "1"), "1"))),
+              "Request refused: the name of a part header is not a token");
+    HttpRequest both = form(server.url(), MultipartBody().withPart(DataPart("1")));
+    both.setRequestBody("text");
+    EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(both)); }),
+              "Request refused: it has both a simple and a multipart body");
+    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_ + "/absent"))),
+                HasSubstr("absent: No such file or directory"));
+    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_))),
+                HasSubstr("is not a regular file"));
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
+}
+
+TEST_P(MultipartBodies, GoAgainWholeAfterAFailureAndARedirect) {
+    FaultServer server("307:/there,urst@2000,503,ok");
+    const std::string content(500000, 'm');
+    send(CurlHttpClient(stubborn()), form(server.url(), MultipartBody().withPart(FilePart(
+                                                            PartHeader("f"), file("m", content)))));
+    const ReceivedRequest last = server.requests().back();
+    EXPECT_TRUE(last.bodyComplete);
+    EXPECT_GT(last.bodySize, content.size());
+    EXPECT_EQ(last.method, "POST");
+}
+
+TEST_P(MultipartBodies, WhoseFileVanishesBetweenAttemptsFail) {
+    FaultServer server("503,ok");
+    const std::string path = file("gone", "text");
+    ClientConfiguration configuration;
+    configuration.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int total, int) {
+            std::filesystem::remove(path);
+            return total < 2;
+        });
+    EXPECT_THAT(failureOf([&] {
+                    send(CurlHttpClient(configuration),
+                         form(server.url(), MultipartBody().withPart(FilePart(path))));
+                }),
+                HasSubstr("request body: file " + path + ": No such file or directory"));
+}
+
+TEST_P(MultipartBodies, WhoseFileGrowsBetweenAttemptsSendWhatItIsThen) {
+    FaultServer server("503,ok");
+    const std::string path = file("grows", "text");
+    ClientConfiguration configuration;
+    configuration.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int total, int) {
+            std::ofstream(path, std::ios::app) << " and more";
+            return total < 2;
+        });
+    send(CurlHttpClient(configuration),
+         form(server.url(), MultipartBody().withPart(FilePart(path))));
+    EXPECT_THAT(server.requests().back().body, HasSubstr("\r\n\r\ntext and more\r\n"));
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl

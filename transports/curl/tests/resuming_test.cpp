@@ -1,0 +1,294 @@
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+constexpr std::size_t SIZE = 100000;
+
+class Resuming : public OnBothRoads {
+protected:
+    // Downloads through the plan with a strategy that never gives up, and expects the content that
+    // the server has in the end.
+    void expectRight(const std::string& plan, const std::string& path = "/file") {
+        SCOPED_TRACE(plan);
+        server_.setPlan(plan);
+        server_.forgetRequests();
+        const CurlHttpClient client(stubborn());
+        HttpResponse response = send(client, get(server_.url(path)));
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+        EXPECT_TRUE(response.getResponseBodyString() == server_.content(path).all())
+            << "another body";
+    }
+
+    std::optional<std::string> rangeOf(std::size_t request) {
+        return server_.requests().at(request).header("Range");
+    }
+
+    FaultServer server_{FaultServerOptions{ServedContent{3, SIZE}, {}, {}, {}}};
+};
+ON_BOTH_ROADS(Resuming);
+
+TEST_P(Resuming, AsksForWhatIsMissingOfTheSameRepresentation) {
+    expectRight("rst@40000,ok");
+    EXPECT_FALSE(rangeOf(0));
+    const ReceivedRequest second = server_.requests().at(1);
+    EXPECT_EQ(second.header("Range").value().substr(0, 6), "bytes=");
+    EXPECT_EQ(second.header("If-Range"), server_.etag("/file"));
+}
+
+TEST_P(Resuming, ShowsTheTwoAnswersAsOne) {
+    server_.setPlan("fin@40000,ok");
+    HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/file")));
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(response.getResponseCodeReason(), "OK");
+    EXPECT_EQ(response.getContentLength(), static_cast<long>(SIZE));
+    EXPECT_FALSE(response.hasHeader("Content-Range"));
+    EXPECT_EQ(server_.requests().at(1).header("Range"), "bytes=40000-");
+}
+
+TEST_P(Resuming, GoesOnThroughTenBreaksWithoutAcceptRangesInTheParts) {
+    expectRight("fin@9000+noar206*10,ok");
+    for (std::size_t i = 1; i <= 10; ++i)
+        EXPECT_EQ(rangeOf(i), "bytes=" + std::to_string(9000 * i) + "-");
+}
+
+TEST_P(Resuming, SurvivesTheTenEventsThatDamageAFile) {
+    expectRight("fin@40000,ignorerange");               // 200 to a range
+    expectRight("fin@40000,ignorerange+fin@60000,ok");  // and that one cut
+    expectRight("fin@40000,change");                    // another version
+    expectRight("fin@40000,change:+500,ok");
+    expectRight("fin@40000,change+ifrangeignore");  // If-Range not understood
+    expectRight("fin@40000,503,ok");                // the wish outlives its body
+    expectRight("stall@100,503,ok", "/bytes/50");   // nothing to stall for
+    expectRight("fin@40000,fin@20000+noar206,ok");
+    expectRight("503:ar:b5000,ok");  // an error page is no prefix
+    expectRight("404:ar:b5000,ok");
+    expectRight("fin@40000,404:ar:b5000,fin@40000,ok");
+    for (const char* odd :
+         {"wrongrange:+1", "wrongrange:-1", "wrongrange:+4096", "wrongrange:-4096", "lietotal:+1",
+          "lietotal:-1", "nocr", "multirange", "shortrange:5", "ifrangedrop"}) {
+        expectRight("fin@40000," + std::string(odd) + ",ok");
+    }
+    expectRight("fin@40000,gzip+ifrangeignore,ok");  // a coded part
+}
+
+TEST_P(Resuming, RestartsWithinTheAttemptThatDoesNotFit) {
+    server_.setPlan("fin@40000,wrongrange:+1,ok");
+    int attempts = 0;
+    ClientConfiguration configuration = stubborn();
+    const auto strategy = configuration.retryStrategy();
+    configuration.setRetryStrategy([&](const auto&... arguments) {
+        ++attempts;
+        return strategy(arguments...);
+    });
+    send(CurlHttpClient(configuration), get(server_.url("/file")));
+    EXPECT_EQ(attempts, 2);
+    EXPECT_EQ(server_.requests().size(), 3u);
+    EXPECT_FALSE(rangeOf(2));
+}
+
+TEST_P(Resuming, NeedsAStrongValidatorAndALength) {
+    for (const char* weak :
+         {"weaketag+nolm", "noetag+nolm", "noetag+recentlm", "noetag+nodate", "chunked"}) {
+        expectRight(std::string(weak) + "+fin@40000,ok");
+        EXPECT_FALSE(rangeOf(1)) << weak;
+    }
+    expectRight("noetag+fin@40000,noetag");
+    EXPECT_EQ(rangeOf(1), "bytes=40000-");
+    EXPECT_EQ(server_.requests().at(1).header("If-Range")->substr(25), " GMT");
+}
+
+TEST_P(Resuming, StartsAnewAfterARangeThatCannotBeHad) {
+    expectRight("fin@40000,416,ok");
+    EXPECT_FALSE(rangeOf(2));
+    expectRight("rst@end,ok");
+}
+
+TEST_P(Resuming, EndsWithTheRefusalAloneIfTheServerInsists) {
+    server_.setPlan("fin@40000,416");
+    ClientConfiguration configuration = stubborn(5);
+    HttpResponse response = send(CurlHttpClient(configuration), get(server_.url("/file")));
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::RANGE_NOT_SATISFIABLE);
+    EXPECT_LT(response.getResponseBodyString().size(), 1000u);
+    EXPECT_EQ(server_.requests().size(), 5u);
+}
+
+TEST_P(Resuming, HoldsItsBytesThroughAttemptsWithoutAnAnswer) {
+    expectRight("fin@40000,noresp,accept_rst,hfin@10,ok");
+    EXPECT_EQ(server_.requests().back().header("Range"), "bytes=40000-");
+}
+
+TEST_P(Resuming, LeavesTheApplicationsOwnRangeAlone) {
+    server_.setPlan("fin@50,503,ok");
+    HttpResponse response =
+        send(CurlHttpClient(stubborn()), get(server_.url("/file"), {{"Range", "bytes=100-199"}}));
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::PARTIAL_CONTENT);
+    EXPECT_EQ(response.getResponseBodyString(), server_.content("/file").range(100, 100));
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(rangeOf(i), "bytes=100-199");
+    EXPECT_FALSE(server_.requests().back().header("If-Range"));
+}
+
+TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
+    server_.setPlan("unasked206");
+    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(once()), get(server_.url("/file"))); }),
+                HasSubstr("range: a part came that nobody asked for"));
+}
+
+TEST_P(Resuming, AsksForNoRangeUnlessItIsWanted) {
+    server_.setPlan("fin@40000,ok");
+    HttpResponse response =
+        send(CurlHttpClient(stubborn().withResumeOnRetry(false)), get(server_.url("/file")));
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_FALSE(rangeOf(1));
+}
+
+TEST_P(Resuming, IgnoresWhatRedirectsInterimAnswersAndTrailersSayOfRanges) {
+    expectRight("302:/there+header:Accept-Ranges=bytes+header:ETag=\"x\",fin@40000+noar,ok,ok");
+    expectRight("interim:3+fin@40000+noar,ok");
+    EXPECT_FALSE(rangeOf(1));
+    expectRight("trailers+fin@40000,ok");
+    EXPECT_FALSE(rangeOf(1));
+}
+
+TEST_P(Resuming, GoesOnBehindARedirect) {
+    server_.setPlan("302:/file,fin@40000,302:/file,ok");
+    HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_EQ(rangeOf(3), "bytes=40000-");
+    EXPECT_EQ(response.getTransactionReport().redirectCount(), 1);
+}
+
+TEST_P(Resuming, FactorySeesTheFinalStatusOfWhatItHolds) {
+    server_.setPlan("503:b100,404:b0,fin@40000,503,ok");
+    std::vector<std::pair<int, std::stringstream*>> made;
+    HttpRequest request = get(server_.url("/file"));
+    request.setResponseStreamFactory(
+        [&](HttpResponseCode code, const std::string&, const HttpHeaders&) {
+            auto stream = std::make_unique<std::stringstream>();
+            made.emplace_back(static_cast<int>(code), stream.get());
+            return stream;
+        });
+
+    HttpResponse response = send(CurlHttpClient(stubborn()), std::move(request));
+
+    ASSERT_FALSE(made.empty());
+    EXPECT_EQ(made.back().first, 200);
+    EXPECT_EQ(&response.getResponseBody(), made.back().second);
+    EXPECT_TRUE(made.back().second->str() == server_.content("/file").all());
+}
+
+TEST_P(Resuming, ProgressCountsWhatIsHeld) {
+    server_.setPlan("fin@40000,ok");
+    HttpRequest request = get(server_.url("/file"));
+    Progress last;
+    request.setProgressCallback([&](const Progress& progress) {
+        last = progress;
+        return ProgressResult::CONTINUE;
+    });
+    send(CurlHttpClient(stubborn()), std::move(request));
+    EXPECT_EQ(last.downloadNow, static_cast<std::int64_t>(SIZE));
+    EXPECT_EQ(last.downloadTotal, static_cast<std::int64_t>(SIZE));
+}
+
+// A file that begins with ten bytes of the application's, and maybe more behind them.
+class ResumingToFile : public Resuming {
+protected:
+    ResumingToFile() {
+        char name[] = "/tmp/httpclient_curl_XXXXXX";
+        directory_ = mkdtemp(name);
+        path_ = directory_ + "/file";
+    }
+    ~ResumingToFile() override { std::filesystem::remove_all(directory_); }
+
+    void fill(const std::string& text) const { std::ofstream(path_, std::ios::binary) << text; }
+
+    std::string fileText() const {
+        std::ostringstream text;
+        text << std::ifstream(path_, std::ios::binary).rdbuf();
+        return text.str();
+    }
+
+    HttpRequest into(std::ios::openmode mode, std::streamoff position = 0) const {
+        HttpRequest request = get(server_.url("/file"));
+        request.setResponseStreamFactory([path = path_, mode, position](HttpResponseCode,
+                                                                        const std::string&,
+                                                                        const HttpHeaders&) {
+            auto file = std::make_unique<std::fstream>(path, mode | std::ios::binary);
+            if (position > 0) file->seekp(position);
+            return file;
+        });
+        return request;
+    }
+
+    std::string directory_;
+    std::string path_;
+};
+ON_BOTH_ROADS(ResumingToFile);
+
+constexpr auto CREATE = std::ios::in | std::ios::out | std::ios::trunc;
+constexpr auto OPEN = std::ios::in | std::ios::out;
+
+TEST_P(ResumingToFile, EndsIdentical) {
+    server_.setPlan("fin@10000,503,fin@20000,ignorerange+fin@50000,fin@30000,change,fin@1,ok");
+    send(CurlHttpClient(stubborn()), into(CREATE));
+    EXPECT_TRUE(fileText() == server_.content("/file").all());
+}
+
+TEST_P(ResumingToFile, ThatBeginsLaterKeepsItsPrefix) {
+    for (const char* plan : {"ok", "fin@10000,ok", "fin@10000,fin@10000,503,ok",
+                             "fin@10000,wrongrange:+1,fin@500,ok"}) {
+        SCOPED_TRACE(plan);
+        fill("0123456789");
+        server_.setPlan(plan);
+        send(CurlHttpClient(stubborn()), into(OPEN, 10));
+        EXPECT_TRUE(fileText() == "0123456789" + server_.content("/file").all());
+    }
+    server_.forgetRequests();
+    server_.setPlan("fin@10000,ok");
+    fill("0123456789");
+    send(CurlHttpClient(stubborn()), into(OPEN, 10));
+    EXPECT_EQ(rangeOf(1), "bytes=10000-");
+}
+
+TEST_P(ResumingToFile, WithOldBytesBehindTheBodyIsAnError) {
+    fill(std::string(SIZE + 11, 'o'));
+    for (const std::streamoff start : {0, 10}) {
+        EXPECT_THAT(failureOf([&] { send(CurlHttpClient(once()), into(OPEN, start)); }),
+                    HasSubstr("response stream: bytes that are not the body's stand behind it"));
+    }
+}
+
+TEST_P(ResumingToFile, WithALongerBodyFromAnEarlierAttemptIsAnError) {
+    fill("0123456789");
+    server_.setPlan("fin@90000,change:-50000");
+    const std::string text = failureOf([&] { send(CurlHttpClient(stubborn(2)), into(OPEN, 10)); });
+    EXPECT_THAT(text, HasSubstr("stand behind it and cannot be cut off"));
+    EXPECT_EQ(fileText().substr(0, 10), "0123456789");
+}
+
+TEST_P(ResumingToFile, OpenedForAppendingIsRightOrAnError) {
+    const auto append = std::ios::out | std::ios::app;
+    for (const char* plan : {"ok", "fin@10000,ok"}) {
+        fill("0123456789");
+        server_.setPlan(plan);
+        send(CurlHttpClient(stubborn()), into(append));
+        EXPECT_TRUE(fileText() == "0123456789" + server_.content("/file").all()) << plan;
+    }
+    for (const char* plan : {"fin@10000+weaketag+nolm,ok", "fin@10+weaketag+nolm,ok", "503,ok"}) {
+        fill("0123456789");
+        server_.setPlan(plan);
+        EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(2)), into(append)); }),
+                    HasSubstr("it writes elsewhere than where it stands"))
+            << plan;
+    }
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl
