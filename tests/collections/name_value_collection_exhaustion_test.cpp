@@ -33,14 +33,15 @@ std::string contents(const NameValueCollection& collection) {
     return text;
 }
 
-// A collection whose entries are found by old names and more than once.
-NameValueCollection worn() {
+// A collection whose entries are found by old names and more than once, and so many others.
+NameValueCollection worn(int fillers) {
+    NameValueCollection collection = {{longText("old"), ""}, {longText("a"), ""}};
     const NameValueCollection entries = {{longText("a"), longText("1")},
                                          {longText("b"), longText("2")},
                                          {longText("A"), longText("3")}};
-    NameValueCollection collection = {{longText("old"), ""}, {longText("a"), ""}};
     collection = entries;
     collection.init();
+    for (int i = 0; i < fillers; ++i) collection.add("filler", "");
     return collection;
 }
 
@@ -100,13 +101,15 @@ TEST(NameValueCollectionExhaustion, LeavesTheCollectionUnchanged) {
     };
     for (const auto& [operation, change] : changes) {
         SCOPED_TRACE(operation);
-        expectUnchangedWhileMemoryLacks(worn, change);
-        expectUnchangedWhileMemoryLacks(
-            [] {
-                const NameValueCollection source = worn();
-                return NameValueCollection(source);  // A copy finds every entry once.
-            },
-            change);
+        for (int fillers = 0; fillers < 40; ++fillers) {
+            expectUnchangedWhileMemoryLacks([=] { return worn(fillers); }, change);
+            expectUnchangedWhileMemoryLacks(
+                [=] {
+                    const NameValueCollection source = worn(fillers);
+                    return NameValueCollection(source);  // A copy finds every entry once.
+                },
+                change);
+        }
     }
 }
 

@@ -157,7 +157,7 @@ public:
     void step() {
         const std::size_t one = below(COLLECTIONS);
         const std::size_t other = below(COLLECTIONS);
-        if (models_[one].indexSize() > 60) return startAgain(one);
+        if (models_[one].indexSize() > 100) return startAgain(one);
         switch (below(15)) {
             case 0:
                 return add(one);
@@ -366,8 +366,8 @@ private:
 
 TEST(NameValueCollectionModel, ShowsWhatItIsToShowAfterAnySequenceOfOperations) {
     constexpr unsigned FIRST_SEED = 20240229;
-    constexpr unsigned SEQUENCES = 200;
-    constexpr int STEPS = 60;
+    constexpr unsigned SEQUENCES = 100;
+    constexpr int STEPS = 120;
     std::cout << "seeds " << FIRST_SEED << " to " << FIRST_SEED + SEQUENCES - 1 << std::endl;
 
     for (unsigned seed = FIRST_SEED; seed < FIRST_SEED + SEQUENCES; ++seed) {
