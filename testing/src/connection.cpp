@@ -155,7 +155,8 @@ void Connection::receiveBody(Exchange& exchange) {
 }
 
 void Connection::readBodyUntil(Exchange& exchange, std::uint64_t end) {
-    std::string piece(BODY_PIECE, '\0');
+    std::array<char, BODY_PIECE>
+        piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): is filled
     while (exchange.bodyRead < end) {
         const auto wanted = std::min<std::uint64_t>(piece.size(), end - exchange.bodyRead);
         const std::size_t count = reader_.readBody(piece.data(), static_cast<std::size_t>(wanted));
@@ -164,7 +165,7 @@ void Connection::readBodyUntil(Exchange& exchange, std::uint64_t end) {
         exchange.digest.update(piece.data(), count);
         state_.changeRequest(exchange.logNumber, [&](ReceivedRequest& received) {
             const std::size_t room = ReceivedRequest::KEPT_BODY_BYTES - received.body.size();
-            received.body.append(piece, 0, std::min(room, count));
+            received.body.append(piece.data(), std::min(room, count));
             received.bodySize = exchange.bodyRead;
         });
     }
