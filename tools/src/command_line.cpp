@@ -274,12 +274,22 @@ private:
         }
         if (line_.remoteHeaderName && !line_.remoteName) throw usage("-J needs -O");
         if (line_.continueEarlier) settleContinue();
+        if (line_.parallel && bodiesToStandardOutput() > 1) {
+            throw usage(
+                "several bodies at a time would be mixed up on standard output; give -o or -O");
+        }
         if (!line_.checksums.empty() && (line_.includeHead || line_.method == HttpMethod::HEAD)) {
             throw usage("a checksum is one of a body alone");
         }
         if (std::count(line_.outputs.begin(), line_.outputs.end(), "") > 0) {
             throw usage("the name of an output file is empty");
         }
+    }
+
+    std::size_t bodiesToStandardOutput() const {
+        const auto named = std::count(line_.outputs.begin(), line_.outputs.end(), "-");
+        const auto unnamed = line_.remoteName ? 0 : line_.urls.size() - line_.outputs.size();
+        return static_cast<std::size_t>(named) + unnamed;
     }
 
     void settleContinue() const {

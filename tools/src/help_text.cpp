@@ -47,7 +47,8 @@ When it fails
                             429 or 500 to 599
       --retry-delay SECONDS wait this long before each further attempt. Without
                             it: not at all after an attempt that got on, else 2,
-                            4, 8 seconds and so on, 2 minutes at most
+                            4, 8 seconds and so on, 2 minutes at most; in either
+                            case as long as the server's Retry-After asks for
       --retry-max-time SECONDS
                             begin no further attempt after that time
   -C, --continue            go on with a NAME.part that an earlier run left, if

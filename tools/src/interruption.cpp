@@ -41,8 +41,11 @@ void watchForInterruption() {
     struct sigaction action {};
     action.sa_handler = noteSignal;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        sigaction(number, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+    }
 }
 
 int interruptingSignal() { return caughtSignal; }

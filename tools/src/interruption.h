@@ -4,7 +4,8 @@
 
 namespace tavrin::http_tool {
 
-/// Makes SIGINT and SIGTERM ask for an orderly end; the second signal ends the process at once.
+/// Makes SIGINT, SIGTERM and SIGHUP ask for an orderly end; the same signal once more ends the
+/// process at once. Those that are ignored (nohup) stay ignored.
 /// To be called once, before any thread starts.
 void watchForInterruption();
 

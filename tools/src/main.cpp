@@ -19,6 +19,7 @@
 #include "log_output.h"
 #include "progress_display.h"
 #include "request.h"
+#include "url_parts.h"
 
 namespace tavrin::http_tool {
 namespace {
@@ -42,6 +43,19 @@ httpclient_curl::CurlOptions curlOptions(const CommandLine& line) {
     options.setDecodeContent(line.compressed);
     if (line.onlyHttp1) options.setHighestHttpVersion(httpclient_curl::HttpVersion::HTTP_1_1);
     return options;
+}
+
+// The library writes URLs as they were given.
+std::string withoutCredentialsOf(const std::vector<Assignment>& assignments, std::string text) {
+    for (const Assignment& each : assignments) {
+        const std::string shown = withoutCredentials(each.url);
+        if (shown == each.url) continue;
+        for (std::size_t i = 0; (i = text.find(each.url, i)) != std::string::npos;) {
+            text.replace(i, each.url.size(), shown);
+            i += shown.size();
+        }
+    }
+    return text;
 }
 
 // Runs the downloads, in their order or several at a time, and returns the first failure's code.
@@ -80,7 +94,9 @@ int run(int argc, char** argv) {
     ProgressDisplay display(STDERR_FILENO, displayStyle(line, assignments));
     std::optional<LogOutput> log;
     if (line.verbose) {
-        log.emplace([&display](const std::string& text) { display.message(text); });
+        log.emplace([&](const std::string& text) {
+            display.message(withoutCredentialsOf(assignments, text));
+        });
     }
     return runAll(line, assignments, display);
 }

@@ -55,7 +55,7 @@ void ProgressDisplay::update(std::size_t number, std::int64_t now, std::int64_t 
         writeStep(line);
     } else if (time - lastDrawn_ >= REDRAW_INTERVAL) {
         lastDrawn_ = time;
-        write(erased() + drawn());
+        redraw("");
     }
 }
 
@@ -69,20 +69,28 @@ void ProgressDisplay::finish(std::size_t number) {
     // At the end the average says more than the last moments.
     const auto received = std::max<std::int64_t>(line.progress.now - line.initial, 0);
     line.progress.bytesPerSecond = static_cast<double>(received) / passed.count();
+    const std::string last = progressLine(line.label, line.progress, size().columns) + "\n";
     if (style_ == Style::LINES) {
-        write(progressLine(line.label, line.progress, columns()) + "\n");
+        write(last);
     } else {
-        write(erased() + takeFinishedFromTop() + drawn());
+        redraw(last);
     }
 }
 
 void ProgressDisplay::message(const std::string& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (style_ == Style::BARS && onScreen_ > 0) {
-        write(erased() + printable(text) + "\n" + drawn());
+        redraw(printable(text) + "\n");
     } else {
         write(printable(text) + "\n");
     }
+}
+
+// Writes `above` in place of the lines of progress, and these below it.
+void ProgressDisplay::redraw(const std::string& above) {
+    std::string text = erased() + above;
+    text += drawn();
+    write(text);
 }
 
 // Back to the top of what was drawn, and everything below cleared.
@@ -95,22 +103,12 @@ std::string ProgressDisplay::erased() {
 
 std::string ProgressDisplay::drawn() {
     std::string text;
-    const std::size_t width = columns();
-    for (std::size_t i = first_; i < lines_.size(); ++i) {
-        text += progressLine(lines_[i].label, lines_[i].progress, width) + "\n";
+    const auto [rows, columns] = size();
+    for (const Line& line : lines_) {
+        // What is above the top of the screen could not be erased again.
+        if (line.finished || onScreen_ + 1 >= rows) continue;
+        text += progressLine(line.label, line.progress, columns) + "\n";
         ++onScreen_;
-    }
-    return text;
-}
-
-// Finished lines at the top are written a last time and then left to scroll away, so that what is
-// redrawn never grows beyond the transfers under way and those that wait behind one.
-std::string ProgressDisplay::takeFinishedFromTop() {
-    std::string text;
-    const std::size_t width = columns();
-    while (first_ < lines_.size() && lines_[first_].finished) {
-        text += progressLine(lines_[first_].label, lines_[first_].progress, width) + "\n";
-        ++first_;
     }
     return text;
 }
@@ -121,7 +119,7 @@ void ProgressDisplay::writeStep(Line& line) {
                                              : static_cast<int>(line.progress.elapsed.count() / 10);
     if (step == line.stepShown) return;
     line.stepShown = step;
-    write(progressLine(line.label, line.progress, columns()) + "\n");
+    write(progressLine(line.label, line.progress, size().columns) + "\n");
 }
 
 void ProgressDisplay::write(const std::string& text) const {
@@ -135,10 +133,13 @@ void ProgressDisplay::write(const std::string& text) const {
     }
 }
 
-std::size_t ProgressDisplay::columns() const {
+ProgressDisplay::Size ProgressDisplay::size() const {
     winsize size{};
-    if (ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col - 1U;
-    return 100;
+    if (ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0) {
+        // A line as wide as the screen may wrap.
+        return {size.ws_row, size.ws_col - 1U};
+    }
+    return {25, 100};
 }
 
 }  // namespace tavrin::http_tool

@@ -13,8 +13,9 @@ namespace tavrin::http_tool {
 
 /// Everything that goes to standard error: messages, and a line of progress for each transfer.
 ///
-/// On a terminal the lines stay at the bottom and are drawn anew, ten times a second at most, with
-/// messages above them. Elsewhere a transfer's line is written out at every tenth of the way.
+/// On a terminal the lines of transfers under way stay at the bottom and are drawn anew, ten times
+/// a second at most, with messages and what has ended above them. Elsewhere a transfer's line is
+/// written out at every tenth of the way.
 /// May be used from any thread.
 class ProgressDisplay {
 public:
@@ -49,19 +50,21 @@ private:
         bool finished = false;
     };
 
+    void redraw(const std::string& above);
     std::string erased();
     std::string drawn();
-    std::string takeFinishedFromTop();
     void writeStep(Line& line);
     void write(const std::string& text) const;
-    std::size_t columns() const;
+    struct Size {
+        std::size_t rows;
+        std::size_t columns;
+    };
+    Size size() const;
 
     const int descriptor_;
     const Style style_;
     std::mutex mutex_;
     std::vector<Line> lines_;
-    // Lines of this number and above are on the screen, those below have scrolled away.
-    std::size_t first_ = 0;
     std::size_t onScreen_ = 0;
     Clock::time_point lastDrawn_;
 };

@@ -2,7 +2,8 @@
 
 #include <cctype>
 #include <charconv>
-#include <ctime>
+
+#include "http_date.h"
 
 namespace tavrin::http_tool {
 
@@ -18,14 +19,6 @@ std::string valueOr(const HttpHeaders& headers, const char* name, std::string fa
 std::string lowered(std::string text) {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
-}
-
-// A date in the only form that servers may send since 1997 (RFC 9110, 5.6.7).
-std::optional<std::time_t> parsedDate(const std::string& text) {
-    std::tm date{};
-    const char* end = strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S GMT", &date);
-    if (!end || *end != '\0') return std::nullopt;
-    return timegm(&date);
 }
 
 // Within a minute of its change a resource may change again under the same date.

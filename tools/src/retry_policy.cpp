@@ -3,10 +3,14 @@
 #include <httpclient_core/exceptions.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <ctime>
 #include <utility>
 
 #include "exit_code.h"
-#include "progress_bar.h"
+#include "failures.h"
+#include "http_date.h"
 
 namespace tavrin::http_tool {
 
@@ -24,11 +28,29 @@ std::string failureText(const core::HttpResponse& response, const std::exception
            (reason.empty() ? "" : " " + reason);
 }
 
+// What Retry-After asks for, in either of its forms; 0 if it asks for nothing that can be read.
+std::chrono::milliseconds retryAfter(const core::HttpResponse& response) {
+    if (!response.hasHeader("Retry-After")) return {};
+    const std::string text = response.getHeaderValue("Retry-After");
+    if (const auto date = parsedDate(text)) {
+        return std::max(std::chrono::seconds(*date - std::time(nullptr)), std::chrono::seconds(0));
+    }
+    std::uint32_t seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seconds);
+    if (stop != end || error == std::errc::invalid_argument) return {};
+    // Beyond the type's end is more than anybody waits, too.
+    if (error == std::errc::result_out_of_range) seconds = UINT32_MAX;
+    return std::chrono::seconds(seconds);
+}
+
 bool isHopeless(const std::exception_ptr& error) {
     if (!error) return false;
     try {
         std::rethrow_exception(error);
     } catch (const core::HttpRequestCancelledException&) {
+        return true;
+    } catch (const StartOverFailure&) {
         return true;
     } catch (...) {
         return isPermanent(exitCodeFor(error));
@@ -64,6 +86,8 @@ bool RetryPolicy::shouldRetry(const core::HttpRequest& request, const core::Http
     consecutive_ = earlierConsecutive_ + consecutiveAttempts;
     if (isHopeless(error)) return false;
     failure_ = failureText(response, error);
+    askedFor_ = error ? std::chrono::milliseconds(0) : retryAfter(response);
+    if (askedFor_ > LONGEST_DELAY) return false;
     waited_ = true;
     return strategy_(request, response, error, attempts_, consecutive_) && waited_;
 }
@@ -73,16 +97,18 @@ void RetryPolicy::startNewCount(bool gotOn) {
     earlierConsecutive_ = gotOn ? 0 : consecutive_;
 }
 
-std::chrono::milliseconds RetryPolicy::delayBefore(int consecutiveAttempts) const {
-    if (fixedDelay_) return *fixedDelay_;
-    if (consecutiveAttempts < 2) return std::chrono::milliseconds(0);
+std::chrono::milliseconds RetryPolicy::delayAfter(int consecutiveAttempts) const {
+    if (fixedDelay_) return std::max(*fixedDelay_, askedFor_);
+    if (consecutiveAttempts < 2) return askedFor_;
     // 2^7 seconds are more than the longest delay already.
     const int doublings = std::min(consecutiveAttempts - 1, 7);
-    return std::min<std::chrono::milliseconds>(FIRST_DELAY * (1 << doublings), LONGEST_DELAY);
+    return std::max<std::chrono::milliseconds>(
+        std::min<std::chrono::milliseconds>(FIRST_DELAY * (1 << doublings), LONGEST_DELAY),
+        askedFor_);
 }
 
 void RetryPolicy::pause(int consecutiveAttempts) {
-    const auto delay = delayBefore(consecutiveAttempts);
+    const auto delay = delayAfter(consecutiveAttempts);
     if (lastStart_ && Clock::now() + delay > *lastStart_) {
         waited_ = false;
         return;

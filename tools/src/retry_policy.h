@@ -14,8 +14,9 @@ namespace tavrin::http_tool {
 /// Decides whether a URL is tried again, waits, and says so.
 ///
 /// The library's own strategy for downloads decides; what is added here is what only a program can
-/// know: when it has waited long enough, and what no further attempt can change. Belongs to one
-/// transfer and its thread.
+/// know: when it has waited long enough, and what no further attempt can change. A server that says
+/// when to come again (RFC 9110, 10.2.3) is given that time, and not bothered again if that is more
+/// than two minutes. Belongs to one transfer and its thread.
 class RetryPolicy {
 public:
     using Clock = std::chrono::steady_clock;
@@ -41,7 +42,7 @@ public:
     int attempts() const { return attempts_; }
 
 private:
-    std::chrono::milliseconds delayBefore(int consecutiveAttempts) const;
+    std::chrono::milliseconds delayAfter(int consecutiveAttempts) const;
     void pause(int consecutiveAttempts);
 
     const std::optional<std::chrono::milliseconds> fixedDelay_;
@@ -54,6 +55,7 @@ private:
     int attempts_ = 0;
     int consecutive_ = 0;
     std::string failure_;
+    std::chrono::milliseconds askedFor_{0};
     bool waited_ = false;
 };
 

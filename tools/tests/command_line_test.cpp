@@ -178,6 +178,10 @@ TEST(CommandLineText, RefusesWhatContradictsItself) {
               refusal("--continue and a Range of your own exclude each other"));
     EXPECT_EQ(answerTo({"-J", url}), refusal("-J needs -O"));
     EXPECT_EQ(answerTo({"-o", "a", "-o", "b", url}), refusal("there are more -o than URLs"));
+    EXPECT_EQ(
+        answerTo({"-Z", "-o", "x", "-o", "-", url, url, url}),
+        refusal("several bodies at a time would be mixed up on standard output; give -o or -O"));
+    EXPECT_EQ(answerTo({"-Z", "-o", "-", "-O", url, url, url}), "obeyed");
     EXPECT_EQ(answerTo({"-o", "", url}), refusal("the name of an output file is empty"));
     EXPECT_EQ(answerTo({"--checksum", "sha256:" + std::string(64, 'a'), "-i", url}),
               refusal("a checksum is one of a body alone"));

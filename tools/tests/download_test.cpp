@@ -223,6 +223,7 @@ TEST_F(Download, OnStandardOutputNeverJoinsTwoVersions) {
     const auto outcome = run({server_.url()});
 
     EXPECT_EQ(outcome.code, 18);
+    EXPECT_EQ(server_.requests().size(), 2U);
     EXPECT_EQ(outcome.output.size(), 1000U);
     EXPECT_THAT(outcome.errors,
                 HasSubstr("the body would have to begin anew, but 1000 bytes of it have been "

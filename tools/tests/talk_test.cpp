@@ -40,6 +40,13 @@ TEST_F(Talk, ShowsTheLibrarysDecisions) {
     EXPECT_THAT(outcome.errors, HasSubstr("answered 200 after 0 redirects, 2 attempts\n"));
 }
 
+TEST_F(Talk, ShowsDecisionsWithoutCredentials) {
+    const auto outcome = run({"-v", server_.urlWithHost("user:secret@127.0.0.1", "/x")});
+
+    EXPECT_THAT(outcome.errors, HasSubstr("Request to http://***@127.0.0.1"));
+    EXPECT_THAT(outcome.errors, Not(HasSubstr("secret")));
+}
+
 TEST_F(Talk, LetsNoServerSteerTheTerminal) {
     server_.setPlan("header:Content-Disposition=attachment; filename=\"a\x1b[2Jb\"");
     const auto outcome = run({"-v", "--progress", "-O", "-J", server_.url("/x%1b%5b2J")});
