@@ -1,0 +1,210 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <ios>
+#include <istream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "httpclient_core/httpclient_core.h"
+#include "httpclient_curl/curl_http_client.h"
+#include "httpclient_testing/served_content.h"
+#include "httpclient_testing/sha256.h"
+#include "support/nginx_server.h"
+
+namespace tavrin::httpclient_curl::test {
+namespace {
+
+using namespace httpclient_core;
+using httpclient_testing::ServedContent;
+using httpclient_testing::sha256Hex;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+using Exchange = NginxServer::Exchange;
+
+// More than the buffers between server and client hold, so that a cut in the middle is one.
+constexpr std::size_t LARGE = 32 * 1024 * 1024;
+
+HttpRequest get(const std::string& url) { return HttpRequest(HttpMethod::GET, URL(url), {}); }
+
+// Keeps what is written, and has something happen in the middle of it.
+class InterruptedBuffer : public std::stringbuf {
+public:
+    using Written = std::function<void(std::size_t)>;
+
+    explicit InterruptedBuffer(Written written) : written_(std::move(written)) {}
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        const std::streamsize kept = std::stringbuf::xsputn(text, count);
+        written_(static_cast<std::size_t>(kept));
+        return kept;
+    }
+
+private:
+    Written written_;
+};
+
+class InterruptedStream : public std::iostream {
+public:
+    explicit InterruptedStream(InterruptedBuffer::Written written)
+        : std::iostream(nullptr), buffer_(std::move(written)) {
+        rdbuf(&buffer_);
+    }
+
+private:
+    InterruptedBuffer buffer_;
+};
+
+// A request during which `event` happens, `times` times, whenever a further MiB of the body has
+// arrived.
+HttpRequest getInterruptedBy(const std::string& url, std::function<void()> event, int times = 1) {
+    struct State {
+        std::size_t arrived = 0;
+        int left = 0;
+    };
+    const auto state = std::make_shared<State>();
+    state->left = times;
+    const auto written = [=](std::size_t count) {
+        state->arrived += count;
+        if (state->left == 0 || state->arrived < 1024 * 1024) return;
+        --state->left;
+        state->arrived = 0;
+        event();
+    };
+    HttpRequest request = get(url);
+    request.setResponseStreamFactory(
+        [written](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            return std::make_unique<InterruptedStream>(written);
+        });
+    return request;
+}
+
+TEST(Nginx, AnswersAPlainRequest) {
+    NginxServer server;
+    server.serve("/greeting", "Hello.\n");
+
+    const HttpResponse response = CurlHttpClient().makeRequest(get(server.url("/greeting")));
+
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(response.getResponseCodeReason(), "OK");
+    EXPECT_EQ(response.getHeaderValue("accept-ranges"), "bytes");
+    EXPECT_EQ(response.getResponseBodyString(), "Hello.\n");
+    EXPECT_THAT(server.stop(), ElementsAre(Exchange{"GET /greeting HTTP/1.1", 200, "", ""}));
+}
+
+TEST(Nginx, AnswersOverTlsWithHttp2AndWithoutAReasonPhrase) {
+    NginxServer server;
+    server.serve("/greeting", "Hello.\n");
+    const CurlHttpClient client(ClientConfiguration().withCertificateFile(server.caFile()));
+
+    const HttpResponse response = client.makeRequest(get(server.httpsUrl("/greeting")));
+
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+    EXPECT_EQ(response.getResponseCodeReason(), "");
+    EXPECT_EQ(response.getResponseBodyString(), "Hello.\n");
+    EXPECT_THAT(server.stop(), ElementsAre(Exchange{"GET /greeting HTTP/2.0", 200, "", ""}));
+}
+
+TEST(Nginx, AnswersOverTlsWithHttp11ToAClientThatWantsNoMore) {
+    NginxServer server;
+    server.serve("/greeting", "Hello.\n");
+    const CurlHttpClient client(ClientConfiguration().withCertificateFile(server.caFile()),
+                                CurlOptions().withHighestHttpVersion(HttpVersion::HTTP_1_1));
+
+    const HttpResponse response = client.makeRequest(get(server.httpsUrl("/greeting")));
+
+    EXPECT_EQ(response.getResponseCodeReason(), "OK");
+    EXPECT_EQ(response.getResponseBodyString(), "Hello.\n");
+    EXPECT_THAT(server.stop(), ElementsAre(Exchange{"GET /greeting HTTP/1.1", 200, "", ""}));
+}
+
+TEST(Nginx, IsNotTrustedWithoutItsCa) {
+    NginxServer server;
+    server.serve("/greeting", "Hello.\n");
+
+    EXPECT_THROW(CurlHttpClient().makeRequest(get(server.httpsUrl("/greeting"))),
+                 HttpRequestFailedException);
+
+    EXPECT_THAT(server.stop(), ElementsAre());
+}
+
+// Each over plain HTTP/1.1 and over HTTP/2 with TLS.
+class NginxDownload : public testing::TestWithParam<bool> {
+protected:
+    std::string url(const std::string& path) const {
+        return GetParam() ? server_.httpsUrl(path) : server_.url(path);
+    }
+
+    CurlHttpClient client() const {
+        return CurlHttpClient(ClientConfiguration()
+                                  .withCertificateFile(server_.caFile())
+                                  .withResumeOnRetry(true)
+                                  .withRetryStrategy(defaultRetryStrategy(
+                                      5, 0, std::chrono::seconds(1), downloadIsRetriable())));
+    }
+
+    NginxServer server_;
+};
+
+INSTANTIATE_TEST_SUITE_P(EachVersion, NginxDownload, testing::Bool(), [](const auto& overTls) {
+    return overTls.param ? "OverHttp2" : "OverHttp1";
+});
+
+TEST_P(NginxDownload, IsResumedWhereItWasCutAndIdenticalAtTheEnd) {
+    const std::string content = ServedContent{1, LARGE}.all();
+    server_.serve("/file", content);
+
+    const HttpResponse response =
+        client().makeRequest(getInterruptedBy(url("/file"), [this] { server_.restart(); }));
+
+    EXPECT_EQ(sha256Hex(response.getResponseBodyString()), sha256Hex(content));
+    const std::vector<Exchange> exchanges = server_.stop();
+    ASSERT_FALSE(exchanges.empty());
+    EXPECT_EQ(exchanges.back().status, 206);
+    EXPECT_THAT(exchanges.back().range, StartsWith("bytes="));
+    EXPECT_EQ(exchanges.back().ifRange, response.getHeaderValue("ETag"));
+}
+
+TEST_P(NginxDownload, GoesOnAfterACutOfThe206ThatCarriesNoAcceptRanges) {
+    const std::string content = ServedContent{2, LARGE}.all();
+    server_.serve("/file", content);
+    int cuts = 0;
+    const auto cut = [&] {
+        ++cuts;
+        server_.restart();
+    };
+
+    const HttpResponse response = client().makeRequest(getInterruptedBy(url("/file"), cut, 3));
+
+    EXPECT_EQ(cuts, 3);
+    EXPECT_EQ(sha256Hex(response.getResponseBodyString()), sha256Hex(content));
+    EXPECT_EQ(server_.stop().back().status, 206);
+}
+
+TEST_P(NginxDownload, StartsAfreshWhenTheFileChangedMeanwhile) {
+    const std::string changed = ServedContent{4, LARGE + 1}.all();
+    server_.serve("/file", ServedContent{3, LARGE}.all());
+
+    const HttpResponse response = client().makeRequest(getInterruptedBy(url("/file"), [&] {
+        server_.serve("/file", changed);
+        server_.restart();
+    }));
+
+    EXPECT_EQ(sha256Hex(response.getResponseBodyString()), sha256Hex(changed));
+    const std::vector<Exchange> exchanges = server_.stop();
+    ASSERT_FALSE(exchanges.empty());
+    EXPECT_EQ(exchanges.back().status, 200);
+    EXPECT_THAT(exchanges.back().range, StartsWith("bytes="));
+    EXPECT_NE(exchanges.back().ifRange, response.getHeaderValue("ETag"));
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl::test
