@@ -630,6 +630,17 @@ TEST(HttpResponseTextBody, IsWrittenAsItIsWhateverTheWidthOfItsStream) {
     EXPECT_EQ(contentOf(response), "ab");
 }
 
+TEST(HttpResponseTextBody, ThatItsStreamDoesNotTakeShowsInTheStreamAlone) {
+    HttpResponse response;
+    response.getResponseBody().setstate(std::ios::badbit);
+
+    response.setResponseBody("abc");
+
+    EXPECT_EQ(entryLines(response.getHeaders()), "Content-Length: 3\n");
+    EXPECT_TRUE(response.getResponseBody().bad());
+    EXPECT_EQ(contentOf(response), "");
+}
+
 TEST(HttpResponseTextBody, GetsItsLengthInPlainDigitsUnderALocaleThatGroupsThem) {
     const GroupingLocale grouping;
     HttpResponse response;
@@ -962,6 +973,17 @@ TEST(HttpResponse, MovesEverythingItHasIntoAnotherOne) {
     expectEverythingOfAFullResponse(target, body, callbackCalls);
     EXPECT_FALSE(target.hasHeader("B"));
     EXPECT_EQ(callbackCallsOfTheTarget, 0);
+}
+
+TEST(HttpResponse, StaysAsItIsWhenMovedIntoItself) {
+    int callbackCalls = 0;
+    HttpResponse response = fullResponse(callbackCalls);
+    const std::iostream* const body = &response.getResponseBody();
+    HttpResponse& same = response;
+
+    response = std::move(same);
+
+    expectEverythingOfAFullResponse(response, body, callbackCalls);
 }
 
 TEST(HttpResponse, DestroysItsBodyWhenAnotherOneIsMovedInto) {

@@ -141,6 +141,15 @@ TEST(MultipartBody, ComparesNamesByteForByte) {
     EXPECT_TRUE(body.hasFilePart(std::string("f\0g", 3)));
 }
 
+TEST(MultipartBody, RemovesNoPartWhoseNameOnlyBeginsAlike) {
+    const std::string name("f\0g", 3);
+    MultipartBody body = MultipartBody().withPart(data(name, "1")).withPart(data("f", "2"));
+
+    body.removePart("f");
+
+    EXPECT_EQ(lines(body), "0 " + name + " 1\n");
+}
+
 TEST(MultipartBody, FindsAPartWithoutAName) {
     const MultipartBody body = MultipartBody().withPart(data("a", "1")).withPart(DataPart("2"));
 
