@@ -155,8 +155,7 @@ void Connection::receiveBody(Exchange& exchange) {
 }
 
 void Connection::readBodyUntil(Exchange& exchange, std::uint64_t end) {
-    std::array<char, BODY_PIECE>
-        piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): is filled
+    std::array<char, BODY_PIECE> piece;  // not zeroed: what is read fills it
     while (exchange.bodyRead < end) {
         const auto wanted = std::min<std::uint64_t>(piece.size(), end - exchange.bodyRead);
         const std::size_t count = reader_.readBody(piece.data(), static_cast<std::size_t>(wanted));

@@ -19,8 +19,7 @@ constexpr std::size_t PIECE = 65536;
 bool RequestReader::receive() {
     input_.erase(0, begin_);
     begin_ = 0;
-    std::array<char, PIECE>
-        piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): read() fills it
+    std::array<char, PIECE> piece;  // not zeroed: what is read fills it
     const std::size_t count = stream_.read(piece.data(), piece.size());
     input_.append(piece.data(), count);
     return count > 0;

@@ -1,6 +1,5 @@
 #include "httpclient_testing/test_certificates.h"
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
@@ -12,6 +11,8 @@
 #include <initializer_list>
 #include <stdexcept>
 #include <system_error>
+
+#include "tls_error.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -37,7 +38,7 @@ using File = std::unique_ptr<std::FILE, Freeing<std::fclose>>;
 
 // Every call into the cryptographic library goes through here, so that none fails unseen.
 void want(bool success) {
-    if (!success) fail(ERR_error_string(ERR_get_error(), nullptr));
+    if (!success) fail(detail::tlsError());
 }
 
 struct Identity {

@@ -1,17 +1,15 @@
 #include "tls_context.h"
 
-#include <openssl/err.h>
-
 #include <stdexcept>
 #include <string>
+
+#include "tls_error.h"
 
 namespace tavrin::httpclient_testing::detail {
 namespace {
 
 void want(bool success) {
-    if (success) return;
-    throw std::runtime_error(std::string("Cannot set up TLS: ") +
-                             ERR_error_string(ERR_get_error(), nullptr));
+    if (!success) throw std::runtime_error("Cannot set up TLS: " + tlsError());
 }
 
 // Old protocols want their weak digests allowed as well.

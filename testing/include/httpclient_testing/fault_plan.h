@@ -265,10 +265,10 @@ struct HTTPCLIENT_TESTING_EXPORT FaultPlan {
     /// No faults.
     FaultPlan() = default;
     /// These steps.
-    FaultPlan(std::vector<FaultStep> steps);  // NOLINT(google-explicit-constructor)
+    FaultPlan(std::vector<FaultStep> steps);
     /// As parse(): a server takes its plan as text.
-    FaultPlan(const std::string& text);  // NOLINT(google-explicit-constructor)
-    FaultPlan(const char* text);         // NOLINT(google-explicit-constructor)
+    FaultPlan(const std::string& text);
+    FaultPlan(const char* text);
 
     /// Reads steps separated by commas, such as "rst@1000,503:ar:b5000,ok"; "302:/next*20" is
     /// twenty steps. An empty text is a plan without steps. Linear in the length of `text` and the
