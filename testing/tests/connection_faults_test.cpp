@@ -72,6 +72,7 @@ TEST(ConnectionFaults, RefuseAfterAnAnswerThatClosesItsConnection) {
 
     EXPECT_EQ(server.askKeeping().statusLine(), "HTTP/1.1 200 OK");
     EXPECT_EQ(server.askKeeping().statusLine(), "HTTP/1.1 200 OK");
+    EXPECT_EQ(server.requests().back().stepText, "ok");
 }
 
 TEST(ConnectionFaults, RefuseForSomeTime) {
@@ -146,6 +147,15 @@ TEST(TlsFaults, NoneServeAsAPlainServerDoes) {
     EXPECT_EQ(client.receiveAnswer().body, SMALL.all());
     EXPECT_TRUE(server.requests()[0].overTls);
     EXPECT_THAT(server.url(), StartsWith("https://127.0.0.1:"));
+}
+
+TEST(TlsFaults, NoneNeedTheHeadInOnePiece) {
+    FaultServer server(overTls());
+    RawClient client(server.port(), server.caFile());
+    // Each is a record of its own, and the server reads record by record.
+    for (const char byte : get("/bytes/3")) client.send(std::string(1, byte));
+
+    EXPECT_EQ(client.receiveAnswer().body, SMALL.range(0, 3));
 }
 
 TEST(TlsFaults, ResetAfterExactlyTheBytesAsked) {

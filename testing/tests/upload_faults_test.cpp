@@ -110,6 +110,13 @@ TEST(UploadFaults, ResetOrCloseAfterAByteOfTheBody) {
     }
 }
 
+TEST(UploadFaults, EndAtTheFirstOfSeveral) {
+    SmallServer server("urst@500+early@100:413,urst@100+early@500:413");
+
+    EXPECT_EQ(server.ask(upload()).statusLine(), "HTTP/1.1 413 Content Too Large");
+    EXPECT_EQ(exchange(server.port(), upload()), std::pair(std::string(), End::RESET));
+}
+
 TEST(UploadFaults, StallAfterAByteOfTheBodyUntilReleased) {
     SmallServer server("ustall@700");
     RawClient client(server.port());
