@@ -165,7 +165,7 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
     }
     const auto held = heldForThis();
     if (!held || libraryGoesOn(response, *held)) return true;
-    retryPolicy_.startNewCount(core::isSuccess(code));
+    retryPolicy_.startNewCount();
     nextIsOurs_ = true;
     return false;
 }

@@ -117,7 +117,8 @@ void ProgressDisplay::writeStep(Line& line) {
     // Without a total there are no tenths; then a line every ten seconds.
     const int step = line.progress.total > 0 ? percentDone(line.progress) / 10
                                              : static_cast<int>(line.progress.elapsed.count() / 10);
-    if (step == line.stepShown) return;
+    // The end is shown by finish().
+    if (line.progress.now == 0 || step == line.stepShown || step == 10) return;
     line.stepShown = step;
     write(progressLine(line.label, line.progress, size().columns) + "\n");
 }

@@ -83,7 +83,9 @@ bool RetryPolicy::shouldRetry(const core::HttpRequest& request, const core::Http
                               const std::exception_ptr& error, int totalAttempts,
                               int consecutiveAttempts) {
     attempts_ = earlierAttempts_ + totalAttempts;
-    consecutive_ = earlierConsecutive_ + consecutiveAttempts;
+    // An attempt that was answered with success got on, whatever the ones before it came to.
+    gotOn_ = core::isSuccess(response.getResponseCode());
+    consecutive_ = gotOn_ ? 1 : earlierConsecutive_ + consecutiveAttempts;
     if (isHopeless(error)) return false;
     failure_ = failureText(response, error);
     askedFor_ = error ? std::chrono::milliseconds(0) : retryAfter(response);
@@ -92,9 +94,9 @@ bool RetryPolicy::shouldRetry(const core::HttpRequest& request, const core::Http
     return strategy_(request, response, error, attempts_, consecutive_) && waited_;
 }
 
-void RetryPolicy::startNewCount(bool gotOn) {
+void RetryPolicy::startNewCount() {
     earlierAttempts_ = attempts_;
-    earlierConsecutive_ = gotOn ? 0 : consecutive_;
+    earlierConsecutive_ = gotOn_ ? 0 : consecutive_;
 }
 
 std::chrono::milliseconds RetryPolicy::delayAfter(int consecutiveAttempts) const {

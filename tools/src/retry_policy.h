@@ -35,8 +35,8 @@ public:
                      int totalAttempts, int consecutiveAttempts);
 
     /// From here on the library counts from the beginning again, because the next attempt goes on
-    /// as a request of its own. `gotOn`: whether the last attempt brought anything.
-    void startNewCount(bool gotOn);
+    /// as a request of its own.
+    void startNewCount();
 
     /// Attempts so far.
     int attempts() const { return attempts_; }
@@ -54,6 +54,7 @@ private:
     int earlierConsecutive_ = 0;
     int attempts_ = 0;
     int consecutive_ = 0;
+    bool gotOn_ = false;
     std::string failure_;
     std::chrono::milliseconds askedFor_{0};
     bool waited_ = false;

@@ -340,7 +340,26 @@ TEST_F(Download, InParallelBringsEachFileWhole) {
         const std::string name = "f" + std::to_string(i);
         EXPECT_EQ(checksumOfText("sha256", file(name)), server_.content("/" + name).sha256());
     }
-    EXPECT_LE(server_.mostConnectionsOpen(), 3U);
+}
+
+TEST_F(Download, InParallelKeepsToTheMostAtATime) {
+    std::vector<std::string> arguments{"-Z", "--parallel-max", "2", "-O"};
+    for (const std::string path : {"/a", "/b", "/c", "/d"}) {
+        server_.setPlan(path, "stall@10");
+        arguments.push_back(server_.url(path));
+    }
+    ProgramSetting setting;
+    setting.directory = directory_.path();
+    ProgramRun program(arguments, setting);
+
+    server_.waitForStalls(2);
+    EXPECT_EQ(server_.requests().size(), 2U);
+    server_.release();
+    server_.waitForStalls(4);
+    server_.release();
+
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(directory_.listing(), "a b c d");
 }
 
 TEST_F(Download, OfOthersGoesOnAfterAFailureWhoseCodeIsKept) {

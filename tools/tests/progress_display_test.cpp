@@ -105,7 +105,7 @@ TEST(ProgressDisplayElsewhere, WritesALineAtEveryTenth) {
     {
         ProgressDisplay display(ends[1], Style::LINES);
         const auto number = display.add("f");
-        display.update(number, 0, 1000);
+        display.update(number, 1, 1000);
         // Too soon after the last one to be shown, but not lost.
         display.update(number, 999, 1000);
         display.finish(number);

@@ -113,7 +113,7 @@ TEST_F(RetryPolicies, GiveUpWhenTheServerAsksForTooMuch) {
 TEST_F(RetryPolicies, SayWhatHappenedAndWhatComes) {
     auto policy = this->policy();
     policy.shouldRetry(request(), answer(503), nullptr, 1, 1);
-    policy.shouldRetry(request(), answer(200), BROKEN, 2, 2);
+    policy.shouldRetry(request(), core::HttpResponse(), BROKEN, 2, 2);
 
     EXPECT_THAT(texts_,
                 ElementsAre("the server answered 503 Reason; trying again at once, attempt 2 of 5",
@@ -171,18 +171,20 @@ TEST_F(RetryPolicies, LeaveAloneWhatWouldFailInTheSameWay) {
 }
 
 TEST_F(RetryPolicies, CountOnWhenTheLibraryBeginsToCountAgain) {
-    line_.retries = 3;
+    line_.retries = 4;
     auto policy = this->policy();
     policy.shouldRetry(request(), answer(503), nullptr, 1, 1);
-    policy.startNewCount(false);
+    policy.startNewCount();
     policy.shouldRetry(request(), answer(503), nullptr, 1, 1);
-    policy.startNewCount(true);
+    policy.startNewCount();
+    policy.shouldRetry(request(), answer(206), BROKEN, 1, 1);
+    policy.startNewCount();
     policy.shouldRetry(request(), answer(503), nullptr, 1, 1);
 
-    EXPECT_THAT(waits_, ElementsAre(0, 2000, 0));
-    policy.startNewCount(false);
+    EXPECT_THAT(waits_, ElementsAre(0, 2000, 0, 0));
+    policy.startNewCount();
     EXPECT_FALSE(policy.shouldRetry(request(), answer(503), nullptr, 1, 1));
-    EXPECT_EQ(policy.attempts(), 4);
+    EXPECT_EQ(policy.attempts(), 5);
 }
 
 }  // namespace
