@@ -300,6 +300,11 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     guarded([&] {
         if (failure_ != nullptr) return;
         if (verdict_ == Verdict::DELIVER) {
+            if (code == CURLE_OUT_OF_MEMORY && sendings_ > 0 && !head_.complete()) {
+                // What libcurl says of a line that is too long for it.
+                throw MalformedHead{
+                    "a line of its head has more than 100 KiB, or memory has run out"};
+            }
             if (code != CURLE_OK) {
                 failure_ =
                     failureOf(code, url_->host(), easy_->errorText(), settings_.certificateFile);

@@ -46,17 +46,25 @@ curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
     return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-// Only a scheme that libcurl knows as a proxy's: its own complaint would quote the whole text,
-// password included.
+// libcurl's own complaints would quote the whole text, password included.
 void checkProxy(const std::string& proxy) {
+    if (proxy.empty()) return;
     for (const unsigned char c : proxy) {
         if (c <= ' ' || c == 0x7f)
             throw refused("the proxy's URL contains a blank or a control character");
     }
-    const std::size_t end = proxy.find("://");
-    if (end == std::string::npos) return;
+    const std::size_t scheme = proxy.find("://");
+    const std::unique_ptr<CURLU, void (*)(CURLU*)> url(curl_url(), curl_url_cleanup);
+    if (url == nullptr) throw std::bad_alloc();
+    const std::string text = scheme == std::string::npos ? "http://" + proxy : proxy;
+    const CURLUcode code =
+        curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME);
+    if (code != CURLUE_OK) {
+        throw refused(std::string("the proxy's URL is malformed: ") + curl_url_strerror(code));
+    }
+    if (scheme == std::string::npos) return;
     for (const char* known : {"http", "https", "socks4", "socks4a", "socks5", "socks5h"}) {
-        if (equalIgnoringCase(std::string_view(proxy).substr(0, end), known)) return;
+        if (equalIgnoringCase(std::string_view(proxy).substr(0, scheme), known)) return;
     }
     throw refused("the proxy's URL has a scheme that is not supported");
 }
@@ -223,6 +231,8 @@ void EasyHandle::setTrust(const std::string& certificateFile) {
     set(CURLOPT_PROXY_CAPATH, path);
     // An own file may be replaced at any time; the system's is large and is kept for a day.
     set(CURLOPT_CA_CACHE_TIMEOUT, own ? 0L : 24L * 60 * 60);
+    // A session that is taken up again is not verified again.
+    set(CURLOPT_SSL_SESSIONID_CACHE, own ? 0L : 1L);
     certificateFile_ = certificateFile;
 }
 

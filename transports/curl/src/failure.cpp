@@ -69,7 +69,10 @@ std::exception_ptr failureOf(CURLcode code, const std::string& host, const char*
         const std::string kind = "certificate file " + certificateFile;
         return std::make_exception_ptr(failed(host, kind.c_str(), reason));
     }
-    return std::make_exception_ptr(failed(host, kindOf(code), reason));
+    // A limit of libcurl's own that it reports as if the connection had failed.
+    const bool tooLarge = reason.rfind("Too large response headers", 0) == 0;
+    return std::make_exception_ptr(
+        failed(host, tooLarge ? "malformed response" : kindOf(code), reason));
 }
 
 }  // namespace tavrin::httpclient_curl::detail

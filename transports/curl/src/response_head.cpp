@@ -10,7 +10,7 @@ namespace tavrin::httpclient_curl::detail {
 namespace {
 
 // More of them serve nobody, and each is free to the server.
-constexpr int MOST_INTERIM_RESPONSES = 5000;
+constexpr int MOST_INTERIM_RESPONSES = 2000;
 
 constexpr std::string_view BLANKS = " \t\r\n";
 

@@ -46,7 +46,8 @@ public:
     CurlOptions& withMaxDecodedBytes(std::int64_t bytes);
 
     /// Most bytes of one response's header block, status line included; 256 KiB by default, 0 for
-    /// no limit. A single line never has more than 100 KiB.
+    /// no limit. A single line never has more than 100 KiB, nor have the heads of a
+    /// response and of the interim ones before it more than 300 KiB together.
     std::int64_t maxHeaderBytes() const;
     void setMaxHeaderBytes(std::int64_t bytes);
     CurlOptions& withMaxHeaderBytes(std::int64_t bytes);

@@ -1,0 +1,150 @@
+#include <atomic>
+#include <thread>
+
+#include "httpclient_testing/black_hole.h"
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+struct Mine : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class Cancellation : public OnBothRoads {
+protected:
+    // A request whose progress callback wants no more from its `nth` call on, and notes when it
+    // said so.
+    HttpRequest cancelling(const std::string& url, int nth) {
+        HttpRequest request = get(url);
+        calls_ = 0;
+        request.setProgressCallback([this, nth](const Progress&) {
+            if (++calls_ < nth) return ProgressResult::CONTINUE;
+            said_ = steady_clock::now();
+            return ProgressResult::CANCEL;
+        });
+        return request;
+    }
+
+    std::atomic<int> calls_{0};
+    steady_clock::time_point said_;
+};
+ON_BOTH_ROADS(Cancellation);
+
+TEST_P(Cancellation, EndsATransferAtOnceWhereverItStands) {
+    httpclient_testing::BlackHole hole;
+    FaultServer mute("mute");
+    FaultServer waiting("hstall");
+    FaultServer stalled("stall@10");
+    FaultServer dripping("drip:100");
+    const CurlHttpClient client(stubborn());
+    for (const std::string& url : {hole.url(), mute.url(), waiting.url(), stalled.url("/bytes/100"),
+                                   dripping.url("/bytes/5000")}) {
+        for (const int nth : {1, 5}) {
+            EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                          [&] { send(client, cancelling(url, nth)); }),
+                      "Request cancelled");
+            EXPECT_LT(steady_clock::now() - said_, milliseconds(100)) << url;
+            EXPECT_EQ(calls_, nth);
+        }
+    }
+    stalled.release();
+    dripping.stop();
+    waiting.stop();
+    FaultServer good;
+    EXPECT_EQ(send(client, get(good.url("/bytes/3"))).getContentLength(), 3);
+}
+
+TEST_P(Cancellation, OfAnUploadClosesItsConnection) {
+    FaultServer server("ustall@1000,ok");
+    HttpRequest request = withBody(HttpMethod::PUT, server.url(), std::string(30000000, 'x'));
+    request.setProgressCallback([](const Progress& progress) {
+        return progress.uploadNow > 0 && progress.uploadTotal == 30000000
+                   ? ProgressResult::CANCEL
+                   : ProgressResult::CONTINUE;
+    });
+    EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                  [&] { send(CurlHttpClient(once()), std::move(request)); }),
+              "Request cancelled");
+    EXPECT_FALSE(server.requests().at(0).bodyComplete);
+}
+
+TEST_P(Cancellation, StaysWhateverTheStrategySays) {
+    FaultServer server("stall@10");
+    ClientConfiguration endless;
+    endless.setRetryStrategy([](const HttpRequest&, const HttpResponse&, const std::exception_ptr&,
+                                int, int) { return true; });
+    EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                  [&] { send(CurlHttpClient(endless), cancelling(server.url("/bytes/100"), 1)); }),
+              "Request cancelled");
+    EXPECT_LE(server.requests().size(), 1u);
+}
+
+TEST_P(Cancellation, ThrowingFromTheCallbackReachesTheCaller) {
+    FaultServer server("stall@10");
+    for (const int nth : {1, 2, 10}) {
+        HttpRequest request = get(server.url("/bytes/100"));
+        request.setProgressCallback([nth, calls = 0](const Progress&) mutable -> ProgressResult {
+            if (++calls == nth) throw Mine("enough");
+            return ProgressResult::CONTINUE;
+        });
+        EXPECT_EQ(failureOf<Mine>([&] { send(CurlHttpClient(once()), std::move(request)); }),
+                  "enough");
+    }
+}
+
+TEST_P(Cancellation, CallbackIsCalledTenTimesASecondWhileNothingMoves) {
+    FaultServer server("stall@10");
+    const auto start = steady_clock::now();
+    failureOf([&] { send(CurlHttpClient(once()), cancelling(server.url("/bytes/100"), 11)); });
+    EXPECT_LT(steady_clock::now() - start, milliseconds(1100));
+}
+
+TEST_P(Cancellation, CallbackIsCalledALastTimeWithTheFinalCounts) {
+    FaultServer server;
+    Progress last;
+    HttpRequest request = withBody(HttpMethod::PUT, server.url(), std::string(100000, 'x'));
+    request.setProgressCallback([&](const Progress& progress) {
+        last = progress;
+        return ProgressResult::CONTINUE;
+    });
+    send(CurlHttpClient(once()), std::move(request));
+    EXPECT_EQ(last.uploadNow, 100000);
+    EXPECT_EQ(last.uploadTotal, 100000);
+    EXPECT_EQ(last.downloadNow, 64);
+    EXPECT_EQ(last.downloadTotal, 64);
+}
+
+TEST_P(Cancellation, IsCalledOnTheThreadThatMakesTheRequest) {
+    if (GetParam() == Road::ASYNCHRONOUS)
+        GTEST_SKIP() << "an asynchronous request has no such thread";
+    FaultServer server;
+    HttpRequest request = get(server.url());
+    request.setProgressCallback([self = std::this_thread::get_id()](const Progress&) {
+        EXPECT_EQ(std::this_thread::get_id(), self);
+        return ProgressResult::CONTINUE;
+    });
+    send(CurlHttpClient(once()), std::move(request));
+}
+
+TEST_P(Cancellation, RequestsMadeFromACallbackAreTheirOwn) {
+    FaultServer server("fin@500,ok");
+    const CurlHttpClient client(stubborn());
+    HttpRequest request = get(server.url("/bytes/1000"));
+    bool asked = false;
+    request.setProgressCallback([&](const Progress& progress) {
+        if (progress.downloadNow == 500 && !std::exchange(asked, true)) {
+            FaultServer other;
+            EXPECT_EQ(client.makeRequest(get(other.url("/bytes/7"))).getContentLength(), 7);
+        }
+        return ProgressResult::CONTINUE;
+    });
+    EXPECT_EQ(send(client, std::move(request)).getResponseBodyString(),
+              server.content("/bytes/1000").all());
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl

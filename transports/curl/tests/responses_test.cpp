@@ -1,0 +1,365 @@
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Responses : public OnBothRoads {
+protected:
+    std::string failureOfPlan(const std::string& plan, const std::string& path = "/bytes/1000",
+                              CurlOptions options = CurlOptions()) {
+        FaultServer server(plan);
+        const CurlHttpClient client(once().withIdleTimeout(3000).withResponseTimeout(3000),
+                                    std::move(options));
+        codeSeen_ = 0;
+        HttpRequest request = get(server.url(path));
+        ClientConfiguration configuration = client.getClientConfiguration();
+        configuration.setRetryStrategy([this](const HttpRequest&, const HttpResponse& response,
+                                              const std::exception_ptr&, int, int) {
+            codeSeen_ = static_cast<int>(response.getResponseCode());
+            headersSeen_ = response.getHeaders().size();
+            return false;
+        });
+        request.setClientConfiguration(configuration);
+        std::string text = failureOf([&] { response_ = send(client, std::move(request)); });
+        const std::string prefix = "Request to " + hostOf(server) + " failed: ";
+        return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
+    }
+
+    int codeSeen_ = 0;
+    std::size_t headersSeen_ = 0;
+    HttpResponse response_;
+};
+ON_BOTH_ROADS(Responses);
+
+TEST_P(Responses, CutBodiesFail) {
+    EXPECT_THAT(failureOfPlan("fin@500"), HasSubstr("incomplete body: "));
+    EXPECT_EQ(codeSeen_, 200);
+    EXPECT_THAT(failureOfPlan("clmore"), HasSubstr("incomplete body: "));
+    EXPECT_NE(failureOfPlan("rst@500"), "");
+    for (const char* plan : {"tchunk@0", "tchunk@500", "badchunk@0", "badchunk@500",
+                             "chunked+fin@end", "chunked+fin@500"}) {
+        EXPECT_NE(failureOfPlan(plan), "") << plan;
+    }
+}
+
+TEST_P(Responses, WithoutAnyByteFail) {
+    for (const char* plan :
+         {"noresp", "noresp:rst", "accept_rst", "hfin@0", "hrst@0", "hfin@30", "hrst@30"}) {
+        EXPECT_NE(failureOfPlan(plan), "") << plan;
+        EXPECT_EQ(codeSeen_, -1) << plan;
+        EXPECT_EQ(headersSeen_, 0u) << plan;
+    }
+}
+
+TEST_P(Responses, WithoutALengthEndWithTheConnection) {
+    EXPECT_EQ(failureOfPlan("nolen"), "");
+    EXPECT_EQ(response_.getResponseBodyString().size(), 1000u);
+    // Nothing tells that anything is missing.
+    EXPECT_EQ(failureOfPlan("nolen+fin@500"), "");
+    EXPECT_EQ(response_.getResponseBodyString().size(), 500u);
+}
+
+TEST_P(Responses, BytesBehindTheLengthAreCutAndTheConnectionClosed) {
+    FaultServer server("clless,ok");
+    const CurlHttpClient client(once());
+    HttpResponse response = send(client, get(server.url("/bytes/1000")));
+    EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/1000").range(0, 990));
+    EXPECT_EQ(send(client, get(server.url("/bytes/7"))).getContentLength(), 7);
+    EXPECT_EQ(server.connectionsAccepted(), 2u);
+}
+
+TEST_P(Responses, WithTwoLengthsFailAtOnce) {
+    EXPECT_EQ(failureOfPlan("dupcl"), "malformed response: it has two Content-Lengths that differ");
+    EXPECT_EQ(codeSeen_, -1);
+    EXPECT_EQ(failureOfPlan("dupcl:0"), "");
+}
+
+TEST_P(Responses, WithALengthAndChunksAreReadByChunksAndNotTrustedFurther) {
+    FaultServer server("clte,ok");
+    const CurlHttpClient client(once());
+    EXPECT_EQ(send(client, get(server.url("/bytes/1000"))).getResponseBodyString(),
+              server.content("/bytes/1000").all());
+    send(client, get(server.url("/bytes/7")));
+    send(client, get(server.url("/bytes/7")));
+    EXPECT_EQ(server.connectionsAccepted(), 2u);
+}
+
+TEST_P(Responses, HeaderBombsFailByTheNameOfTheLimit) {
+    EXPECT_THAT(
+        failureOfPlan("hbomb:20000:200"),
+        HasSubstr("malformed response: it has more than maxHeaderCount = 1000 header fields"));
+    EXPECT_THAT(
+        failureOfPlan("hbomb:900:1000"),
+        HasSubstr("malformed response: its head has more than maxHeaderBytes = 262144 bytes"));
+    EXPECT_THAT(failureOfPlan("hline:200000"),
+                HasSubstr("malformed response: a line of its head has more than 100 KiB"));
+    EXPECT_THAT(failureOfPlan("hinf"), HasSubstr("malformed response: "));
+    EXPECT_THAT(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderCount(2)),
+                HasSubstr("maxHeaderCount = 2"));
+    EXPECT_THAT(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderBytes(50)),
+                HasSubstr("maxHeaderBytes = 50"));
+    EXPECT_EQ(failureOfPlan("hbomb:3000:50", "/bytes/1000", CurlOptions().withMaxHeaderCount(0)),
+              "");
+    EXPECT_EQ(failureOfPlan("hbomb:900:300", "/bytes/1000", CurlOptions().withMaxHeaderBytes(0)),
+              "");
+}
+
+TEST_P(Responses, OddHeaderLines) {
+    for (const char* plan : {"odd:nul", "odd:nulname", "odd:nocolon"}) {
+        EXPECT_THAT(failureOfPlan(plan), HasSubstr("malformed response: ")) << plan;
+    }
+    for (const char* plan : {"odd:emptyname", "odd:fold", "odd:barecr", "odd:barelf", "odd:space",
+                             "odd:high", "odd:control", "odd:emptyvalue", "odd:leadingfold"}) {
+        failureOfPlan(plan);
+        for (const auto& [name, value] : response_.getHeaders()) {
+            EXPECT_NE(name, "") << plan;
+            EXPECT_EQ(value.find_first_of("\r\n"), std::string::npos) << plan;
+        }
+    }
+}
+
+TEST_P(Responses, FoldedLinesAreUnfolded) {
+    FaultServer server("odd:fold");
+    HttpResponse response = send(CurlHttpClient(once()), get(server.url("/bytes/5")));
+    EXPECT_EQ(response.getHeaderValue("X-Odd"), "first second");
+}
+
+TEST_P(Responses, RepeatedHeadersStayInOrder) {
+    FaultServer server("header:X-A=1+header:X-B=2+header:x-a=3");
+    HttpResponse response = send(CurlHttpClient(once()), get(server.url("/bytes/5")));
+    std::string seen;
+    for (const auto& [name, value] : response.getHeaders()) {
+        if (name.size() == 3) seen += name + "=" + value + ";";
+    }
+    EXPECT_EQ(seen, "X-A=1;X-B=2;x-a=3;");
+}
+
+TEST_P(Responses, BadStatusLinesFail) {
+    for (const char* kind : {"empty", "letters", "short", "four", "zero", "negative", "nospace",
+                             "foreign", "version", "nul", "headless"}) {
+        EXPECT_NE(failureOfPlan("badstatus:" + std::string(kind)), "") << kind;
+        EXPECT_EQ(codeSeen_, -1) << kind;
+    }
+    EXPECT_EQ(failureOfPlan("badstatus:noreason"), "");
+    EXPECT_EQ(response_.getResponseCodeReason(), "");
+    EXPECT_EQ(failureOfPlan("badstatus:long"), "");
+    EXPECT_EQ(response_.getResponseCodeReason().size(), 5000u);
+}
+
+TEST_P(Responses, InterimOnesAreNotSeen) {
+    for (const char* plan : {"interim:1000", "interim:5:100"}) {
+        FaultServer server(plan);
+        HttpRequest request = get(server.url("/bytes/9"));
+        int changes = 0;
+        request.setPreRespCodeAndHeadersCallback([&] { ++changes; });
+        HttpResponse response = send(CurlHttpClient(once()), std::move(request));
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+        EXPECT_FALSE(response.hasHeader("X-Interim"));
+        EXPECT_EQ(changes, 2);
+    }
+    EXPECT_EQ(failureOfPlan("interim:2500"),
+              "malformed response: more than 2000 interim responses");
+    EXPECT_THAT(failureOfPlan("interiminf"), StartsWith("malformed response: "));
+}
+
+TEST_P(Responses, TrailersAreNotSeen) {
+    FaultServer server("trailers");
+    HttpRequest request = get(server.url("/bytes/900"));
+    int changes = 0;
+    request.setPreRespCodeAndHeadersCallback([&] { ++changes; });
+    HttpResponse response = send(CurlHttpClient(once()), std::move(request));
+    EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/900").all());
+    EXPECT_FALSE(response.hasHeader("X-Trailer"));
+    EXPECT_EQ(changes, 2);
+}
+
+TEST_P(Responses, FailuresLeaveOnlyTheirLastBody) {
+    FaultServer server("503:b5000,500:b100,502,ok");
+    std::vector<int> codes;
+    HttpRequest request = get(server.url("/bytes/9"));
+    request.setResponseStreamFactory(
+        [&](HttpResponseCode code, const std::string&, const HttpHeaders&) {
+            codes.push_back(static_cast<int>(code));
+            return std::make_unique<std::stringstream>();
+        });
+    HttpResponse response = send(CurlHttpClient(), std::move(request));
+    EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/9").all());
+    EXPECT_EQ(codes.back(), 200);
+}
+
+// --- Decoding ---
+
+TEST_P(Responses, ComeAsTheyAreUnlessDecodingIsAskedFor) {
+    FaultServer server("gzip");
+    HttpResponse raw = send(CurlHttpClient(once()), get(server.url("/bytes/1000")));
+    EXPECT_EQ(raw.getHeaderValue("Content-Encoding"), "gzip");
+    EXPECT_NE(raw.getResponseBodyString(), server.content("/bytes/1000").all());
+    EXPECT_FALSE(server.requests().at(0).header("Accept-Encoding"));
+
+    HttpResponse decoded = send(CurlHttpClient(once(), CurlOptions().withDecodeContent(true)),
+                                get(server.url("/bytes/1000")));
+    EXPECT_EQ(decoded.getResponseBodyString(), server.content("/bytes/1000").all());
+    EXPECT_FALSE(decoded.hasHeader("Content-Encoding"));
+    EXPECT_FALSE(decoded.hasHeader("Content-Length"));
+    EXPECT_TRUE(server.requests().at(1).header("Accept-Encoding"));
+
+    HttpResponse own = send(CurlHttpClient(once(), CurlOptions().withDecodeContent(true)),
+                            get(server.url("/bytes/1000"), {{"Accept-Encoding", "gzip"}}));
+    EXPECT_EQ(own.getHeaderValue("Content-Encoding"), "gzip");
+}
+
+TEST_P(Responses, ThatAreDecodedFailWhenDamagedAndAreNeverResumed) {
+    const CurlOptions decoding = CurlOptions().withDecodeContent(true);
+    EXPECT_NE(failureOfPlan("badgzip", "/bytes/100000", decoding), "");
+    EXPECT_NE(failureOfPlan("gzip+fin@100", "/bytes/100000", decoding), "");
+    FaultServer server("gzip+rst@100,gzip+fin@20000,gzip");
+    HttpResponse response =
+        send(CurlHttpClient(stubborn(), decoding), get(server.url("/bytes/100000")));
+    EXPECT_TRUE(response.getResponseBodyString() == server.content("/bytes/100000").all());
+    for (const auto& request : server.requests()) EXPECT_FALSE(request.header("Range"));
+    FaultServer raw("gzip+fin@100,gzip+fin@200,ok");
+    EXPECT_TRUE(
+        send(CurlHttpClient(stubborn()), get(raw.url("/bytes/100000"))).getResponseBodyString() ==
+        raw.content("/bytes/100000").all());
+}
+
+// A stream that forgets what it is given.
+class Counter : public std::streambuf {
+public:
+    std::int64_t count = 0;
+
+private:
+    std::streamsize xsputn(const char*, std::streamsize size) override {
+        count += size;
+        return size;
+    }
+    int_type overflow(int_type c) override {
+        ++count;
+        return c;
+    }
+    pos_type seekoff(off_type offset, std::ios::seekdir, std::ios::openmode) override {
+        return offset == 0 ? pos_type(count) : pos_type(-1);
+    }
+    pos_type seekpos(pos_type position, std::ios::openmode) override {
+        return position == pos_type(count) ? position : pos_type(-1);
+    }
+};
+
+HttpRequest counting(const std::string& url, Counter& counter) {
+    HttpRequest request = get(url);
+    request.setResponseStreamFactory(
+        [&counter](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            return std::make_unique<std::iostream>(&counter);
+        });
+    return request;
+}
+
+TEST_P(Responses, DecodingABombStopsAtTheLimit) {
+    FaultServer server("gzipbomb:200");
+    Counter counter;
+    const CurlHttpClient client(once(),
+                                CurlOptions().withDecodeContent(true).withMaxDecodedBytes(8 << 20));
+    EXPECT_THAT(failureOf([&] { send(client, counting(server.url(), counter)); }),
+                HasSubstr("maxDecodedBytes = 8388608"));
+    EXPECT_LE(counter.count, 8 << 20);
+}
+
+TEST_P(Responses, PositionsAreCountedInSixtyFourBits) {
+    constexpr std::uint64_t SIZE = 5ull << 30;
+    FaultServerOptions options;
+    options.content = ServedContent{1, SIZE};
+    options.plan = "fin@10,ok";
+    FaultServer server(std::move(options));
+    std::int64_t total = 0;
+    Counter counter;
+    HttpRequest request = counting(server.url(), counter);
+    ClientConfiguration configuration = stubborn(2);
+    request.setClientConfiguration(configuration);
+    request.setProgressCallback([&](const Progress& progress) {
+        total = std::max(total, progress.downloadTotal);
+        return progress.downloadNow > 5000000 ? ProgressResult::CANCEL : ProgressResult::CONTINUE;
+    });
+    EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                  [&] { send(CurlHttpClient(), std::move(request)); }),
+              "Request cancelled");
+    EXPECT_EQ(total, static_cast<std::int64_t>(SIZE));
+}
+
+// --- Streams that go wrong ---
+
+TEST_P(Responses, AFullDiskIsAnErrorThatIsNotResumed) {
+    FaultServer server;
+    const auto full = [&](ClientConfiguration configuration, const std::string& path) {
+        HttpRequest request = get(server.url(path));
+        request.setResponseStreamFactory(
+            [](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                return std::make_unique<std::fstream>(
+                    "/dev/full", std::ios::in | std::ios::out | std::ios::binary);
+            });
+        return failureOf(
+            [&] { send(CurlHttpClient(std::move(configuration)), std::move(request)); });
+    };
+    EXPECT_THAT(full(once(), "/bytes/100000"), HasSubstr("response stream: "));
+    EXPECT_THAT(full(once(), "/bytes/10"), HasSubstr("response stream: it could not be flushed"));
+    server.forgetRequests();
+    EXPECT_THAT(full(stubborn(3), "/bytes/100000"), HasSubstr("response stream: "));
+    for (const auto& request : server.requests()) EXPECT_FALSE(request.header("Range"));
+}
+
+struct Mine : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+TEST_P(Responses, WhatFactoriesAndCallbacksThrowArrivesAsItWasThrown) {
+    FaultServer server;
+    const auto failing = [&](const httpclient_core::ResponseStreamFactory& factory) {
+        HttpRequest request = get(server.url("/bytes/10"));
+        request.setResponseStreamFactory(factory);
+        return request;
+    };
+    const CurlHttpClient client(once());
+    EXPECT_EQ(failureOf<Mine>([&] {
+                  send(client, failing([](auto&&...) -> std::unique_ptr<std::iostream> {
+                           throw Mine("no stream today");
+                       }));
+              }),
+              "no stream today");
+    EXPECT_EQ(failureOf<std::logic_error>(
+                  [&] { send(client, failing([](auto&&...) { return nullptr; })); }),
+              "Response stream factory returned no stream.");
+    EXPECT_THROW(send(client, failing(nullptr)), std::bad_function_call);
+    EXPECT_THAT(failureOf([&] {
+                    send(client, failing([](auto&&...) {
+                             return std::make_unique<std::fstream>("/absent/file");
+                         }));
+                }),
+                HasSubstr("response stream: it is not good"));
+    EXPECT_THROW(send(client, failing([](auto&&...) {
+                          auto stream = std::make_unique<std::fstream>(
+                              "/dev/full", std::ios::in | std::ios::out);
+                          stream->exceptions(std::ios::badbit);
+                          return stream;
+                      })),
+                 std::exception);
+    for (int nth = 1; nth <= 2; ++nth) {
+        HttpRequest request = get(server.url("/bytes/10"));
+        request.setPreRespCodeAndHeadersCallback([nth, calls = 0]() mutable {
+            if (++calls == nth) throw Mine("not now");
+        });
+        EXPECT_EQ(failureOf<Mine>([&] { send(client, std::move(request)); }), "not now");
+    }
+    EXPECT_EQ(send(client, get(server.url("/bytes/10"))).getContentLength(), 10);
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl

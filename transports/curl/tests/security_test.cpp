@@ -1,0 +1,124 @@
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Security : public OnBothRoads {
+protected:
+    std::string failureFor(const std::string& url, HttpHeaders headers = {}) {
+        return failureOf([&] { send(client_, get(url, std::move(headers))); });
+    }
+
+    CurlHttpClient client_{once().withConnectTimeout(500)};
+    FaultServer server_;
+};
+ON_BOTH_ROADS(Security);
+
+bool isTokenCharacter(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) ||
+           std::string("!#$%&'*+-.^_`|~").find(c) != std::string::npos;
+}
+
+TEST_P(Security, NamesOfFieldsAreTokens) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        server_.forgetRequests();
+        const bool token = byte < 128 && c != '\0' && isTokenCharacter(c);
+        const std::string text = failureFor(server_.url(), {{std::string("X") + c + "Y", "value"}});
+        EXPECT_EQ(text, token ? "" : "Request refused: the name of a header field is not a token")
+            << byte;
+        EXPECT_EQ(server_.requests().size(), token ? 1u : 0u);
+        if (token) {
+            EXPECT_EQ(server_.requests()[0].header(std::string("X") + c + "Y"), "value");
+        }
+    }
+    EXPECT_NE(failureFor(server_.url(), {{"", "value"}}), "");
+}
+
+TEST_P(Security, ValuesOfFieldsHoldNoLineEnds) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const std::string value = std::string("a") + c + "b: c";
+        const bool refused = c == '\r' || c == '\n' || c == '\0';
+        server_.forgetRequests();
+        const std::string text = failureFor(server_.url(), {{"X-Value", value}, {"Cookie", value}});
+        EXPECT_EQ(
+            text,
+            refused
+                ? "Request refused: the value of the header field X-Value contains CR, LF or NUL"
+                : "")
+            << byte;
+        ASSERT_EQ(server_.requests().size(), refused ? 0u : 1u);
+        if (!refused) {
+            EXPECT_EQ(server_.requests()[0].header("X-Value"), value);
+        }
+    }
+}
+
+TEST_P(Security, UrlsHoldNoBlanksNorControlCharacters) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        server_.forgetRequests();
+        const std::string text = failureFor(server_.url("/a") + c + "b");
+        if (byte <= ' ' || byte == 0x7f) {
+            EXPECT_EQ(text, "Request refused: the URL contains a blank or a control character")
+                << byte;
+            EXPECT_TRUE(server_.requests().empty());
+        } else if (text.empty()) {
+            ASSERT_EQ(server_.requests().size(), 1u);
+            const ReceivedRequest request = server_.requests()[0];
+            EXPECT_EQ(request.countHeader("Host"), 1u) << byte;
+            for (const char d : request.target) EXPECT_TRUE(d > ' ' && d < 0x7f) << byte;
+        }
+    }
+    EXPECT_EQ(server_.requests().size(), 1u);
+    failureFor(server_.url("/\xc3\xa9?q=\xc3\xa9"));
+    EXPECT_EQ(server_.requests().back().target, "/%C3%A9?q=%C3%A9");
+}
+
+TEST_P(Security, OnlyHttpAndHttpsAreSpoken) {
+    for (const char* url :
+         {"file:///etc/hostname", "ftp://127.0.0.1/", "gopher://127.0.0.1/", "dict://127.0.0.1/",
+          "data:,x", "ws://127.0.0.1/", "smb://127.0.0.1/"}) {
+        EXPECT_THAT(failureFor(url), StartsWith("Request refused: the URL ")) << url;
+    }
+    for (const char* url : {"", "127.0.0.1", "localhost/path", "http://", "http:///path",
+                            "http:/127.0.0.1/", "https:127.0.0.1", "http://?", "http://#",
+                            "//127.0.0.1/", "http://127.0.0.1:99999/", "http://[::1/"}) {
+        EXPECT_THAT(failureFor(url), StartsWith("Request refused: ")) << url;
+    }
+}
+
+TEST_P(Security, StrangeNamesAndLengthsAreRightOrFail) {
+    std::string labels = "http://";
+    for (int i = 0; i < 300; ++i) labels += "a.";
+    EXPECT_NE(failureFor(labels + "invalid/"), "");
+    EXPECT_THAT(failureFor("http://nowhere.invalid/"),
+                StartsWith("Request to nowhere.invalid:80 failed: name resolution: "));
+    EXPECT_NE(failureFor("http://b\xc3\xbc"
+                         "cher.invalid/"),
+              "");
+    EXPECT_EQ(failureFor(server_.urlWithHost("localhost")), "");
+    server_.forgetRequests();
+    const std::string text = failureFor(server_.url("/" + std::string(1 << 20, 'l')));
+    EXPECT_TRUE(!text.empty() || server_.requests().size() <= 1);
+}
+
+TEST_P(Security, FragmentsAndUsersStayHome) {
+    send(client_, get(server_.urlWithHost("me:pw@127.0.0.1", "/a/../b?q#fragment")));
+    EXPECT_EQ(server_.requests()[0].target, "/b?q");
+    EXPECT_EQ(server_.requests()[0].header("Host"), hostOf(server_));
+}
+
+TEST_P(Security, TheUserAgentIsCheckedToo) {
+    const CurlHttpClient client(once(), CurlOptions().withUserAgent("a\r\nX-Evil: 1"));
+    EXPECT_EQ(failureOf([&] { send(client, get(server_.url())); }),
+              "Request refused: the value of the header field User-Agent contains CR, LF or NUL");
+    EXPECT_TRUE(server_.requests().empty());
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl
