@@ -44,6 +44,12 @@ void PeerStream::poll(short events) {
     if (waits[1].revents != 0) throw ConnectionEnded{};
 }
 
+// A peer that is quick enough never makes anybody wait, and so never makes poll() see the stop.
+void PeerStream::endIfStopping() const {
+    pollfd stopping{stopEvent_, POLLIN, 0};
+    if (::poll(&stopping, 1, 0) > 0) throw ConnectionEnded{};
+}
+
 bool PeerStream::waitForTls(int result) {
     switch (SSL_get_error(tls_.get(), result)) {
         case SSL_ERROR_WANT_READ:
@@ -74,6 +80,7 @@ bool PeerStream::waitReadableOr(int other) {
 
 std::size_t PeerStream::read(char* to, std::size_t size) {
     flush();
+    endIfStopping();
     for (;;) {
         if (tls_) {
             ERR_clear_error();
@@ -97,7 +104,9 @@ void PeerStream::drain() {
 
 void PeerStream::write(std::string_view bytes) {
     output_.append(bytes);
-    if (output_.size() >= OUTPUT_SIZE) flush();
+    if (output_.size() < OUTPUT_SIZE) return;
+    endIfStopping();
+    flush();
 }
 
 void PeerStream::flush() {

@@ -61,6 +61,7 @@ private:
     };
 
     void poll(short events);
+    void endIfStopping() const;
     // Waits for what the last TLS operation wants; false at the end of the peer's stream.
     bool waitForTls(int result);
     std::size_t send(std::string_view bytes);

@@ -19,7 +19,8 @@ using testing::HasSubstr;
 using testing::Optional;
 using testing::ThrowsMessage;
 
-constexpr std::chrono::milliseconds AT_ONCE{100};
+// Far less than anything that is stopped would take, and enough for a busy machine.
+constexpr std::chrono::milliseconds AT_ONCE{1000};
 
 std::size_t openDescriptors() {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -307,6 +308,31 @@ TEST(FaultServer, StopsAtOnceWhateverItDoes) {
         EXPECT_LT(timeOf([&] { server.stop(); }), AT_ONCE) << plan;
         EXPECT_EQ(server.connectionsOpen(), 0U);
     }
+}
+
+TEST(FaultServer, StopsAtOnceWhileAClientKeepsReadingOrSending) {
+    SmallServer server("hinf*2,ok");
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 2; ++i) {
+        clients.emplace_back([&] {
+            RawClient client(server.port());
+            client.send(get("/"));
+            while (client.receive(1U << 20U).size() == 1U << 20U) {
+            }
+        });
+    }
+    server.waitForRequests(2);
+    clients.emplace_back([&] {
+        RawClient client(server.port());
+        client.send("PUT / HTTP/1.1\r\nHost: h\r\nContent-Length: 1000000000000\r\n\r\n");
+        const std::string piece(1U << 20U, 'p');
+        while (client.send(piece)) {
+        }
+    });
+    server.waitForRequests(3);
+
+    EXPECT_LT(timeOf([&] { server.stop(); }), AT_ONCE);
+    for (auto& client : clients) client.join();
 }
 
 TEST(FaultServer, KeepsItsLogAfterStopping) {
