@@ -314,7 +314,7 @@ private:
     ProgressCallback progressCallback_;
 };
 
-/// /// How a response was come by.
+/// How a response was come by.
 ///
 /// A plain value. One object may be read from several threads while none changes it. Operations
 /// take constant time, or time linear in the URL that they copy.

@@ -57,7 +57,8 @@ public:
     void setPingInterval(std::optional<std::int64_t> pingIntervalMs);
     WebSocketClientConfiguration& withPingInterval(std::optional<std::int64_t> pingIntervalMs);
 
-    /// Recovery from a handshake that was answered with one of recoverableConnectErrorCodes().
+    /// Recovery from a failed handshake; how it goes together with recoverableConnectErrorCodes()
+    /// is up to the WebSocket client.
     /// onRecoverableConnectError() @throws std::logic_error "OnRecoverableConnectError not set."
     bool connectErrorRecoveryEnabled() const;
     RecoverableConnectErrorCallback onRecoverableConnectError() const;
