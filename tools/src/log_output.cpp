@@ -8,6 +8,7 @@
 #include <boost/log/sinks/basic_sink_backend.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
 #include <boost/make_shared.hpp>
+#include <sstream>
 #include <utility>
 
 namespace tavrin::http_tool {
@@ -35,7 +36,13 @@ public:
 
     void consume(const boost::log::record_view& record, const std::string& text) {
         const auto severity = boost::log::extract_or_default<int>("Severity", record, 0);
-        write_(std::string("* [") + nameOf(severity) + "] " + text);
+        std::string lead = std::string("* [") + nameOf(severity) + "] ";
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            write_(lead + line);
+            // What follows belongs to the same record.
+            lead.replace(1, std::string::npos, lead.size() - 1, ' ');
+        }
     }
 
 private:

@@ -6,7 +6,8 @@
 
 namespace tavrin::http_tool {
 
-/// Shows the library's diagnostic records, one text each, for as long as the object lives.
+/// Shows the library's diagnostic records, a text for each of their lines, for as long as the
+/// object lives.
 ///
 /// `write` may be called from any thread, one call at a time. One object at a time.
 class LogOutput {
