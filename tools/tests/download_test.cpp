@@ -11,8 +11,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 using Download = ProgramTest;

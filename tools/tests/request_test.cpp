@@ -6,7 +6,6 @@ namespace tavrin::http_tool::testing {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
