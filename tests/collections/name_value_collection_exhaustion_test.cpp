@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "collections/limited_allocations.h"
+#include "collections/failing_allocation.h"
 #include "httpclient_core/collections.h"
 #include "support/entry_lines.h"
 
@@ -15,7 +15,7 @@ namespace tavrin::httpclient_core {
 namespace {
 
 using test::entryLines;
-using test::LimitedAllocations;
+using test::FailingAllocation;
 
 // Names and values are too long to be kept inside a std::string, so that every copy allocates.
 std::string longText(const std::string& text) {
@@ -54,7 +54,7 @@ void expectUnchangedWhileMemoryLacks(const std::function<NameValueCollection()>&
         const std::string before = contents(collection);
         bool lacked = false;
         try {
-            const LimitedAllocations limit(allocations);
+            const FailingAllocation failure(allocations);
             change(collection);
         } catch (const std::bad_alloc&) {
             lacked = true;
@@ -110,6 +110,22 @@ TEST(NameValueCollectionExhaustion, LeavesTheCollectionUnchanged) {
                 },
                 change);
         }
+    }
+}
+
+TEST(NameValueCollectionExhaustion, ErasesWithoutMemoryWhatWasOnlyAdded) {
+    for (const int fillers : {0, 1000}) {
+        NameValueCollection collection = {{longText("a"), "1"}, {"b", "2"}, {longText("A"), "3"}};
+        for (int i = 0; i < fillers; ++i) collection.add("filler", "");
+
+        {
+            const FailingAllocation failure(0);
+            collection.erase(collection.begin()->first);
+            collection.erase("filler");
+        }
+
+        EXPECT_EQ(entryLines(collection), "b: 2\n");
+        EXPECT_FALSE(collection.has(longText("a")));
     }
 }
 

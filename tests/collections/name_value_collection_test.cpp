@@ -78,6 +78,15 @@ TEST(NameValueCollection, IsEmptyAtFirst) {
     EXPECT_FALSE(collection.has(""));
 }
 
+TEST(NameValueCollection, IsEmptyAndUsableFromAnEmptyList) {
+    NameValueCollection collection(Pairs{});
+    EXPECT_TRUE(collection.empty());
+
+    collection.add("a", "1");
+
+    EXPECT_EQ(entryLines(collection), "a: 1\n");
+}
+
 TEST(NameValueCollection, ListConstructorKeepsOrderAndRepeatedNames) {
     const NameValueCollection collection = {{"b", "1"}, {"A", "2"}, {"a", "3"}, {"", ""}};
 
@@ -1099,6 +1108,17 @@ TEST(CaseInsensitiveCompare, StillComparesAfterItWasMovedFrom) {
     EXPECT_TRUE(source("a", "B"));
     EXPECT_FALSE(source("B", "b"));
     EXPECT_TRUE(target("a", "B"));
+}
+
+TEST(CaseInsensitiveCompare, ComparesAfterItWasAssignedTo) {
+    Compare target;
+    {
+        const Compare source;
+        target = source;
+    }
+
+    EXPECT_TRUE(target("a", "B"));
+    EXPECT_FALSE(target("B", "b"));
 }
 
 TEST(CaseInsensitiveCompare, CopiesAreUsedAndDestroyedOnDifferentThreads) {
