@@ -5,7 +5,6 @@
 #include <future>
 #include <iterator>
 #include <limits>
-#include <new>
 #include <utility>
 
 #include "httpclient_core/exceptions.h"
@@ -54,6 +53,7 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
                          RetryTask completion, std::shared_ptr<LogicalRequest> begun) {
     std::shared_ptr<LogicalRequest> logical;
     std::deque<AsyncJobPtr> stranded;
+    std::exception_ptr noLoop;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (!closing_) {
@@ -72,10 +72,11 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
             dispatch();
             if (!loops_.empty()) return;
             stranded.swap(queue_);
+            noLoop = noLoop_;
         }
     }
     if (!stranded.empty()) {
-        for (auto& job : stranded) job->error = std::make_exception_ptr(std::bad_alloc());
+        for (auto& job : stranded) job->error = noLoop;
         pool_.post(
             {std::make_move_iterator(stranded.begin()), std::make_move_iterator(stranded.end())});
         return;
@@ -125,7 +126,8 @@ bool AsyncEngine::startLoop() {
         loops_.push_back(std::move(loop));
         return true;
     } catch (const std::exception&) {
-        return false;  // no memory or no thread; the loops that are there will come to it
+        noLoop_ = std::current_exception();
+        return false;  // the loops that are there will come to it
     }
 }
 

@@ -66,6 +66,7 @@ private:
     std::unordered_map<std::uint64_t, std::shared_ptr<LogicalRequest>> requests_;
     std::vector<std::unique_ptr<EventLoop>> loops_;
     std::vector<std::thread> threads_;
+    std::exception_ptr noLoop_;  // why the last loop could not be started
     CompletionPool pool_;
 };
 

@@ -102,8 +102,12 @@ void Attempt::planFirstExchange() {
 // void.
 void Attempt::planRange() {
     if (logical_.attempts == 1) {
-        if (const std::string* own = findHeader(headers_, "Range")) logical_.ownRange = *own;
-        return;
+        const std::string* own = findHeader(headers_, "Range");
+        if (own == nullptr) return;
+        if (!isWishOfAnotherFrame(*own)) {
+            logical_.ownRange = *own;
+            return;
+        }
     }
     removeHeader(headers_, "Range");
     if (logical_.ownRange) {
@@ -116,6 +120,14 @@ void Attempt::planRange() {
     removeHeader(headers_, "If-Range");
     headers_.emplace_back("Range", "bytes=" + std::to_string(logical_.held.count) + "-");
     headers_.emplace_back("If-Range", logical_.held.validator);
+}
+
+// Another client's frame that uses this one as its transport may wish for the rest of bytes of
+// which nothing is known here. It does so only after an answer was shown in the response, whose
+// report outlives the retry.
+bool Attempt::isWishOfAnotherFrame(const std::string& range) const {
+    return logical_.alone && range.rfind("bytes=", 0) == 0 && range.back() == '-' &&
+           response_.getTransactionReport().effectiveURL() != URL();
 }
 
 void Attempt::makeBody(const BodyFraming& framing) {

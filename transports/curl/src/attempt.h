@@ -70,6 +70,7 @@ private:
 
     void planFirstExchange();
     void planRange();
+    bool isWishOfAnotherFrame(const std::string& range) const;
     void makeBody(const BodyFraming& framing);
     void prepareExchange();
     void followRedirect();

@@ -167,6 +167,7 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
     LogicalRequest* logical = CarriedSynchronously::of(this);
     LogicalRequest alone;
     if (logical == nullptr) {
+        alone.alone = true;
         alone.settings = detail::settingsFor(request, impl_->engine->settings());
         logical = &alone;
     }

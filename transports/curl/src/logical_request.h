@@ -46,6 +46,9 @@ struct LogicalRequest {
     std::optional<std::string> ownRange;
     int attempts = 0;
 
+    // Stands for one attempt that came from elsewhere than this client's frame.
+    bool alone = false;
+
     std::optional<std::streampos> bodyStart;
     bool bodyTouched = false;
 

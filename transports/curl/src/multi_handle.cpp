@@ -1,9 +1,11 @@
 #include "multi_handle.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace tavrin::httpclient_curl::detail {
 namespace {
@@ -18,6 +20,10 @@ void check(CURLMcode code) {
 
 MultiHandle::MultiHandle() : handle_(curl_multi_init()) {
     if (handle_ == nullptr) throw std::bad_alloc();
+    if (curl_multi_wakeup(handle_.get()) != CURLM_OK) {
+        throw std::system_error(EMFILE, std::generic_category(),
+                                "No file descriptor for a set of transfers");
+    }
 }
 
 void MultiHandle::add(CURL* easy) { check(curl_multi_add_handle(handle_.get(), easy)); }

@@ -136,9 +136,9 @@ TEST(AsyncRequest, LimitsOfThreadsFollowTheConfiguration) {
 
 TEST(AsyncRequest, HandlersThatBlockDelayNothingElse) {
     FaultServer server;
-    const CurlHttpClient client;
     Gate gate;
     Countdown blocked(20);
+    const CurlHttpClient client;
     for (int i = 0; i < 20; ++i) {
         client.makeAsyncRequest(
             get(server.url("/bytes/1")),

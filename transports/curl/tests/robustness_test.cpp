@@ -1,0 +1,285 @@
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <future>
+
+#include "support.h"
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+using testing::HasSubstr;
+
+class Robustness : public OnBothRoads {};
+ON_BOTH_ROADS(Robustness);
+
+// Runs `action` in a child process and returns its exit status; 200 and more for a signal.
+template <typename Action>
+int inChild(Action action) {
+    const pid_t child = fork();
+    if (child == 0) {
+        int code = 99;
+        try {
+            code = action();
+        } catch (const std::exception& error) {
+            fprintf(stderr, "%s\n", error.what());
+        }
+        _exit(code);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 200 + WTERMSIG(status);
+}
+
+TEST_P(Robustness, AForkedChildWorksAndLeavesTheParentAlone) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    options.plan = "stall@5000,ok";
+    FaultServer server(std::move(options));
+    const ClientConfiguration trusting = once().withCertificateFile(server.caFile());
+    auto client = std::make_unique<CurlHttpClient>(trusting);
+    auto parents = client->makeAsyncRequest(get(server.url("/bytes/10000")));
+    server.waitForStalls(1);
+    client->makeRequest(get(server.url("/bytes/5")));
+
+    const int inherited = inChild([&] {
+        return static_cast<int>(send(*client, get(server.url("/bytes/7"))).getContentLength());
+    });
+    const int own = inChild([&] {
+        return static_cast<int>(
+            send(CurlHttpClient(trusting), get(server.url("/bytes/8"))).getContentLength());
+    });
+    const int ended = inChild([&] {
+        client.reset();
+        return 9;
+    });
+
+    EXPECT_EQ(inherited, 7);
+    EXPECT_EQ(own, 8);
+    EXPECT_EQ(ended, 9);
+    server.release();
+    EXPECT_EQ(parents.get().getResponseBodyString(), server.content("/bytes/10000").all());
+    EXPECT_EQ(send(*client, get(server.url("/bytes/6"))).getContentLength(), 6);
+}
+
+TEST_P(Robustness, ExitWithRequestsUnderWayIsClean) {
+    FaultServer server("stall@10");
+    for (const bool leaked : {false, true}) {
+        EXPECT_EXIT(
+            {
+                static std::unique_ptr<CurlHttpClient> atExit;
+                auto client = std::make_unique<CurlHttpClient>();
+                for (int i = 0; i < 20; ++i) {
+                    client->makeAsyncRequest(
+                        get(server.url("/bytes/100")),
+                        CompletionHandler([](HttpRequest, HttpResponse, std::exception_ptr) {}));
+                }
+                if (leaked) {
+                    client.release();
+                } else {
+                    atExit = std::move(client);
+                }
+                std::exit(7);
+            },
+            testing::ExitedWithCode(7), "");
+    }
+}
+
+TEST_P(Robustness, SignalsDisturbNothing) {
+    struct sigaction ignore = {};
+    struct sigaction before = {};
+    static std::atomic<int> ticks{0};
+    ignore.sa_handler = [](int) { ++ticks; };
+    sigaction(SIGALRM, &ignore, &before);
+    itimerval often{{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    FaultServer server("rst@30000,drip:200000,fin@10,ok");
+    for (int i = 0; i < 10; ++i) {
+        HttpResponse response = send(CurlHttpClient(stubborn()), get(server.url("/bytes/60000")));
+        EXPECT_TRUE(response.getResponseBodyString() == server.content("/bytes/60000").all());
+        HttpResponse upload =
+            send(CurlHttpClient(stubborn()),
+                 withBody(HttpMethod::PUT, server.url(), std::string(100000, 'x')));
+        EXPECT_EQ(upload.getResponseBodyString().size(), 64u);
+    }
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before, nullptr);
+    EXPECT_GT(ticks, 0);
+}
+
+TEST_P(Robustness, ABrokenPipeKillsNobody) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    FaultServer secure(std::move(options));
+    FaultServer plain;
+    const int code = inChild([&] {
+        signal(SIGPIPE, SIG_DFL);
+        const CurlHttpClient client(once().withCertificateFile(secure.caFile()));
+        for (FaultServer* server : {&plain, &secure}) {
+            for (int i = 0; i < 10; ++i) {
+                server->setPlan("urst@1000");
+                failureOf([&] {
+                    send(client,
+                         withBody(HttpMethod::PUT, server->url(), std::string(3000000, 'x')));
+                });
+                server->setPlan("silentclose");
+                failureOf([&] { send(client, get(server->url("/bytes/1"))); });
+            }
+        }
+        return 0;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST_P(Robustness, WithoutFileDescriptorsEveryRequestEnds) {
+    FaultServer server;
+    const int code = inChild([&] {
+        rlimit few{};
+        getrlimit(RLIMIT_NOFILE, &few);
+        few.rlim_cur = 24;
+        setrlimit(RLIMIT_NOFILE, &few);
+        std::atomic<int> ended{0};
+        {
+            const CurlHttpClient client(once().withMaxThreads(20).withMaxRequestsPerThread(10));
+            std::vector<std::future<HttpResponse>> futures;
+            for (int i = 0; i < 200; ++i) {
+                if (GetParam() == Road::SYNCHRONOUS) {
+                    futures.push_back(std::async(
+                        i % 20 == 0 ? std::launch::async : std::launch::deferred,
+                        [&] { return client.makeRequest(get(server.url("/bytes/1"))); }));
+                } else {
+                    futures.push_back(client.makeAsyncRequest(get(server.url("/bytes/1"))));
+                }
+            }
+            for (auto& future : futures) {
+                try {
+                    future.get();
+                } catch (const std::exception&) {
+                    ++ended;
+                    continue;
+                }
+                ++ended;
+            }
+            few.rlim_cur = few.rlim_max;
+            setrlimit(RLIMIT_NOFILE, &few);
+            if (send(client, get(server.url("/bytes/5"))).getContentLength() != 5) return 1;
+        }
+        return ended == 200 ? 0 : 2;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+// A client that uses another one as its transport.
+class Wrapper final : public httpclient_core::HttpClient {
+public:
+    explicit Wrapper(const httpclient_core::HttpClient& inner) : inner_(inner) {}
+    void performRequest(HttpRequest& request, HttpResponse& response) const override {
+        inner_.performRequest(request, response);
+    }
+    void performAsyncRequest(HttpRequest request, HttpResponse response, std::uint64_t id,
+                             httpclient_core::RetryTask completion) const override {
+        inner_.performAsyncRequest(std::move(request), std::move(response), id,
+                                   std::move(completion));
+    }
+
+private:
+    const httpclient_core::HttpClient& inner_;
+};
+
+TEST_P(Robustness, AsAnothersTransportItDamagesNothing) {
+    const CurlHttpClient inner;
+    Wrapper outer(inner);
+    outer.setClientConfiguration(stubborn());
+    for (const char* plan : {"fin@700,ok", "fin@700,503,ok", "fin@700,change,ok",
+                             "fin@700,ignorerange,fin@900,ok", "503:ar:b5000,ok"}) {
+        FaultServer server(plan);
+        HttpRequest request = get(server.url("/bytes/2000"));
+        HttpResponse response = GetParam() == Road::SYNCHRONOUS
+                                    ? outer.makeRequest(std::move(request))
+                                    : outer.makeAsyncRequest(std::move(request)).get();
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+        EXPECT_TRUE(response.getResponseBodyString() == server.content("/bytes/2000").all())
+            << plan;
+    }
+    FaultServer server;
+    HttpRequest own = get(server.url("/bytes/2000"), {{"Range", "bytes=1000-"}});
+    HttpResponse part = GetParam() == Road::SYNCHRONOUS
+                            ? outer.makeRequest(std::move(own))
+                            : outer.makeAsyncRequest(std::move(own)).get();
+    EXPECT_EQ(part.getResponseBodyString(), server.content("/bytes/2000").range(1000, 1000));
+}
+
+std::int64_t residentPeak() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word) {
+        if (word == "VmHWM:") {
+            std::int64_t kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes;
+        }
+    }
+    return -1;
+}
+
+TEST_P(Robustness, ALargeBodyIsNeverHeld) {
+    FaultServerOptions options;
+    options.content = ServedContent{1, 300 << 20};
+    FaultServer server(std::move(options));
+    const int code = inChild([&] {
+        const std::int64_t before = residentPeak();
+        HttpRequest request = get(server.url());
+        request.setResponseStreamFactory(
+            [](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                return std::make_unique<std::fstream>(
+                    "/dev/null", std::ios::in | std::ios::out | std::ios::binary);
+            });
+        send(CurlHttpClient(once()), std::move(request));
+        return residentPeak() - before < 64 * 1024 ? 0 : 1;
+    });
+    EXPECT_EQ(code, 0);
+}
+
+TEST(Concurrency, ManyDownloadsWithMixedFaultsAreRight) {
+    FaultServerOptions options;
+    options.content = ServedContent{9, 1 << 20};
+    options.plan =
+        "ok,rst@500000,ok,fin@100000,503,ok,noresp,ok,chunked,ok,ignorerange,ok,hfin@20,ok,noar206,"
+        "tchunk@300000,ok";
+    FaultServer server(std::move(options));
+    const std::string expected = server.content().all();
+    const CurlHttpClient client(stubborn());
+    std::vector<std::future<HttpResponse>> futures;
+    for (int i = 0; i < 100; ++i) futures.push_back(client.makeAsyncRequest(get(server.url())));
+    for (auto& future : futures) EXPECT_TRUE(future.get().getResponseBodyString() == expected);
+    EXPECT_LE(server.mostConnectionsOpen(), 8u);
+}
+
+TEST(Concurrency, ManyThreadsShareAClient) {
+    FaultServer server;
+    const CurlHttpClient client;
+    std::vector<std::future<bool>> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.push_back(std::async(std::launch::async, [&, t] {
+            bool right = true;
+            for (int i = 0; i < 50; ++i) {
+                const std::string path = "/bytes/" + std::to_string(t * 1000 + i);
+                right = right && client.makeRequest(get(server.url(path))).getContentLength() ==
+                                     t * 1000 + i;
+                auto future = client.makeAsyncRequest(get(server.url(path)));
+                right = right && future.get().getContentLength() == t * 1000 + i;
+            }
+            return right;
+        }));
+    }
+    for (auto& thread : threads) EXPECT_TRUE(thread.get());
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl
