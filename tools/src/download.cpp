@@ -122,6 +122,7 @@ core::HttpResponse Download::makeRequests() {
 
 core::HttpRequest Download::nextRequest() {
     core::HttpRequest request = requestFor(line_, assignment_.url);
+    errorBody_.reset();
     continued_ = heldForThis();
     if (continued_) {
         // Of a file that is whole already the last byte is asked for, to learn whether it is
@@ -173,7 +174,9 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
 // Whether a further attempt of the same request gets on: it asks for what is missing, or for what
 // this request asked for if nothing of that has come.
 bool Download::libraryGoesOn(const core::HttpResponse& response, const PartFile::Held& held) const {
-    if (continued_) return held.size == continued_->size;
+    if (continued_) {
+        return held.size == continued_->size && held.representation == continued_->representation;
+    }
     const auto code = response.getResponseCode();
     if (code == static_cast<core::HttpResponseCode>(-1)) return true;
     return core::isSuccess(code) && response.hasHeader("Accept-Ranges") &&

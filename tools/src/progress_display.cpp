@@ -96,7 +96,7 @@ void ProgressDisplay::redraw(const std::string& above) {
 // Back to the top of what was drawn, and everything below cleared.
 std::string ProgressDisplay::erased() {
     if (onScreen_ == 0) return "";
-    const std::string text = "\x1b[" + std::to_string(onScreen_) + "A\r\x1b[J";
+    std::string text = "\x1b[" + std::to_string(onScreen_) + "A\r\x1b[J";
     onScreen_ = 0;
     return text;
 }

@@ -11,7 +11,7 @@ using httpclient_core::HttpHeaders;
 
 namespace {
 
-std::string valueOr(const HttpHeaders& headers, const char* name, std::string fallback) {
+std::string valueOr(const HttpHeaders& headers, const char* name, const char* fallback) {
     const auto field = headers.find(name);
     return field == headers.end() ? fallback : field->second;
 }
@@ -29,9 +29,9 @@ bool isStrongDate(const std::string& lastModified, const std::string& answered) 
 }
 
 std::string strongValidator(const HttpHeaders& headers) {
-    const std::string etag = valueOr(headers, "ETag", "");
+    std::string etag = valueOr(headers, "ETag", "");
     if (etag.size() >= 2 && etag.front() == '"' && etag.back() == '"') return etag;
-    const std::string lastModified = valueOr(headers, "Last-Modified", "");
+    std::string lastModified = valueOr(headers, "Last-Modified", "");
     return isStrongDate(lastModified, valueOr(headers, "Date", "")) ? lastModified : "";
 }
 

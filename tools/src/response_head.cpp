@@ -7,7 +7,9 @@ std::string responseHead(httpclient_core::HttpResponseCode code, const std::stri
     std::string head = "HTTP " + httpclient_core::to_string(code);
     if (!reason.empty()) head += " " + reason;
     head += "\r\n";
-    for (const auto& [name, value] : headers) head += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : headers) {
+        head.append(name).append(": ").append(value).append("\r\n");
+    }
     return head + "\r\n";
 }
 
