@@ -98,7 +98,8 @@ TEST(CompletionHandler, CopiesACallableThatIsStillNeeded) {
 }
 
 TEST(CompletionHandler, TakesAMutableCallableAndAFunction) {
-    static int calls = 0;
+    static int calls;
+    calls = 0;
     CompletionHandler counting(
         [count = 0](HttpRequest, HttpResponse, const std::exception_ptr&) mutable {
             calls += ++count;
