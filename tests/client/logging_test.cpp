@@ -166,6 +166,34 @@ TEST(Logging, WritesNothingWhileTheCoreIsDisabled) {
     EXPECT_THAT(severities(log), ElementsAre(512, 16, 4));
 }
 
+TEST(Logging, EvaluatesNothingForARecordThatIsNotWanted) {
+    static int asked;
+    asked = 0;
+    struct Inquisitive : std::exception {
+        const char* what() const noexcept override {
+            ++asked;
+            return "asked";
+        }
+    };
+    ScriptedHttpClient client;
+    client.setClientConfiguration(attempts(2));
+    client.expect({}, ScriptedAnswer::failure(Inquisitive()), 6);
+    {
+        const LogCapture log(~LOG_EXCEPTION);
+        EXPECT_THROW(client.makeRequest(get()), Inquisitive);
+    }
+    {
+        const LogCapture log;
+        const LoggingDisabled disabled;
+        EXPECT_THROW(client.makeRequest(get()), Inquisitive);
+    }
+    EXPECT_EQ(asked, 0);
+
+    const LogCapture log(LOG_EXCEPTION);
+    EXPECT_THROW(client.makeRequest(get()), Inquisitive);
+    EXPECT_EQ(asked, 2);
+}
+
 TEST(Logging, SurvivesASinkThatThrows) {
     const LogCapture masks;
     const FailingSink sink;
