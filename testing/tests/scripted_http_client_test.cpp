@@ -34,6 +34,7 @@ using httpclient_core::ProgressResult;
 using httpclient_core::TransactionReport;
 using httpclient_core::URL;
 using std::chrono::milliseconds;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -150,7 +151,7 @@ TEST(ScriptedHttpClient, FailsAnAttemptWhoseBodyCannotBeRead) {
 
 TEST(ScriptedHttpClient, WritesTheBodyChunkByChunkAndReportsProgress) {
     ScriptedHttpClient client;
-    client.expect({}, ScriptedAnswer(200).withChunk("ab").withBody("cdefg", 2));
+    client.expect({}, ScriptedAnswer(200).withChunk("ab").withChunk("").withBody("cdefg", 2));
     std::ostringstream progress;
     HttpRequest request = get();
     request.setProgressCallback([&](const Progress& now) {
@@ -280,6 +281,16 @@ TEST(ScriptedHttpClient, FailsARequestThatWasNotExpectedAndShowsBothSides) {
                                      "\n");
 }
 
+TEST(ScriptedHttpClient, ShowsOnlyTheNextExpectationOfAnOrderedScript) {
+    ScriptedHttpClient client;
+    client.expect(ExpectedRequest().withUrl("http://host/next"), ScriptedAnswer(200))
+        .expect(ExpectedRequest().withUrl("http://host/later"), ScriptedAnswer(200));
+
+    EXPECT_THAT([&] { client.makeRequest(get()); },
+                ThrowsMessage<std::logic_error>(
+                    AllOf(HasSubstr("http://host/next"), Not(HasSubstr("http://host/later")))));
+}
+
 TEST(ScriptedHttpClient, FailsARequestBehindTheEndOfTheScript) {
     ScriptedHttpClient client;
 
@@ -373,6 +384,7 @@ TEST(ExpectedRequest, HoldsEachConditionAgainstTheRequest) {
     EXPECT_TRUE(tells(ExpectedRequest().withHeaders({{"One", "1"}, {"one", "2"}})));
     EXPECT_FALSE(tells(ExpectedRequest().withHeaders({{"one", "2"}, {"One", "1"}})));
     EXPECT_FALSE(tells(ExpectedRequest().withHeaders({{"One", "1"}})));
+    EXPECT_FALSE(tells(ExpectedRequest().withHeaders({{"One", "1"}, {"one", "2"}, {"A", "b"}})));
     EXPECT_FALSE(tells(ExpectedRequest().withHeaders({{"ONE", "1"}, {"one", "2"}})));
     EXPECT_TRUE(tells(ExpectedRequest().withBody("body")));
     EXPECT_FALSE(tells(ExpectedRequest().withBody("bod")));
@@ -500,6 +512,18 @@ TEST(ScriptedHttpClient, CancelsWhatIsPendingWhenItIsDestroyed) {
     }
 
     EXPECT_THAT(outcomes.texts, ElementsAre("Request cancelled", "Request cancelled"));
+}
+
+TEST(ScriptedHttpClient, HandsNoDelayToTheHookWhileItIsDestroyed) {
+    int delays = 0;
+    {
+        ScriptedHttpClient client(Completion::WHEN_TOLD);
+        client.setDelayHook([&](milliseconds) { ++delays; });
+        client.expect({}, ScriptedAnswer(200).withDelay(milliseconds(1)));
+        client.makeAsyncRequest(get());
+    }
+
+    EXPECT_EQ(delays, 0);
 }
 
 TEST(ScriptedHttpClient, CutsADelayShortWhenItIsDestroyed) {

@@ -89,6 +89,13 @@ TEST(WireText, WritesBytesThatAreNoTextAsHexadecimalNumbers) {
     EXPECT_EQ(wireText(headers), "X: a\\x00\\x0d\\x7f\\xffb\n");
 }
 
+TEST(WireText, LeavesTheLinesAndTabsOfABody) {
+    HttpResponse response;
+    response.getResponseBody() << "one\n\ttwo ~";
+
+    EXPECT_THAT(wireText(response), EndsWith("\n\none\n\ttwo ~"));
+}
+
 TEST(WireText, ShowsOnlyTheBeginningOfALongBody) {
     HttpResponse whole;
     whole.getResponseBody() << std::string(1024, 'x');
