@@ -6,3 +6,8 @@ extern "C" const char* __tsan_default_suppressions();  // NOLINT
 extern "C" const char* __tsan_default_suppressions() {  // NOLINT
     return "race:std::__exception_ptr::exception_ptr::_M_release\n";
 }
+
+// A child process may go on with threads of its own.
+extern "C" const char* __tsan_default_options();  // NOLINT
+
+extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }  // NOLINT
