@@ -277,7 +277,7 @@ void Attempt::deliver() {
         if (resuming_) {
             sink_.beginAppending(url_->host());
         } else {
-            sink_.beginFresh(head_, responseHasBody(), url_->host());
+            sink_.beginFresh(head_, responseHasBody(), decoded, url_->host());
         }
         if (decoded) {
             response_.removeHeader("Content-Encoding");

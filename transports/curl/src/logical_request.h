@@ -13,6 +13,8 @@
 
 namespace tavrin::httpclient_curl::detail {
 
+class BodyDigest;
+
 // Bytes of a representation that the response's stream holds, and what they are bytes of.
 struct HeldBytes {
     std::int64_t count = 0;
@@ -22,6 +24,8 @@ struct HeldBytes {
     // The head that they came with; the answer that completes them shows it again.
     std::string reason;
     httpclient_core::HttpHeaders headers;
+    // Over exactly these bytes, if their server announced it.
+    std::shared_ptr<BodyDigest> digest;
 };
 
 // The application's handler of an asynchronous request, which the frame calls or, while the client

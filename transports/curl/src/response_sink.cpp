@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "body_digest.h"
 #include "failure.h"
 #include "resume_gate.h"
 
@@ -12,11 +13,14 @@ using httpclient_core::HttpRequest;
 using httpclient_core::HttpResponse;
 using httpclient_core::HttpResponseCode;
 
-void ResponseSink::beginFresh(ResponseHead& head, bool mayHaveBody, const std::string& host) {
+void ResponseSink::beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded,
+                              const std::string& host) {
     host_ = host;
     mayHaveBody_ = mayHaveBody;
     if (logical_.settings->resumeOnRetry && !logical_.ownRange) resumable_ = resumableAnswer(head);
     logical_.held = HeldBytes();
+    // It tells of the whole representation as it is encoded.
+    if (mayHaveBody && !decoded && head.code() != 206) digest_ = BodyDigest::announcedBy(head);
     const bool startsLater = logical_.streamStart && *logical_.streamStart > std::streampos(0);
     // A stream that an earlier answer was written to, or was made for, goes: the factory is to see
     // this one. The old stream is gone before the new one is made, so that nothing of it is flushed
@@ -43,6 +47,7 @@ void ResponseSink::discard() {
 void ResponseSink::beginAppending(const std::string& host) {
     host_ = host;
     appending_ = true;
+    digest_ = logical_.held.digest;
     response_.setResponseCodeAndReason(HttpResponseCode::OK, logical_.held.reason);
     response_.setHeaders(logical_.held.headers);
 }
@@ -65,6 +70,7 @@ void ResponseSink::write(const char* data, std::size_t size) {
     if (!body.good()) fail("it is not good");
     body.write(data, static_cast<std::streamsize>(size));
     if (!body.good()) fail("writing to it failed after " + std::to_string(written_) + " bytes");
+    if (digest_) digest_->update(data, size);
     const bool first = written_ == 0;
     written_ += static_cast<std::int64_t>(size);
     if (first) checkPosition(body);
@@ -89,6 +95,9 @@ void ResponseSink::finish() {
     if (appending_ && logical_.held.count + written_ != logical_.held.total) {
         throw failed(host_, "range", "the parts do not add up to the whole");
     }
+    if (digest_ && !digest_->matches()) {
+        throw failed(host_, "digest", "the body is not what its Repr-Digest tells");
+    }
     if (from_ < 0) return;
     const std::streamoff end = from_ + written_;
     const std::streamoff last = body.rdbuf()->pubseekoff(0, std::ios::end, std::ios::out);
@@ -108,6 +117,7 @@ void ResponseSink::keepHeldBytes() noexcept {
             resumable_->count = written_;
             resumable_->reason = response_.getResponseCodeReason();
             resumable_->headers = response_.getHeaders();
+            resumable_->digest = digest_;
             logical_.held = std::move(*resumable_);
         }
     } catch (...) {

@@ -21,7 +21,7 @@ public:
 
     // Shows the answer in the response, after what its body held from earlier attempts was
     // discarded. Takes the headers out of `head`.
-    void beginFresh(ResponseHead& head, bool mayHaveBody, const std::string& host);
+    void beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded, const std::string& host);
 
     // Shows the answer that the held bytes came with; what follows is appended to them.
     void beginAppending(const std::string& host);
@@ -54,6 +54,7 @@ private:
     // Where this attempt's first byte goes; -1 if the stream cannot tell.
     std::streamoff from_ = -1;
     std::optional<HeldBytes> resumable_;
+    std::shared_ptr<BodyDigest> digest_;
 };
 
 }  // namespace tavrin::httpclient_curl::detail

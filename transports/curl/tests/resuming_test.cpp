@@ -197,6 +197,23 @@ TEST_P(Resuming, ProgressCountsWhatIsHeld) {
     EXPECT_EQ(last.downloadTotal, static_cast<std::int64_t>(SIZE));
 }
 
+TEST_P(Resuming, ADigestShowsWhatNothingElseDoes) {
+    const auto failureOfPlan = [&](const std::string& plan,
+                                   const ClientConfiguration& configuration) {
+        server_.setPlan(plan);
+        return failureOf([&] { send(CurlHttpClient(configuration), get(server_.url("/file"))); });
+    };
+    const std::string failure = "Request to " + hostOf(server_) +
+                                " failed: digest: the body is not what its Repr-Digest tells";
+    EXPECT_EQ(failureOfPlan("digest", once()), "");
+    EXPECT_EQ(failureOfPlan("baddigest", once()), failure);
+    EXPECT_EQ(failureOfPlan("digest+fin@40000,digest", stubborn(2)), "");
+    EXPECT_EQ(failureOfPlan("digest+fin@40000,fin@20000,digest", stubborn(3)), "");
+    EXPECT_EQ(failureOfPlan("digest+fin@40000,change+keepetag", stubborn(2)), failure);
+    EXPECT_EQ(failureOfPlan("digest+nolen+fin@40000", once()), failure);
+    expectRight("digest+fin@40000,change+keepetag,ok");
+}
+
 // A file that begins with ten bytes of the application's, and maybe more behind them.
 class ResumingToFile : public Resuming {
 protected:

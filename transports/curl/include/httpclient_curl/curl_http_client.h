@@ -11,6 +11,7 @@
 
 namespace tavrin::httpclient_curl {
 
+// clang-format off
 /// Client that makes its requests through libcurl, over http and https.
 ///
 /// A request ends right, with the bytes of one representation that the server had, or with an
@@ -69,36 +70,47 @@ namespace tavrin::httpclient_curl {
 /// validator (an ETag, or a Last-Modified at least 60 s older than the Date) and a Content-Length,
 /// without a content coding, and the request has no Range field of its own. The request then says
 /// If-Range; an answer that does not fit exactly is dropped and the whole asked for at once. A
-/// response that was put together so shows as the 200 that it began with. What nobody can see:
-/// content that changes under the same ETag; a body without any length that a plain connection
-/// cuts off.
+/// response that was put together so shows as the 200 that it began with. A
+/// SHA-256 that the server announces in Repr-Digest (RFC 9530) is compared. What nobody can see
+/// without it: content that changes under the same ETag; a body without any length that a plain
+/// connection cuts off.
 ///
-/// **Failures.** Text in <> varies; host is the host and port of the URL (or of the redirect's),
-/// and no text holds a credential. The default predicate retries a GET, the download predicate a
-/// GET or HEAD, as the last columns say: no, yes, or "5xx" if such a code had arrived, "code" if no
-/// code or a retriable code had.
+/// **Failures.** <...> varies; host is the host and port of the URL, or of the redirect's, and no
+/// text holds a credential. The last column tells what a retry predicate sees: "timeout", which the
+/// default predicate retries for GET and the download predicate for GET and HEAD; "-1", no answer,
+/// which only the latter retries; "code", that of the answer that had begun to arrive, if any had.
 ///
-/// | failure | exception | text | default | download |
-/// |---|---|---|---|---|
-/// | a limit of time | HttpRequestTimeoutException | Request timed out. | yes | yes |
-/// | cancelled by the progress callback or the destructor | HttpRequestCancelledException | Request
-/// cancelled | no, never again | no, never again | | request that must not be sent |
-/// HttpRequestFailedException | Request refused: <why> | no | code | | name not found |
-/// HttpRequestFailedException | Request to <host> failed: name resolution: <reason> | no | yes | |
-/// no connection | same | Request to <host> failed: connecting: <reason> | no | yes | | proxy |
-/// same | Request to <host> failed: proxy: <reason> | no | yes | | TLS or certificate | same |
-/// Request to <host> failed: TLS: <reason> | no | yes | | certificate file | same | Request to
-/// <host> failed: certificate file <path>: <reason> | no | yes | | connection broke | same |
-/// Request to <host> failed: sending: <reason>, or receiving: <reason> | 5xx | code | | body ended
-/// early | same | Request to <host> failed: incomplete body: <reason> | 5xx | code | | malformed
-/// response or one beyond a limit | same | Request to <host> failed: malformed response: <reason> |
-/// 5xx | code | | redirect that is not followed | same | Request to <host> failed: redirect:
-/// <reason> | no | yes | | request body | same | Request to <host> failed: request body: <reason> |
-/// 5xx | code | | response stream | same | Request to <host> failed: response stream: <reason> |
-/// 5xx | code | | bytes that are not those asked for | same | Request to <host> failed: range:
-/// <reason> | 5xx | code | | anything else of libcurl's | same | Request to <host> failed:
-/// transfer: <reason> | 5xx | code | | thrown by a stream, factory or callback | as it was thrown |
-/// as it was thrown | 5xx | code |
+/// | failure | exception and text | seen |
+/// |---|---|---|
+/// | limit of time | HttpRequestTimeoutException "Request timed out." | timeout |
+/// | cancelled by callback or destructor | HttpRequestCancelledException "Request cancelled" | none |
+/// | request that must not be sent | "Request refused: <reason>" | -1 |
+/// | name of the host | "Request to <host> failed: name resolution: <reason>" | -1 |
+/// | no connection | "Request to <host> failed: connecting: <reason>" | -1 |
+/// | proxy | "Request to <host> failed: proxy: <reason>" | -1 |
+/// | TLS, certificate | "Request to <host> failed: TLS: <reason>" | -1 |
+/// | certificate file | "Request to <host> failed: certificate file <path>: <reason>" | -1 |
+/// | redirect | "Request to <host> failed: redirect: <reason>" | -1 |
+/// | connection lost | "Request to <host> failed: sending: <reason>" | code |
+/// | connection lost | "Request to <host> failed: receiving: <reason>" | code |
+/// | body cut off | "Request to <host> failed: incomplete body: <reason>" | code |
+/// | response malformed or beyond a limit | "Request to <host> failed: malformed response: <reason>" | code |
+/// | part that was not asked for | "Request to <host> failed: range: <reason>" | code |
+/// | body unlike its Repr-Digest | "Request to <host> failed: digest: <reason>" | code |
+/// | body of the request | "Request to <host> failed: request body: <reason>" | code |
+/// | stream of the response | "Request to <host> failed: response stream: <reason>" | code |
+/// | anything else in libcurl | "Request to <host> failed: transfer: <reason>" | code |
+/// | stream, factory or callback that throws | as it was thrown | code |
+///
+/// Where no class is named it is HttpRequestFailedException; <reason> is libcurl's where it has one.
+/// What was cancelled is not retried, whatever the strategy says. std::bad_alloc and
+/// std::system_error tell that memory, threads or file descriptors have run out.
+///
+/// **Limits.** Giving up a request whose host name is being looked up leaves that to a thread of
+/// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
+/// interrupted; neither limits of time nor cancellation end it. Connections are not shared between
+/// threads.
+// clang-format on
 class HTTPCLIENT_CURL_EXPORT CurlHttpClient final : public httpclient_core::HttpClient {
 public:
     /// A client with the default configuration and options; no thread is started yet.
