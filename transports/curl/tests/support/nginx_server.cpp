@@ -1,44 +1,12 @@
 #include "support/nginx_server.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
 
 namespace tavrin::httpclient_curl::test {
-namespace {
-
-using boost::asio::ip::tcp;
-
-tcp::acceptor listenOnFreePort(boost::asio::io_context& context) {
-    return tcp::acceptor(context, tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
-}
-
-std::string hostAndPort(const tcp::acceptor& listener) {
-    return "127.0.0.1:" + std::to_string(listener.local_endpoint().port());
-}
-
-std::filesystem::path makeTemporaryDirectory() {
-    std::string path = (std::filesystem::temp_directory_path() / "nginx-XXXXXX").string();
-    if (!::mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
-    return path;
-}
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
-}  // namespace
 
 bool NginxServer::Exchange::operator==(const Exchange& other) const {
     return request == other.request && status == other.status && range == other.range &&
@@ -50,47 +18,48 @@ std::ostream& operator<<(std::ostream& os, const NginxServer::Exchange& exchange
               << ", If-Range " << exchange.ifRange;
 }
 
-NginxServer::NginxServer()
-    : directory_(makeTemporaryDirectory()),
-      plain_(listenOnFreePort(context_)),
-      tls_(listenOnFreePort(context_)) {
-    std::filesystem::create_directory(directory_ / "files");
-    writeConfiguration();
+NginxServer::NginxServer(Setup setup)
+    : plain_(listenOnFreePort(context_)), tls_(listenOnFreePort(context_)) {
+    std::filesystem::create_directory(directory() / "files");
+    writeConfiguration(setup);
     start();
 }
 
-NginxServer::~NginxServer() {
-    end();
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-}
-
 std::string NginxServer::url(const std::string& path) const {
-    return "http://" + hostAndPort(plain_) + path;
+    return "http://" + hostAndPort(plain_.local_endpoint()) + path;
 }
 
 std::string NginxServer::httpsUrl(const std::string& path) const {
-    return "https://" + hostAndPort(tls_) + path;
+    return "https://" + hostAndPort(tls_.local_endpoint()) + path;
 }
 
 std::string NginxServer::caFile() const { return certificates_.caFile(); }
 
 void NginxServer::serve(const std::string& path, const std::string& content) {
-    const std::filesystem::path fresh = directory_ / "fresh";
-    std::ofstream(fresh, std::ios::binary) << content;
-    // A file put in place of another one: what nginx has open stays as it was.
-    std::filesystem::rename(fresh, directory_ / "files" / path.substr(1));
+    std::ofstream(fresh(), std::ios::binary) << content;
+    putInPlace(path);
+}
+
+void NginxServer::serveZeros(const std::string& path, std::uintmax_t size) {
+    std::ofstream(fresh(), std::ios::binary).flush();
+    std::filesystem::resize_file(fresh(), size);
+    putInPlace(path);
+}
+
+// A file put in place of another one: what nginx has open stays as it was.
+void NginxServer::putInPlace(const std::string& path) const {
+    std::filesystem::rename(fresh(), directory() / "files" / path.substr(1));
 }
 
 void NginxServer::restart() {
-    end();
+    process_.reset();
     start();
 }
 
 std::vector<NginxServer::Exchange> NginxServer::stop() {
-    end();
+    process_.reset();
     std::vector<Exchange> exchanges;
-    std::ifstream log(directory_ / "access.log");
+    std::ifstream log(directory() / "access.log");
     for (std::string line; std::getline(log, line);) {
         std::istringstream fields(line);
         Exchange exchange;
@@ -106,9 +75,9 @@ std::vector<NginxServer::Exchange> NginxServer::stop() {
 }
 
 // All paths are relative to the directory that nginx is started with.
-void NginxServer::writeConfiguration() const {
+void NginxServer::writeConfiguration(Setup setup) const {
     using httpclient_testing::TlsKind;
-    std::ofstream file(directory_ / "nginx.conf");
+    std::ofstream file(directory() / "nginx.conf");
     // The workers of a privileged nginx would be somebody else, who can't read the directory.
     if (::geteuid() == 0) file << "user root;\n";
     file << R"(
@@ -123,13 +92,20 @@ http {
     uwsgi_temp_path uwsgi;
     scgi_temp_path scgi;
     log_format exchange escape=none '$request|$status|$http_range|$http_if_range';
-    access_log access.log exchange;
     root files;
 )";
-    // Small send buffers: what a restart cuts off is not on its way already.
-    file << "server { listen " << hostAndPort(plain_) << " sndbuf=64k;\n"
+    std::string tuning;
+    if (setup == Setup::FAULTS) {
+        // Small send buffers: what a restart cuts off is not on its way already.
+        tuning = " sndbuf=64k";
+        file << "access_log access.log exchange;\n";
+    } else {
+        file << "access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;\n";
+    }
+    file << "server { listen " << hostAndPort(plain_.local_endpoint()) << tuning << ";\n"
          << "    location = / { access_log off; return 204; } }\n"
-         << "server { listen " << hostAndPort(tls_) << " ssl http2 sndbuf=64k;\n"
+         << "server { listen " << hostAndPort(tls_.local_endpoint()) << " ssl http2" << tuning
+         << ";\n"
          << "    ssl_certificate " << certificates_.certificateFile(TlsKind::GOOD) << ";\n"
          << "    ssl_certificate_key " << certificates_.keyFile(TlsKind::GOOD) << "; }\n}\n";
 }
@@ -140,47 +116,19 @@ void NginxServer::start() {
     const int plain = plain_.native_handle();
     const int tls = tls_.native_handle();
 
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    // Onto itself: the socket stays open in the new program.
-    posix_spawn_file_actions_adddup2(&actions, plain, plain);
-    posix_spawn_file_actions_adddup2(&actions, tls, tls);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-
-    std::string program = "/usr/sbin/nginx";
-    std::string configuration = (directory_ / "nginx.conf").string();
-    std::string errorLog = (directory_ / "error.log").string();
-    std::string prefix = directory_.string();
-    std::string dashC = "-c", dashE = "-e", dashP = "-p";
-    char* const arguments[] = {program.data(),  dashC.data(), configuration.data(), dashE.data(),
-                               errorLog.data(), dashP.data(), prefix.data(),        nullptr};
-    std::string sockets = "NGINX=" + std::to_string(plain) + ";" + std::to_string(tls) + ";";
-    char* const environment[] = {sockets.data(), nullptr};
-
-    const int error =
-        ::posix_spawn(&process_, program.c_str(), &actions, nullptr, arguments, environment);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) throw std::system_error(error, std::generic_category(), program);
-    if (!answers()) {
-        end();
-        throw std::runtime_error("nginx does not start: " + readFile(errorLog));
-    }
-}
-
-bool NginxServer::answers() {
-    tcp::iostream connection;
-    connection.expires_after(std::chrono::seconds(10));
-    connection.connect(plain_.local_endpoint());
-    connection << "GET / HTTP/1.0\r\n\r\n" << std::flush;
-    std::string statusLine;
-    return static_cast<bool>(std::getline(connection, statusLine));
-}
-
-void NginxServer::end() {
-    if (process_ < 0) return;
-    ::kill(process_, SIGTERM);
-    ::waitpid(process_, nullptr, 0);
-    process_ = -1;
+    ChildProcess::Command command;
+    const std::string errors = (directory() / "error.log").string();
+    command.words = {
+        "/usr/sbin/nginx",   "-c", (directory() / "nginx.conf").string(), "-e", errors, "-p",
+        directory().string()};
+    command.environment = {"NGINX=" + std::to_string(plain) + ";" + std::to_string(tls) + ";"};
+    command.descriptors = {plain, tls};
+    command.output = directory() / "output";
+    process_ = std::make_unique<ChildProcess>(command);
+    if (answers(plain_.local_endpoint())) return;
+    process_.reset();
+    throw std::runtime_error("nginx does not start: " + readFile(errors) +
+                             readFile(command.output));
 }
 
 }  // namespace tavrin::httpclient_curl::test

@@ -1,15 +1,16 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "httpclient_testing/test_certificates.h"
+#include "support/child_process.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -28,10 +29,13 @@ public:
         friend std::ostream& operator<<(std::ostream& os, const Exchange& exchange);
     };
 
+    /// What it is for: FAULTS sends small pieces and keeps a log of what it answered, SPEED
+    /// neither.
+    enum class Setup { FAULTS, SPEED };
+
     /// Serves when the constructor returns.
     /// @throws std::runtime_error with what nginx says if it does not start.
-    NginxServer();
-    ~NginxServer();
+    explicit NginxServer(Setup setup = Setup::FAULTS);
     NginxServer(const NginxServer&) = delete;
     NginxServer& operator=(const NginxServer&) = delete;
 
@@ -46,25 +50,29 @@ public:
     /// request on. Answers under way go on with what they began with.
     void serve(const std::string& path, const std::string& content);
 
+    /// The same with a content of `size` zeros, which takes no space.
+    void serveZeros(const std::string& path, std::uintmax_t size);
+
     /// Ends nginx, which cuts every connection, and starts it anew on the same ports. Who connects
     /// meanwhile waits, and is not refused.
     void restart();
 
-    /// Ends nginx, and returns what it answered, in order.
+    /// Ends nginx, and returns what it answered, in order, if its setup keeps a log.
     std::vector<Exchange> stop();
 
 private:
-    void writeConfiguration() const;
+    const std::filesystem::path& directory() const { return directory_.path(); }
+    std::filesystem::path fresh() const { return directory() / "fresh"; }
+    void putInPlace(const std::string& path) const;
+    void writeConfiguration(Setup setup) const;
     void start();
-    bool answers();
-    void end();
 
     httpclient_testing::TestCertificates certificates_;
-    std::filesystem::path directory_;
+    TemporaryDirectory directory_;
     boost::asio::io_context context_;
     boost::asio::ip::tcp::acceptor plain_;
     boost::asio::ip::tcp::acceptor tls_;
-    pid_t process_ = -1;
+    std::unique_ptr<ChildProcess> process_;
 };
 
 }  // namespace tavrin::httpclient_curl::test

@@ -1,0 +1,97 @@
+#include "support/child_process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+namespace tavrin::httpclient_curl::test {
+namespace {
+
+using boost::asio::ip::tcp;
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+}  // namespace
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string path = (std::filesystem::temp_directory_path() / "server-XXXXXX").string();
+    if (!::mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
+    path_ = path;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+ChildProcess::ChildProcess(const Command& command) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    // Onto itself: the descriptor stays open in the new program.
+    for (const int descriptor : command.descriptors)
+        posix_spawn_file_actions_adddup2(&actions, descriptor, descriptor);
+    if (command.standardInput >= 0)
+        posix_spawn_file_actions_adddup2(&actions, command.standardInput, STDIN_FILENO);
+    const std::string output = command.output.string();
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+
+    // A test that is killed leaves no server behind.
+    std::vector<std::string> words{"/usr/bin/setpriv", "--pdeathsig", "TERM"};
+    words.insert(words.end(), command.words.begin(), command.words.end());
+    std::vector<std::string> environment = command.environment;
+    const int error = ::posix_spawn(&process_, words.front().c_str(), &actions, nullptr,
+                                    pointersTo(words).data(), pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) throw std::system_error(error, std::generic_category(), command.words.front());
+}
+
+ChildProcess::~ChildProcess() {
+    if (process_ < 0) return;
+    ::kill(process_, SIGTERM);
+    ::waitpid(process_, nullptr, 0);
+}
+
+bool ChildProcess::running() {
+    if (process_ >= 0 && ::waitpid(process_, nullptr, WNOHANG) == process_) process_ = -1;
+    return process_ >= 0;
+}
+
+tcp::acceptor listenOnFreePort(boost::asio::io_context& context) {
+    return tcp::acceptor(context, tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
+}
+
+std::string hostAndPort(const tcp::endpoint& endpoint) {
+    return "127.0.0.1:" + std::to_string(endpoint.port());
+}
+
+bool answers(const tcp::endpoint& endpoint) {
+    tcp::iostream connection;
+    connection.expires_after(std::chrono::seconds(10));
+    connection.connect(endpoint);
+    connection << "GET / HTTP/1.0\r\n\r\n" << std::flush;
+    std::string statusLine;
+    return static_cast<bool>(std::getline(connection, statusLine));
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+}  // namespace tavrin::httpclient_curl::test

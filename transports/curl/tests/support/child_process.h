@@ -1,0 +1,71 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tavrin::httpclient_curl::test {
+
+/// A directory of its own below the temporary one, which goes with the object and all that is in
+/// it.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// A program that runs beside the test, and ends with the object or with the test's process.
+class ChildProcess {
+public:
+    struct Command {
+        /// Path of the program, and its arguments.
+        std::vector<std::string> words;
+        /// All of its environment, "NAME=value" each.
+        std::vector<std::string> environment;
+        /// Descriptors that it has, by the same numbers; `standardInput` as 0, if it is not -1.
+        std::vector<int> descriptors;
+        int standardInput = -1;
+        /// File for what it writes to standard output and standard error.
+        std::filesystem::path output;
+    };
+
+    /// Starts the program.
+    /// @throws std::system_error if that can't be done.
+    explicit ChildProcess(const Command& command);
+    /// Asks it to end, by SIGTERM, and waits until it has.
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    /// False once it has ended by itself.
+    bool running();
+
+private:
+    pid_t process_ = -1;
+};
+
+/// Listens on a port of 127.0.0.1 that was free.
+boost::asio::ip::tcp::acceptor listenOnFreePort(boost::asio::io_context& context);
+
+/// "127.0.0.1:<port>".
+std::string hostAndPort(const boost::asio::ip::tcp::endpoint& endpoint);
+
+/// Whether something at `endpoint` answers a request for "/", with whatever status, within ten
+/// seconds.
+bool answers(const boost::asio::ip::tcp::endpoint& endpoint);
+
+/// The whole of a file, "" if there is none.
+std::string readFile(const std::filesystem::path& path);
+
+}  // namespace tavrin::httpclient_curl::test
