@@ -1,23 +1,98 @@
 #include "credentials.h"
 
+#include <algorithm>
+
+#include "header_line.h"
 #include "httpclient_core/headers.h"
 
 namespace tavrin::httpclient_testing {
+namespace {
 
-bool isCredential(const std::string& headerName) {
-    static const httpclient_core::HttpHeaders NAMES{
-        {"Authorization", ""}, {"Proxy-Authorization", ""}, {"Cookie", ""}, {"Set-Cookie", ""}};
-    return NAMES.hasHeader(headerName);
+using httpclient_core::HttpHeaders;
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::any_of(names.begin(), names.end(), [&](const std::string& candidate) {
+        return detail::sameName(candidate, name);
+    });
+}
+
+// Where the authority of a URL begins, and where its user information ends; npos if it has none.
+struct UserInfo {
+    std::size_t begin = std::string::npos;
+    std::size_t end = std::string::npos;
+};
+
+UserInfo findUserInfo(const std::string& url) {
+    const auto scheme = url.find("://");
+    if (scheme == std::string::npos) return {};
+    const auto authority = scheme + 3;
+    const auto at = url.substr(0, url.find_first_of("/?#", authority)).rfind('@');
+    if (at == std::string::npos || at < authority) return {};
+    return {authority, at};
 }
 
 std::string withoutUserInfo(const std::string& url) {
-    const auto scheme = url.find("://");
-    if (scheme == std::string::npos) return url;
-    const auto authority = scheme + 3;
-    const auto end = url.find_first_of("/?#", authority);
-    const auto at = url.substr(0, end).rfind('@');
-    if (at == std::string::npos || at < authority) return url;
-    return url.substr(0, authority) + BLANKED + url.substr(at);
+    const UserInfo info = findUserInfo(url);
+    if (info.end == std::string::npos) return url;
+    return url.substr(0, info.begin) + BLANKED + url.substr(info.end);
+}
+
+}  // namespace
+
+bool isCredential(const std::string& headerName, const CredentialNames& further) {
+    static const HttpHeaders NAMES{{"Authorization", ""}, {"Proxy-Authorization", ""},
+                                   {"Cookie", ""},        {"Set-Cookie", ""},
+                                   {"X-Api-Key", ""},     {"Api-Key", ""},
+                                   {"X-Auth-Token", ""},  {"X-Access-Token", ""},
+                                   {"X-Csrf-Token", ""},  {"X-Xsrf-Token", ""}};
+    return NAMES.hasHeader(headerName) || contains(further.headers, headerName);
+}
+
+bool isSecretParameter(const std::string& name, const CredentialNames& further) {
+    static const HttpHeaders NAMES{{"access_token", ""}, {"api_key", ""},       {"apikey", ""},
+                                   {"auth_token", ""},   {"client_secret", ""}, {"id_token", ""},
+                                   {"password", ""},     {"refresh_token", ""}, {"signature", ""},
+                                   {"token", ""}};
+    return NAMES.hasHeader(name) || contains(further.parameters, name);
+}
+
+std::string fieldValueWithoutCredentials(const std::string& name, const std::string& value,
+                                         const CredentialNames& further) {
+    static const HttpHeaders URLS{{"Location", ""}, {"Content-Location", ""}, {"Referer", ""}};
+    if (isCredential(name, further)) return BLANKED;
+    return URLS.hasHeader(name) ? urlWithoutCredentials(value, further) : value;
+}
+
+std::string urlWithoutCredentials(const std::string& url, const CredentialNames& further) {
+    const std::string text = withoutUserInfo(url);
+    const auto query = text.find('?');
+    if (query == std::string::npos) return text;
+    const auto fragment = std::min(text.find('#', query), text.size());
+    return text.substr(0, query + 1) +
+           parametersWithoutCredentials(text.substr(query + 1, fragment - query - 1), further) +
+           text.substr(fragment);
+}
+
+std::string parametersWithoutCredentials(const std::string& parameters,
+                                         const CredentialNames& further) {
+    std::string text;
+    for (std::size_t begin = 0; begin <= parameters.size();) {
+        const auto end = std::min(parameters.find('&', begin), parameters.size());
+        const std::string pair = parameters.substr(begin, end - begin);
+        const auto equals = pair.find('=');
+        const bool secret =
+            equals != std::string::npos && isSecretParameter(pair.substr(0, equals), further);
+        text += secret ? pair.substr(0, equals + 1) + BLANKED : pair;
+        if (end < parameters.size()) text += '&';
+        begin = end + 1;
+    }
+    return text;
+}
+
+std::string userInfo(const std::string& url) {
+    const UserInfo info = findUserInfo(url);
+    if (info.end == std::string::npos) return {};
+    return url.substr(info.begin, info.end - info.begin);
 }
 
 }  // namespace tavrin::httpclient_testing

@@ -6,6 +6,7 @@
 
 #include "credentials.h"
 #include "httpclient_testing/wire_text.h"
+#include "printable.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -42,14 +43,14 @@ ExpectedRequest& ExpectedRequest::withMethod(HttpMethod method) {
 }
 
 ExpectedRequest& ExpectedRequest::withUrl(std::string url) {
-    std::string description = "URL " + withoutUserInfo(url);
+    std::string description = "URL " + urlWithoutCredentials(url);
     return withCondition(std::move(description), [url = std::move(url)](const auto& request) {
         return request.url == url;
     });
 }
 
 ExpectedRequest& ExpectedRequest::withHeader(std::string name, std::string value) {
-    std::string description = "header " + name + ": " + (isCredential(name) ? BLANKED : value);
+    std::string description = "header " + name + ": " + fieldValueWithoutCredentials(name, value);
     return withCondition(std::move(description),
                          [name = std::move(name), value = std::move(value)](const auto& request) {
                              return hasField(request.headers, name, value);
@@ -72,7 +73,7 @@ ExpectedRequest& ExpectedRequest::withHeaders(HttpHeaders headers) {
 }
 
 ExpectedRequest& ExpectedRequest::withBody(std::string body) {
-    std::string description = "body \"" + body + "\"";
+    std::string description = "body \"" + detail::printableBeginning(body) + "\"";
     return withCondition(std::move(description), [body = std::move(body)](const auto& request) {
         return request.body == body;
     });

@@ -4,10 +4,13 @@
 #include <sstream>
 
 #include "credentials.h"
+#include "printable.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
 
+using detail::printable;
+using detail::printableBeginning;
 using httpclient_core::DataPart;
 using httpclient_core::FilePart;
 using httpclient_core::HttpHeaders;
@@ -15,31 +18,6 @@ using httpclient_core::HttpMethod;
 using httpclient_core::HttpRequest;
 using httpclient_core::HttpResponse;
 using httpclient_core::MultipartBody;
-
-constexpr std::size_t LONGEST_BODY_SHOWN = 1024;
-
-bool isPrintable(unsigned char byte) {
-    return (byte >= 0x20 && byte < 0x7f) || byte == '\n' || byte == '\t';
-}
-
-std::string printable(const std::string& text) {
-    static const char DIGITS[] = "0123456789abcdef";
-    std::string shown;
-    for (const unsigned char byte : text) {
-        if (isPrintable(byte)) {
-            shown += static_cast<char>(byte);
-        } else {
-            shown += {'\\', 'x', DIGITS[byte >> 4], DIGITS[byte & 0xf]};
-        }
-    }
-    return shown;
-}
-
-std::string bodyText(const std::string& body) {
-    if (body.size() <= LONGEST_BODY_SHOWN) return printable(body);
-    return printable(body.substr(0, LONGEST_BODY_SHOWN)) + "... (" + std::to_string(body.size()) +
-           " bytes)";
-}
 
 std::string multipartText(const MultipartBody& body) {
     std::string text = "(multipart:";
@@ -55,7 +33,7 @@ std::string multipartText(const MultipartBody& body) {
 std::string requestText(HttpMethod method, const std::string& url, const HttpHeaders& headers,
                         const std::string& body) {
     std::ostringstream text;
-    text << method << ' ' << printable(withoutUserInfo(url)) << " HTTP/1.1\n"
+    text << method << ' ' << printable(urlWithoutCredentials(url)) << " HTTP/1.1\n"
          << wireText(headers) << '\n'
          << body;
     return text.str();
@@ -74,13 +52,13 @@ std::string peek(std::istream& stream) {
 }  // namespace
 
 std::string wireText(const RecordedRequest& request) {
-    std::string body = bodyText(request.body.value_or(""));
+    std::string body = printableBeginning(request.body.value_or(""));
     if (request.multipartBody) body += multipartText(*request.multipartBody);
     return requestText(request.method, request.url, request.headers, body);
 }
 
 std::string wireText(const HttpRequest& request) {
-    std::string body = bodyText(peekBody(request));
+    std::string body = printableBeginning(peekBody(request));
     if (request.hasMultipartBody()) body += multipartText(request.getMultipartBody());
     return requestText(request.getHttpMethod(), request.getURL().toAsciiString(),
                        request.getHeaders(), body);
@@ -89,13 +67,14 @@ std::string wireText(const HttpRequest& request) {
 std::string wireText(const HttpResponse& response) {
     return "HTTP/1.1 " + to_string(response.getResponseCode()) + " " +
            printable(response.getResponseCodeReason()) + "\n" + wireText(response.getHeaders()) +
-           "\n" + bodyText(peekBody(response));
+           "\n" + printableBeginning(peekBody(response));
 }
 
 std::string wireText(const HttpHeaders& headers) {
     std::string text;
     for (const auto& [name, value] : headers) {
-        text += printable(name) + ": " + (isCredential(name) ? BLANKED : printable(value)) + "\n";
+        text +=
+            printable(name) + ": " + printable(fieldValueWithoutCredentials(name, value)) + "\n";
     }
     return text;
 }
