@@ -13,6 +13,7 @@
 
 #include "httpclient_core/exceptions.h"
 #include "httpclient_testing/wire_text.h"
+#include "record_request.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -34,18 +35,6 @@ std::string readToEnd(std::istream& stream) {
     return text;
 }
 
-RecordedRequest recordWithoutBody(const HttpRequest& request,
-                                  std::optional<std::uint64_t> requestId) {
-    RecordedRequest recorded{request.getHttpMethod(),
-                             request.getURL().toAsciiString(),
-                             request.getHeaders(),
-                             std::nullopt,
-                             std::nullopt,
-                             requestId};
-    if (request.hasMultipartBody()) recorded.multipartBody = request.getMultipartBody();
-    return recorded;
-}
-
 }  // namespace
 
 // Everything that changes while the client works, so that the transport operations can be const.
@@ -59,6 +48,7 @@ public:
 
     std::vector<RecordedRequest> requests() const;
     std::string problems() const;
+    std::size_t remaining() const;
     std::size_t pending() const;
     bool waitForPending(std::size_t count, std::chrono::milliseconds limit) const;
 
@@ -145,6 +135,13 @@ std::string ScriptedHttpClient::Stage::problems() const {
     return text;
 }
 
+std::size_t ScriptedHttpClient::Stage::remaining() const {
+    const std::lock_guard lock(mutex_);
+    std::size_t count = 0;
+    for (const Expectation& left : script_) count += left.timesLeft;
+    return count;
+}
+
 std::size_t ScriptedHttpClient::Stage::pending() const {
     const std::lock_guard lock(mutex_);
     return pending_.size();
@@ -193,7 +190,7 @@ void ScriptedHttpClient::Stage::close() {
 
 ScriptedHttpClient::Stage::Outcome ScriptedHttpClient::Stage::outcomeOf(
     const HttpRequest& request, std::optional<std::uint64_t> requestId) {
-    RecordedRequest recorded = recordWithoutBody(request, requestId);
+    RecordedRequest recorded = detail::recordWithoutBody(request, requestId);
     std::exception_ptr unreadable;
     try {
         if (request.hasRequestBody()) recorded.body = readToEnd(request.getRequestBody());
@@ -305,6 +302,8 @@ void ScriptedHttpClient::setDelayHook(std::function<void(std::chrono::millisecon
 std::vector<RecordedRequest> ScriptedHttpClient::requests() const { return stage_->requests(); }
 
 std::string ScriptedHttpClient::problems() const { return stage_->problems(); }
+
+std::size_t ScriptedHttpClient::remaining() const { return stage_->remaining(); }
 
 void ScriptedHttpClient::verify() const {
     const std::string text = problems();

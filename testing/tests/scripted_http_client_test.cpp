@@ -402,6 +402,25 @@ TEST(ExpectedRequest, AsksWhateverATestWantsToKnow) {
     EXPECT_EQ(expected.describeAgainst(request), "! a long URL\n");
 }
 
+TEST(ExpectedRequest, DescribesABodyAsTextOfBoundedLength) {
+    EXPECT_EQ(ExpectedRequest().withBody(std::string("a\0\xff", 3)).describe(),
+              "  body \"a\\x00\\xff\"\n");
+    EXPECT_EQ(ExpectedRequest().withBody(std::string(1025, 'x')).describe(),
+              "  body \"" + std::string(1024, 'x') + "... (1025 bytes)\"\n");
+}
+
+TEST(ScriptedHttpClient, CountsTheExchangesThatAreLeft) {
+    ScriptedHttpClient client;
+    client.expect({}, ScriptedAnswer(200), 2).expect({}, ScriptedAnswer(200), 0);
+    EXPECT_EQ(client.remaining(), 2u);
+
+    client.makeRequest(get());
+    EXPECT_EQ(client.remaining(), 1u);
+
+    client.makeRequest(get());
+    EXPECT_EQ(client.remaining(), 0u);
+}
+
 TEST(ScriptedAnswer, RefusesChunksOfNoSize) {
     EXPECT_THAT([] { ScriptedAnswer(200).withBody("text", 0); },
                 ThrowsMessage<std::logic_error>("The size of a chunk must not be 0."));

@@ -70,6 +70,9 @@ public:
     /// was expected instead, and each expectation that was not met. "" if all went as written.
     std::string problems() const;
 
+    /// How many exchanges of the script are left to come, each counted as often as it is expected.
+    std::size_t remaining() const;
+
     /// @throws std::logic_error with problems(), if there are any. To be called at a test's end.
     void verify() const;
 

@@ -1,10 +1,12 @@
 #include "support/program_test.h"
 
+#include <utility>
+
 namespace tavrin::http_tool::testing {
 
-Outcome ProgramTest::run(const std::vector<std::string>& arguments, ProgramSetting setting) const {
+Outcome ProgramTest::run(std::vector<std::string> arguments, ProgramSetting setting) const {
     if (setting.directory.empty()) setting.directory = directory_.path();
-    ProgramRun program(arguments, setting);
+    ProgramRun program(std::move(arguments), std::move(setting));
     Outcome outcome;
     outcome.code = program.wait();
     outcome.output = program.output();

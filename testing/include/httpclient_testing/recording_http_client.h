@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "httpclient_core/client.h"
+#include "httpclient_testing/credential_names.h"
+#include "httpclient_testing/export.h"
+
+namespace tavrin::httpclient_testing {
+
+/// Makes requests by another client, and writes down every attempt, for a ReplayingHttpClient:
+///
+///     CurlHttpClient transport;
+///     RecordingHttpClient client(transport, "exchanges.json");
+///     client.makeRequest(std::move(request));
+///     client.save();
+///
+/// Retries and resuming are the other client's own. Recorded is what it was asked for and what it
+/// gave: for each attempt, in the order in which they began, method, URL, header fields and body;
+/// code, reason, header fields, the bytes of the body that this attempt brought, transaction
+/// report; and the failure. Texts that are UTF-8 are written as such, other ones in base64. The
+/// bodies are held in memory until the client is destroyed, and are copied on their way: a
+/// response's body stream is another one than the request's factory made, and writes to that one.
+/// An attempt that has not ended is left out; so is one that never began.
+///
+/// A failure has one of the types HttpRequestTimeoutException, HttpRequestCancelledException,
+/// HttpRequestFailedException, std::logic_error and std::runtime_error: the nearest that what was
+/// thrown derives from, else the last. If the other client doesn't ask the retry strategy about a
+/// request that was cancelled, the attempt is recorded with the header fields of the one before.
+///
+/// Credentials never reach the file: what wireText() blanks is "***" there, and so are parameters
+/// of those names in form bodies, and parts of those names in multipart bodies; further names may
+/// be given. Other bodies are written down as they are, and so are the names of files in multipart
+/// bodies.
+///
+/// All operations may be called from several threads at once.
+class HTTPCLIENT_TESTING_EXPORT RecordingHttpClient : public httpclient_core::HttpClient {
+public:
+    /// Makes its requests by `transport`, which must outlive this client, and has its
+    /// configuration. The file is not touched before it is saved.
+    RecordingHttpClient(httpclient_core::HttpClient& transport, std::string path,
+                        CredentialNames further = {});
+
+    /// As save(), if something was recorded since it was last called, or it never was. As there is
+    /// nobody to throw to, a failure is written to std::cerr.
+    ~RecordingHttpClient() override;
+
+    /// How many attempts have been recorded.
+    std::size_t recorded() const;
+
+    /// Writes all attempts that have ended so far, in place of the file that is there, which stays
+    /// as it is until the new one is complete. Linear in all that was recorded.
+    /// @throws std::system_error "Cannot write \"" + `path` + "\": " + reason.
+    void save() const;
+
+    httpclient_core::HttpResponse makeRequest(httpclient_core::HttpRequest request) const override;
+    void makeAsyncRequest(httpclient_core::HttpRequest request,
+                          httpclient_core::CompletionHandler handler) const override;
+    using HttpClient::makeAsyncRequest;
+
+    /// Hands the settings on to the other client.
+    void configurationChanged(const httpclient_core::ClientConfiguration& configuration) override;
+
+    /// One attempt, for a client that wraps this one. `response` must be one that was made from
+    /// `request`, or that an earlier attempt of `request` left: whatever it holds of other origin
+    /// is lost.
+    void performRequest(httpclient_core::HttpRequest& request,
+                        httpclient_core::HttpResponse& response) const override;
+    void performAsyncRequest(httpclient_core::HttpRequest request,
+                             httpclient_core::HttpResponse response, std::uint64_t requestId,
+                             httpclient_core::RetryTask completion) const override;
+
+private:
+    class Tape;
+    class Attempts;
+
+    httpclient_core::HttpClient& transport_;
+    std::shared_ptr<Tape> tape_;
+};
+
+}  // namespace tavrin::httpclient_testing
