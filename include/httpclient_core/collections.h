@@ -71,7 +71,10 @@ public:
     /// had before still find them, ahead of entries added since, so that after {X: 1} = {Y: 2}
     /// has("X") is true and get("X") is "2", while iteration shows (Y, 2) alone. After `c = c`,
     /// getAll() gives every value twice. Entries that the assignment removed are found no more.
-    /// Linear in the entries of both.
+    ///
+    /// So the index grows with every copy assignment, and memory with it, until the collection is
+    /// move-assigned to: `c = NameValueCollection(other)` leaves nothing of old ones. Takes as long
+    /// as adding the entries of `other`; if entries are removed, linear in the index besides.
     NameValueCollection& operator=(const NameValueCollection& other);
 
     /// Takes the entries over; nothing of the old ones remains, in lookups neither.
@@ -108,8 +111,9 @@ public:
     /// none.
     void set(const std::string& name, std::string value);
 
-    /// Removes every entry of that name; an absent name is no error. Linear in the collection once
-    /// it was copy-assigned to or init() was called, else in the number of entries removed.
+    /// Removes every entry of that name; an absent name is no error. Linear in the index once the
+    /// collection was copy-assigned to or init() was called, else in the number of entries removed
+    /// beyond the lookup.
     void erase(const std::string& name);
 
     /// Puts every entry into the index once more, so that getAll() gives its value once more. The

@@ -17,9 +17,6 @@ bool precedesInMemory(NameIndex::Entry a, NameIndex::Entry b) {
 
 }  // namespace
 
-NameIndex::NameIndex(const NameIndex& other)
-    : few_(other.few_), many_(other.many_ ? std::make_unique<Tree>(*other.many_) : nullptr) {}
-
 void NameIndex::reserve(std::size_t entries) {
     if (!many_ && entries <= MOST_TO_WALK) few_.reserve(entries);
 }
@@ -30,6 +27,24 @@ void NameIndex::add(const std::string& name, Entry entry) {
         many_->emplace(name, entry);
     } else {
         few_.emplace_back(name, entry);
+    }
+}
+
+void NameIndex::makeRoomFor(NameIndex& additions) {
+    const auto sum = few_.size() + additions.few_.size();
+    if (!many_ && (additions.many_ || sum > MOST_TO_WALK)) growIntoTree();
+    if (!many_) {
+        few_.reserve(sum);
+    } else if (!additions.many_) {
+        additions.growIntoTree();
+    }
+}
+
+void NameIndex::take(NameIndex& additions) noexcept {
+    if (many_) {
+        many_->merge(*additions.many_);
+    } else {
+        std::move(additions.few_.begin(), additions.few_.end(), std::back_inserter(few_));
     }
 }
 

@@ -19,14 +19,20 @@ public:
     using Entry = NameValueCollection::iterator;
 
     NameIndex() = default;
-    NameIndex(const NameIndex& other);
-    NameIndex(NameIndex&&) noexcept = default;
-    NameIndex& operator=(NameIndex&&) noexcept = default;
+    NameIndex(const NameIndex&) = delete;
+    NameIndex& operator=(const NameIndex&) = delete;
 
     void reserve(std::size_t entries);
 
     /// Adds an entry under that name. If that fails, nothing has changed.
     void add(const std::string& name, Entry entry);
+
+    /// Makes both ready for take(). If that fails, neither has lost or gained anything.
+    void makeRoomFor(NameIndex& additions);
+
+    /// Moves all of `additions` here, behind what stands under the same names, in time that grows
+    /// with their number rather than with that of what is here. Both must be ready for it.
+    void take(NameIndex& additions) noexcept;
 
     /// The first entry of that name.
     std::optional<Entry> first(const std::string& name) const;

@@ -132,8 +132,8 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
     if (other.empty() && !storage_) return *this;
     if (!storage_) makeStorage(other.size());
 
-    // What can fail comes first: copies of the entries, and of the index. An entry that stays is
-    // overwritten in its node; a further one brings the node of its copy along.
+    // What can fail comes first: copies of the entries, and what the index is to gain. An entry
+    // that stays is overwritten in its node; a further one brings the node of its copy along.
     Entries copies(other.begin(), other.end(), entries_.get_allocator());
     const auto kept = std::min(size(), copies.size());
     const auto firstRemoved = std::next(entries_.begin(), static_cast<std::ptrdiff_t>(kept));
@@ -141,21 +141,23 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
     for (auto entry = firstRemoved; entry != entries_.end(); ++entry) removed.push_back(entry);
     detail::NameIndex::sortAndUnify(removed);
 
-    detail::NameIndex index = storage_->index;
-    index.removeEntries(removed);
+    detail::NameIndex additions;
+    additions.reserve(copies.size());
     auto entry = entries_.begin();
     for (auto copy = copies.begin(); copy != copies.end(); ++copy) {
-        index.add(copy->first, entry == firstRemoved ? copy : entry++);
+        additions.add(copy->first, entry == firstRemoved ? copy : entry++);
     }
+    storage_->index.makeRoomFor(additions);
 
+    if (!removed.empty()) storage_->index.removeEntries(removed);
     entries_.erase(firstRemoved, entries_.end());
     for (auto& reused : entries_) {
         reused.swap(copies.front());
         copies.pop_front();
     }
     entries_.splice(entries_.end(), copies);
-    storage_->index = std::move(index);
     // Old names go on leading to the entries that stay, on purpose.
+    storage_->index.take(additions);
     storage_->indexedRepeatedly = kept > 0;
     return *this;
 }
@@ -237,9 +239,11 @@ void NameValueCollection::erase(const std::string& name) {
 
 void NameValueCollection::init() {
     if (empty()) return;
-    detail::NameIndex index = storage_->index;
-    for (auto entry = begin(); entry != end(); ++entry) index.add(entry->first, entry);
-    storage_->index = std::move(index);
+    detail::NameIndex additions;
+    additions.reserve(size());
+    for (auto entry = begin(); entry != end(); ++entry) additions.add(entry->first, entry);
+    storage_->index.makeRoomFor(additions);
+    storage_->index.take(additions);
     storage_->indexedRepeatedly = true;
 }
 

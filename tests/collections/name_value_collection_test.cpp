@@ -1056,6 +1056,18 @@ TEST(NameValueCollection, LooksUpAndErasesWithoutWalkingThroughTheEntries) {
     EXPECT_TRUE(collection.empty());
 }
 
+// An assignment that walked through what those before it left behind would take minutes here.
+TEST(NameValueCollection, IsCopyAssignedToAgainAndAgainWithoutWalkingThroughItsPast) {
+    constexpr int ASSIGNMENTS = 20'000;
+    const NameValueCollection source = {{"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}};
+    NameValueCollection target;
+
+    for (int i = 0; i < ASSIGNMENTS; ++i) target = source;
+
+    EXPECT_EQ(target, source);
+    EXPECT_EQ(target.getAll("a").size(), static_cast<std::size_t>(ASSIGNMENTS));
+}
+
 TEST(NameValueCollection, IsReadFromSeveralThreadsAtOnce) {
     const NameValueCollection collection = {{"a", "1"}, {"b", "2"}, {"A", "3"}};
     std::vector<std::string> seen(4);

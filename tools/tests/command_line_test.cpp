@@ -16,6 +16,7 @@ using ::testing::HasSubstr;
 CommandLine parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "tavrin-http");
     std::vector<const char*> words;
+    words.reserve(arguments.size());
     for (const auto& argument : arguments) words.push_back(argument.c_str());
     return parseCommandLine(static_cast<int>(words.size()), words.data());
 }
@@ -32,7 +33,7 @@ std::string answerTo(const std::vector<std::string>& arguments) {
 
 std::string rendered(const httpclient_core::HttpHeaders& headers) {
     std::string text;
-    for (const auto& [name, value] : headers) text += name + ": " + value + "\n";
+    for (const auto& [name, value] : headers) text.append(name).append(": ").append(value) += '\n';
     return text;
 }
 

@@ -85,7 +85,7 @@ TEST(ProgressLine, CutsBetweenCharacters) {
 TEST(SpeedMeter, MeasuresASteadyStream) {
     SpeedMeter meter;
     const SpeedMeter::TimePoint start{};
-    for (int i = 0; i <= 50; ++i) meter.note(i * 100, start + milliseconds(i * 100));
+    for (int i = 0; i <= 50; ++i) meter.note(i * 100LL, start + milliseconds(i * 100));
 
     EXPECT_NEAR(meter.bytesPerSecond(), 1000, 1e-6);
 }
@@ -93,7 +93,7 @@ TEST(SpeedMeter, MeasuresASteadyStream) {
 TEST(SpeedMeter, FollowsAChangeWithinSeconds) {
     SpeedMeter meter;
     const SpeedMeter::TimePoint start{};
-    for (int i = 0; i <= 50; ++i) meter.note(i * 1000, start + milliseconds(i * 100));
+    for (int i = 0; i <= 50; ++i) meter.note(i * 1000LL, start + milliseconds(i * 100));
     for (int i = 51; i <= 200; ++i) meter.note(50000, start + milliseconds(i * 100));
 
     EXPECT_LT(meter.bytesPerSecond(), 100);

@@ -43,6 +43,7 @@ int inputFile(const std::string& content) {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (auto& text : texts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     return pointers;
@@ -60,13 +61,16 @@ bool takeFrom(int descriptor, std::string& text) {
 
 }  // namespace
 
-ProgramRun::ProgramRun(const std::vector<std::string>& arguments, ProgramSetting setting) {
+ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const ProgramSetting& setting) {
     std::vector<std::string> words{TAVRIN_HTTP_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables;
-    for (const auto& [name, value] : setting.environment) variables.push_back(name + "=" + value);
+    for (const auto& [name, value] : setting.environment) {
+        variables.push_back(std::string(name).append("=").append(value));
+    }
     // The sanitizers' settings are the tests' own.
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"}) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment.
         if (const char* value = std::getenv(name))
             variables.push_back(std::string(name) + "=" + value);
     }

@@ -20,7 +20,8 @@ struct ProgramSetting {
 /// The real program, running with the given arguments; its output is collected while it runs.
 class ProgramRun {
 public:
-    explicit ProgramRun(const std::vector<std::string>& arguments, ProgramSetting setting = {});
+    explicit ProgramRun(const std::vector<std::string>& arguments,
+                        const ProgramSetting& setting = {});
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
     /// Ends the program if it still runs.

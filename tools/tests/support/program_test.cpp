@@ -1,12 +1,10 @@
 #include "support/program_test.h"
 
-#include <utility>
-
 namespace tavrin::http_tool::testing {
 
-Outcome ProgramTest::run(std::vector<std::string> arguments, ProgramSetting setting) const {
+Outcome ProgramTest::run(const std::vector<std::string>& arguments, ProgramSetting setting) const {
     if (setting.directory.empty()) setting.directory = directory_.path();
-    ProgramRun program(std::move(arguments), std::move(setting));
+    ProgramRun program(arguments, setting);
     Outcome outcome;
     outcome.code = program.wait();
     outcome.output = program.output();

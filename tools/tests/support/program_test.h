@@ -26,7 +26,7 @@ protected:
         : server_(std::move(options)) {}
 
     /// Runs it in the directory and waits for its end.
-    Outcome run(std::vector<std::string> arguments, ProgramSetting setting = {}) const;
+    Outcome run(const std::vector<std::string>& arguments, ProgramSetting setting = {}) const;
 
     /// Content of a file in the directory.
     std::string file(const std::string& name) const { return readFile(directory_.file(name)); }

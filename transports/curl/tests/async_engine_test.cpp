@@ -5,6 +5,7 @@
 #include <set>
 #include <thread>
 
+#include "httpclient_testing/black_hole.h"
 #include "support.h"
 
 namespace tavrin::httpclient_curl {
@@ -374,6 +375,46 @@ TEST_F(EndOfLife, HandlerThatAsksForMoreIsRefused) {
     client.reset();
 
     EXPECT_EQ(refused, 2);
+}
+
+TEST_F(EndOfLife, RunsManyQuickHandlersOnFewThreads) {
+    const httpclient_testing::BlackHole nobody;
+    std::mutex mutex;
+    std::set<std::thread::id> threads;
+    int calls = 0;
+
+    {
+        const CurlHttpClient client;
+        for (int i = 0; i < 2000; ++i) {
+            client.makeAsyncRequest(get(nobody.url()), [&](const auto&...) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                threads.insert(std::this_thread::get_id());
+                ++calls;
+            });
+        }
+    }
+
+    EXPECT_EQ(calls, 2000);
+    EXPECT_LT(threads.size(), 200U);
+}
+
+TEST_F(EndOfLife, RunsHandlersThatBlockBesideEachOther) {
+    const httpclient_testing::BlackHole nobody;
+    constexpr int MANY = 300;
+    Countdown all(MANY);
+    std::atomic<int> met{0};
+
+    {
+        const CurlHttpClient client;
+        for (int i = 0; i < MANY; ++i) {
+            client.makeAsyncRequest(get(nobody.url()), [&](const auto&...) {
+                all.count();
+                if (all.wait()) ++met;
+            });
+        }
+    }
+
+    EXPECT_EQ(met, MANY);
 }
 
 TEST_F(EndOfLife, MayComeFromAHandlerOfItsOwn) {
