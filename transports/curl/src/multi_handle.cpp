@@ -1,11 +1,11 @@
 #include "multi_handle.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <system_error>
+
+#include "failure.h"
 
 namespace tavrin::httpclient_curl::detail {
 namespace {
@@ -21,8 +21,7 @@ void check(CURLMcode code) {
 MultiHandle::MultiHandle() : handle_(curl_multi_init()) {
     if (handle_ == nullptr) throw std::bad_alloc();
     if (curl_multi_wakeup(handle_.get()) != CURLM_OK) {
-        throw std::system_error(EMFILE, std::generic_category(),
-                                "No file descriptor for a set of transfers");
+        throw refused("no file descriptor is left for it");
     }
 }
 

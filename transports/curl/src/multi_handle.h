@@ -10,8 +10,8 @@ namespace tavrin::httpclient_curl::detail {
 // A set of transfers and their connections. Belongs to one thread, but for wake().
 class MultiHandle {
 public:
-    // Throws std::bad_alloc, and std::system_error if it could not be woken for want of file
-    // descriptors: libcurl would go on without, and sleep for ever.
+    // Throws std::bad_alloc, and HttpRequestFailedException if it could not be woken for want of
+    // file descriptors: libcurl would go on without, and sleep for ever.
     MultiHandle();
 
     void add(CURL* easy);

@@ -118,21 +118,26 @@ TEST_P(Robustness, ABrokenPipeKillsNobody) {
     options.tls = httpclient_testing::TlsKind::GOOD;
     FaultServer secure(std::move(options));
     FaultServer plain;
+    for (FaultServer* server : {&plain, &secure}) {
+        server->setPlan("/reset", "urst@1000");
+        server->setPlan("/close", "silentclose");
+    }
     const int code = inChild([&] {
         signal(SIGPIPE, SIG_DFL);
         const CurlHttpClient client(once().withCertificateFile(secure.caFile()));
+        int resets = 0;
         for (FaultServer* server : {&plain, &secure}) {
             for (int i = 0; i < 10; ++i) {
-                server->setPlan("urst@1000");
-                failureOf([&] {
-                    send(client,
-                         withBody(HttpMethod::PUT, server->url(), std::string(3000000, 'x')));
-                });
-                server->setPlan("silentclose");
-                failureOf([&] { send(client, get(server->url("/bytes/1"))); });
+                const std::string body(3000000, 'x');
+                const auto put = [&](const char* path) {
+                    send(client, withBody(HttpMethod::PUT, server->url(path), body));
+                };
+                resets += !failureOf([&] { put("/reset"); }).empty();
+                failureOf([&] { send(client, get(server->url("/close"))); });
+                failureOf([&] { put("/close"); });
             }
         }
-        return 0;
+        return resets == 20 ? 0 : 1;
     });
     EXPECT_EQ(code, 0);
 }

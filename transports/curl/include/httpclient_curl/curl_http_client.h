@@ -104,7 +104,7 @@ namespace tavrin::httpclient_curl {
 ///
 /// Where no class is named it is HttpRequestFailedException; <reason> is libcurl's where it has one.
 /// What was cancelled is not retried, whatever the strategy says. std::bad_alloc and
-/// std::system_error tell that memory, threads or file descriptors have run out.
+/// std::system_error tell that memory or threads have run out.
 ///
 /// **Limits.** Giving up a request whose host name is being looked up leaves that to a thread of
 /// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
