@@ -163,12 +163,13 @@ public:
                                       report.effectiveURL().toAsciiString()};
         }
         put(std::move(answer), error);
+        cancelled_ = isCancellation(error);
     }
 
     // For an attempt that was cancelled, if the strategy was not asked; the response is out of
     // reach then, but for what its body's factory saw of it.
     void endUnasked(const std::exception_ptr& error) {
-        if (!place_ || !isCancellation(error)) return;
+        if (!place_ || cancelled_ || !isCancellation(error)) return;
         std::optional<RecordedResponse> answer;
         if (const auto& head = tap_->head()) {
             answer = RecordedResponse{
@@ -192,6 +193,8 @@ private:
     RecordedRequest request_;
     // Of the attempt that is under way.
     std::optional<std::size_t> place_;
+    // The last attempt was: what follows is refused before it begins, whatever the strategy said.
+    bool cancelled_ = false;
 };
 
 namespace {
