@@ -37,6 +37,22 @@ std::string withoutUserInfo(const std::string& url) {
     return url.substr(0, info.begin) + BLANKED + url.substr(info.end);
 }
 
+// The closing quote of the JSON text whose opening one stands at `open`; the end if it is cut off.
+std::size_t closingQuote(const std::string& json, std::size_t open) {
+    std::size_t at = open + 1;
+    while (at < json.size() && json[at] != '"') at += json[at] == '\\' ? 2 : 1;
+    return std::min(at, json.size());
+}
+
+// The opening quote of the text that is the member's value, if the name ends at `nameEnd`.
+std::size_t openingQuoteOfValue(const std::string& json, std::size_t nameEnd) {
+    static const char BLANKS[] = " \t\r\n";
+    const auto colon = json.find_first_not_of(BLANKS, nameEnd + 1);
+    if (colon == std::string::npos || json[colon] != ':') return std::string::npos;
+    const auto value = json.find_first_not_of(BLANKS, colon + 1);
+    return value != std::string::npos && json[value] == '"' ? value : std::string::npos;
+}
+
 }  // namespace
 
 bool isCredential(const std::string& headerName, const CredentialNames& further) {
@@ -87,6 +103,22 @@ std::string parametersWithoutCredentials(const std::string& parameters,
         begin = end + 1;
     }
     return text;
+}
+
+std::string jsonWithoutCredentials(const std::string& json, const CredentialNames& further) {
+    std::string text;
+    std::size_t copied = 0;
+    for (auto open = json.find('"'); open != std::string::npos;) {
+        const auto close = closingQuote(json, open);
+        const auto value = openingQuoteOfValue(json, close);
+        if (value != std::string::npos &&
+            isSecretParameter(json.substr(open + 1, close - open - 1), further)) {
+            text += json.substr(copied, value + 1 - copied) + BLANKED;
+            copied = closingQuote(json, value);
+        }
+        open = json.find('"', std::max(copied, close) + 1);
+    }
+    return text + json.substr(copied);
 }
 
 std::string userInfo(const std::string& url) {

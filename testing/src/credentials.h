@@ -27,6 +27,10 @@ std::string urlWithoutCredentials(const std::string& url, const CredentialNames&
 std::string parametersWithoutCredentials(const std::string& parameters,
                                          const CredentialNames& further = {});
 
+// JSON, or the beginning of it, with BLANKED in place of the texts that are members by the name of
+// secret parameters.
+std::string jsonWithoutCredentials(const std::string& json, const CredentialNames& further = {});
+
 // What stands before the "@" of the URL's authority; "" if there is no "@".
 std::string userInfo(const std::string& url);
 

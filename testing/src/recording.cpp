@@ -62,10 +62,26 @@ HttpHeaders withoutCredentials(const HttpHeaders& headers, const CredentialNames
     return blanked;
 }
 
-bool isForm(const HttpHeaders& headers) {
-    static const std::string FORM = "application/x-www-form-urlencoded";
+// The media type alone, without parameters; "" if there is none.
+std::string mediaType(const HttpHeaders& headers) {
     const auto type = headers.find(HttpHeaders::CONTENT_TYPE);
-    return type != headers.end() && sameName(type->second.substr(0, FORM.size()), FORM);
+    if (type == headers.end()) return {};
+    return std::string(withoutBlanks(type->second.substr(0, type->second.find(';'))));
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && sameName(text.substr(text.size() - end.size()), end);
+}
+
+std::string bodyWithoutCredentials(const std::string& body, const HttpHeaders& headers,
+                                   const CredentialNames& further) {
+    const std::string type = mediaType(headers);
+    if (endsWith(type, "/x-www-form-urlencoded"))
+        return parametersWithoutCredentials(body, further);
+    if (endsWith(type, "/json") || endsWith(type, "+json")) {
+        return jsonWithoutCredentials(body, further);
+    }
+    return body;
 }
 
 template <typename Part>
@@ -99,8 +115,8 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 
 RecordedRequest withoutCredentials(RecordedRequest request, const CredentialNames& further) {
     request.url = urlWithoutCredentials(request.url, further);
-    if (request.body && isForm(request.headers)) {
-        request.body = parametersWithoutCredentials(*request.body, further);
+    if (request.body) {
+        request.body = bodyWithoutCredentials(*request.body, request.headers, further);
     }
     if (request.multipartBody) {
         request.multipartBody = withoutCredentials(*request.multipartBody, further);
@@ -118,6 +134,7 @@ RecordedExchange withoutCredentials(RecordedExchange exchange, const CredentialN
     exchange.request = withoutCredentials(std::move(exchange.request), further);
     if (exchange.response) {
         RecordedResponse& response = *exchange.response;
+        response.body = bodyWithoutCredentials(response.body, response.headers, further);
         response.headers = withoutCredentials(response.headers, further);
         response.effectiveUrl = urlWithoutCredentials(response.effectiveUrl, further);
     }

@@ -279,6 +279,36 @@ TEST_F(RecordingHttpClientTest, WritesNoCredential) {
     EXPECT_THAT(transport.requests()[0], HasHeader("authorization", "Basic geheim"));
 }
 
+TEST_F(RecordingHttpClientTest, WritesNoSecretMemberOfAJsonBody) {
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"user": "u", "Password" : "ge\"heim", "x": "token"})",
+         R"({"user": "u", "Password" : "***", "x": "token"})"},
+        {R"([{"mine":"geheim","token":7},{"a":{"token":"geheim"}}])",
+         R"([{"mine":"***","token":7},{"a":{"token":"***"}}])"},
+        {R"({"a": "\\", "token": "geheim cut)", R"({"a": "\\", "token": "***)"},
+        {R"({"token": "geheim\)", R"({"token": "***)"},
+        {R"({"token": )", R"({"token": )"},
+        {R"({"token)", R"({"token)"},
+        {"", ""}};
+    for (const std::string type :
+         {"application/json", "application/problem+JSON ; charset=utf-8"}) {
+        for (const auto& [body, written] : cases) {
+            ScriptedHttpClient transport;
+            transport.expect({},
+                             ScriptedAnswer(200).withHeader("Content-Type", type).withBody(body));
+            const RecordingHttpClient client(transport, path_, {{}, {"mine"}});
+            HttpRequest request(HttpMethod::POST, URL(FILE_URL), {{"Content-Type", type}});
+            request.setRequestBody(body);
+
+            EXPECT_THAT(client.makeRequest(std::move(request)), BodyIs(body));
+            client.save();
+
+            EXPECT_EQ(file()["exchanges"][0]["request"]["body"], written);
+            EXPECT_EQ(file()["exchanges"][0]["response"]["body"], written);
+        }
+    }
+}
+
 TEST_F(RecordingHttpClientTest, WritesThePartsOfAMultipartBodyWithoutCredentials) {
     ScriptedHttpClient transport;
     transport.expect({}, ScriptedAnswer(200));

@@ -9,7 +9,7 @@ namespace tavrin::httpclient_testing {
 /// Letter case doesn't count. A plain value.
 struct CredentialNames {
     std::vector<std::string> headers;     ///< header fields
-    std::vector<std::string> parameters;  ///< of a query, a form body, or a multipart body
+    std::vector<std::string> parameters;  ///< of a query or a form, JSON or multipart body
 };
 
 }  // namespace tavrin::httpclient_testing

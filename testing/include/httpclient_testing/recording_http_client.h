@@ -32,9 +32,9 @@ namespace tavrin::httpclient_testing {
 /// request that was cancelled, the attempt is recorded with the header fields of the one before.
 ///
 /// Credentials never reach the file: what wireText() blanks is "***" there, and so are parameters
-/// of those names in form bodies, and parts of those names in multipart bodies; further names may
-/// be given. Other bodies are written down as they are, and so are the names of files in multipart
-/// bodies.
+/// of those names in form bodies, texts that are members of those names in JSON bodies, and parts
+/// of those names in multipart bodies; further names may be given. Other bodies are written down as
+/// they are, and so are the names of files in multipart bodies.
 ///
 /// All operations may be called from several threads at once.
 class HTTPCLIENT_TESTING_EXPORT RecordingHttpClient : public httpclient_core::HttpClient {
