@@ -37,7 +37,7 @@ HttpResponse::HttpResponse(HttpResponse&& other) noexcept
 
 HttpResponse& HttpResponse::operator=(HttpResponse&& other) noexcept {
     if (this == &other) return *this;
-    HttpMessage::operator=(std::move(other));
+    HttpMessage::operator=(static_cast<HttpMessage&&>(other));
     responseCode_ = other.responseCode_;
     responseCodeReason_ = std::move(other.responseCodeReason_);
     transactionReport_ = std::move(other.transactionReport_);

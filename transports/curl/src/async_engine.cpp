@@ -84,6 +84,8 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
     // The strategy wants what the application, or the client's end, has cancelled. Asking it again
     // might never end, so the handler is told without it.
     if (logical == nullptr || logical->handler == nullptr) throw HttpRequestCancelledException();
+    // A job that was queued has returned above, from the queue or as a stranded one.
+    // NOLINTNEXTLINE(bugprone-use-after-move)
     (*logical->handler)(std::move(request), std::move(response),
                         std::make_exception_ptr(HttpRequestCancelledException()));
 }

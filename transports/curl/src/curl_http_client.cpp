@@ -115,7 +115,7 @@ private:
     }
 
     void abandon() {
-        channels.release();
+        static_cast<void>(channels.release());
         new std::shared_ptr<detail::AsyncEngine>(std::move(engine));
     }
 

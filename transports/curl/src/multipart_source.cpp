@@ -1,7 +1,6 @@
 #include "multipart_source.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <random>
 #include <system_error>
@@ -145,8 +144,7 @@ std::size_t MultipartSource::read(char* to, std::size_t size) {
 
 std::size_t MultipartSource::readText(const std::string& text, char* to, std::size_t size) {
     const auto offset = static_cast<std::size_t>(offset_);
-    const std::size_t count = std::min(size, text.size() - offset);
-    std::memcpy(to, text.data() + offset, count);
+    const std::size_t count = text.copy(to, size, offset);
     offset_ += static_cast<std::int64_t>(count);
     return count;
 }
