@@ -16,9 +16,8 @@ public:
     AllocationsPerIteration(const AllocationsPerIteration&) = delete;
     AllocationsPerIteration& operator=(const AllocationsPerIteration&) = delete;
     ~AllocationsPerIteration() {
-        state_.counters["allocs"] =
-            benchmark::Counter(static_cast<double>(allocationCount() - before_),
-                               benchmark::Counter::kAvgIterations);
+        state_.counters["allocs"] = benchmark::Counter(
+            static_cast<double>(allocationCount() - before_), benchmark::Counter::kAvgIterations);
     }
 
 private:

@@ -1,5 +1,5 @@
-// A program that goes on misusing the library, with logging switched on, while its static objects are
-// destroyed: the channel has ended by then, and nothing may come of it.
+// A program that goes on misusing the library, with logging switched on, while its static objects
+// are destroyed: the channel has ended by then, and nothing may come of it.
 
 #include <cstdlib>
 #include <stdexcept>
