@@ -80,7 +80,7 @@ std::string fieldValueWithoutCredentials(const std::string& name, const std::str
 }
 
 std::string urlWithoutCredentials(const std::string& url, const CredentialNames& further) {
-    const std::string text = withoutUserInfo(url);
+    std::string text = withoutUserInfo(url);
     const auto query = text.find('?');
     if (query == std::string::npos) return text;
     const auto fragment = std::min(text.find('#', query), text.size());

@@ -35,7 +35,11 @@ Json bytes(const std::string& text) {
 
 Json headerLines(const HttpHeaders& headers) {
     Json lines = Json::array();
-    for (const auto& [name, value] : headers) lines.push_back(bytes(name + ": " + value));
+    for (const auto& [name, value] : headers) {
+        std::string line = name;
+        line.append(": ").append(value);
+        lines.push_back(bytes(line));
+    }
     return lines;
 }
 
