@@ -54,17 +54,18 @@ bool DefaultRetry::operator()(const HttpRequest& request, const HttpResponse& re
                               const std::exception_ptr& error, int totalAttempts,
                               int consecutiveAttempts) const {
     if (!error && isSuccess(response)) {
-        HTTPCLIENT_LOG(LOG_DECISION)
-            << "Request to " << request.getURL() << " was successful on attempt " << totalAttempts;
+        HTTPCLIENT_LOG(LOG_DECISION, "Request to " << request.getURL()
+                                                   << " was successful on attempt "
+                                                   << totalAttempts);
         return false;
     }
     if (maxTotalAttempts <= totalAttempts) {
-        HTTPCLIENT_LOG(LOG_DECISION) << "Max total attempts = " << maxTotalAttempts << " reached.";
+        HTTPCLIENT_LOG(LOG_DECISION, "Max total attempts = " << maxTotalAttempts << " reached.");
         return false;
     }
     if (maxConsecutiveAttempts <= consecutiveAttempts) {
-        HTTPCLIENT_LOG(LOG_DECISION)
-            << "Max consecutive attempts = " << maxConsecutiveAttempts << " reached.";
+        HTTPCLIENT_LOG(LOG_DECISION,
+                       "Max consecutive attempts = " << maxConsecutiveAttempts << " reached.");
         return false;
     }
 

@@ -14,16 +14,18 @@ void validate(const HttpRequest& request) {
     const bool hasLength = request.hasHeader(HttpHeaders::CONTENT_LENGTH);
     const bool hasEncoding = request.hasHeader(HttpHeaders::TRANSFER_ENCODING);
     if (hasLength && hasEncoding && request.getTransferEncoding() != "identity") {
-        HTTPCLIENT_LOG(LOG_MISUSE) << "HttpRequest headers for " << request.getURL()
-                                   << " must not include Content-Length and a non-identity "
-                                      "Transfer-Encoding.";
+        HTTPCLIENT_LOG(LOG_MISUSE, "HttpRequest headers for "
+                                       << request.getURL()
+                                       << " must not include Content-Length and a non-identity "
+                                          "Transfer-Encoding.");
         throw std::logic_error(
             "HttpRequest headers must not include Content-Length and a non-identity "
             "Transfer-Encoding.");
     }
     if (!hasLength && !hasEncoding) {
-        HTTPCLIENT_LOG(LOG_MISUSE) << "Request for " << request.getURL()
-                                   << " has no Content-Length or Transfer-Encoding header.";
+        HTTPCLIENT_LOG(LOG_MISUSE, "Request for "
+                                       << request.getURL()
+                                       << " has no Content-Length or Transfer-Encoding header.");
         throw std::logic_error(
             "A HttpRequest with a body must have a Content-Length or a Transfer-Encoding header.");
     }

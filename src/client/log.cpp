@@ -73,25 +73,26 @@ bool isLogged(LogSeverity severity) {
            boost::log::core::get()->get_logging_enabled();
 }
 
-LogRecord::LogRecord(LogSeverity severity) : severity_(severity) {
-    text_.imbue(std::locale::classic());
+std::ostringstream recordText() {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text.exceptions(std::ios::badbit);
+    return text;
 }
 
-LogRecord::~LogRecord() {
-    try {
-        auto& source = coreLogger().source();
-        auto record =
-            source.open_record(boost::log::keywords::severity = static_cast<int>(severity_));
-        if (!record) return;
-        boost::log::record_ostream(record) << text_.str() << std::flush;
+void writeRecord(LogSeverity severity, const std::string& text) {
+    auto& source = coreLogger().source();
+    auto record = source.open_record(boost::log::keywords::severity = static_cast<int>(severity));
+    if (!record) return;
+    // Its stream shows by its state alone that it could not take the text.
+    if (boost::log::record_ostream(record) << text << std::flush) {
         source.push_record(std::move(record));
-    } catch (...) {  // A sink that throws is the program's own affair.
     }
 }
 
 void logCaughtException() {
-    HTTPCLIENT_LOG(LOG_EXCEPTION) << "Exception caught: "
-                                  << boost::current_exception_diagnostic_information();
+    HTTPCLIENT_LOG(LOG_EXCEPTION,
+                   "Exception caught: " << boost::current_exception_diagnostic_information());
 }
 
 }  // namespace detail

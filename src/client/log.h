@@ -2,47 +2,44 @@
 
 #include <ostream>
 #include <sstream>
+#include <string>
 
 #include "httpclient_core/logging.h"
 
-/// One diagnostic record, streamed: HTTPCLIENT_LOG(LOG_DECISION) << "Attempt " << number << ".";
-/// Nothing that is streamed is evaluated unless the record is wanted.
-#define HTTPCLIENT_LOG(severity)                           \
-    !::tavrin::httpclient_core::detail::isLogged(severity) \
-        ? void()                                           \
-        : ::tavrin::httpclient_core::detail::Statement() & \
-              ::tavrin::httpclient_core::detail::LogRecord(severity).stream()
+/// One diagnostic record: HTTPCLIENT_LOG(LOG_DECISION, "Attempt " << number << "."). Nothing that
+/// is streamed is evaluated unless the record is wanted, and nothing that goes wrong with it
+/// leaves: records never change what the code does.
+#define HTTPCLIENT_LOG(severity, ...)             \
+    ::tavrin::httpclient_core::detail::logRecord( \
+        severity, [&](std::ostream& record) { record << __VA_ARGS__; })
 
 namespace tavrin::httpclient_core::detail {
 
 /// Whether a record of that severity is wanted on the library's channel now.
 bool isLogged(LogSeverity severity);
 
-/// Text of one record, written when it is destroyed. Nothing that goes wrong in writing it leaves:
-/// records never change what the code does.
-class LogRecord {
-public:
-    explicit LogRecord(LogSeverity severity);
-    LogRecord(const LogRecord&) = delete;
-    LogRecord& operator=(const LogRecord&) = delete;
-    ~LogRecord();
+/// A stream for the text of one record, which throws rather than leave a part out.
+std::ostringstream recordText();
 
-    std::ostream& stream() { return text_; }
+/// Writes a record of that text.
+void writeRecord(LogSeverity severity, const std::string& text);
 
-private:
-    LogSeverity severity_;
-    std::ostringstream text_;
-};
-
-/// Makes a streamed record an expression of type void, binding looser than << and tighter than ?:.
-struct Statement {
-    void operator&(std::ostream&) const {}
-};
+/// Writes what `print` puts into a stream, if a record of that severity is wanted.
+template <typename Print>
+void logRecord(LogSeverity severity, const Print& print) noexcept {
+    try {
+        if (!isLogged(severity)) return;
+        auto text = recordText();
+        print(text);
+        writeRecord(severity, text.str());
+    } catch (...) {  // Memory ran out, or a sink threw, which is the program's own affair.
+    }
+}
 
 /// Writes the exception's text and hands the exception back, to be thrown.
 template <typename Exception>
 Exception logged(LogSeverity severity, Exception exception) {
-    HTTPCLIENT_LOG(severity) << exception.what();
+    HTTPCLIENT_LOG(severity, exception.what());
     return exception;
 }
 

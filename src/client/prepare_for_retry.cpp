@@ -34,10 +34,11 @@ ProgressCallback raiseProgress(std::int64_t offset, ProgressCallback wrapped) {
 }
 
 void askForWholeBody(HttpRequest& request, HttpResponse& response) {
-    HTTPCLIENT_LOG(LOG_DECISION) << "Server responded with Range not satisfiable for "
-                                 << request.getURL() << " for request with Range: "
-                                 << (request.hasHeader("Range") ? request.getHeaderValue("Range")
-                                                                : "NOT SET");
+    HTTPCLIENT_LOG(
+        LOG_DECISION,
+        "Server responded with Range not satisfiable for "
+            << request.getURL() << " for request with Range: "
+            << (request.hasHeader("Range") ? request.getHeaderValue("Range") : "NOT SET"));
     request.removeHeader("Range");
     response.resetResponseBody();
 }
@@ -51,9 +52,10 @@ void askForRest(HttpRequest& request, HttpResponse& response) {
     }
     const std::string range = "bytes=" + std::to_string(offset) + "-";
     request.setHeaderValue("Range", range);
-    HTTPCLIENT_LOG(LOG_DECISION) << "Requesting a byte range starting from where last request left "
-                                    "off up to the end: "
-                                 << range;
+    HTTPCLIENT_LOG(LOG_DECISION,
+                   "Requesting a byte range starting from where last request left "
+                   "off up to the end: "
+                       << range);
     if (request.hasProgressCallback()) {
         request.setProgressCallback(raiseProgress(offset, request.getProgressCallback()));
     }
@@ -67,7 +69,7 @@ void prepareForRetry(HttpRequest& request, HttpResponse& response, bool resumeOn
 
     const auto code = response.getResponseCode();
     if (code == NO_RESPONSE) {
-        HTTPCLIENT_LOG(LOG_DECISION) << "Request not made.";
+        HTTPCLIENT_LOG(LOG_DECISION, "Request not made.");
         return;
     }
     if (code == HttpResponseCode::RANGE_NOT_SATISFIABLE) {
