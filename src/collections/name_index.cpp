@@ -70,10 +70,18 @@ void NameIndex::removeName(const std::string& name) {
                few_.end());
 }
 
+void NameIndex::removeEntry(Entry entry) {
+    removeIf([entry](const auto& slot) { return slot.second == entry; });
+}
+
 void NameIndex::removeEntries(const std::vector<Entry>& entries) {
-    const auto isRemoved = [&](const auto& slot) {
+    removeIf([&](const auto& slot) {
         return std::binary_search(entries.begin(), entries.end(), slot.second, precedesInMemory);
-    };
+    });
+}
+
+template <typename Predicate>
+void NameIndex::removeIf(Predicate isRemoved) {
     few_.erase(std::remove_if(few_.begin(), few_.end(), isRemoved), few_.end());
     if (!many_) return;
     for (auto position = many_->begin(); position != many_->end();) {

@@ -53,13 +53,18 @@ public:
     /// Takes out everything that was added under the name.
     void removeName(const std::string& name);
 
-    /// Takes out the entries, whatever their names. They must be sorted by address.
+    /// Takes out the entry, or each of several, whatever their names. Several must be sorted by
+    /// address. Takes no memory.
+    void removeEntry(Entry entry);
     void removeEntries(const std::vector<Entry>& entries);
 
     /// Sorts entries by address and lets each stand once.
     static void sortAndUnify(std::vector<Entry>& entries);
 
 private:
+    template <typename Predicate>
+    void removeIf(Predicate isRemoved);
+
     static bool isSameName(const std::string& a, const std::string& b);
 
     using Tree = std::multimap<std::string, Entry, NameValueCollection::CaseInsensitiveCompare>;

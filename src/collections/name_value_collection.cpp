@@ -225,12 +225,21 @@ void NameValueCollection::erase(const std::string& name) {
     // Keeps the entries until the end: `name` may refer into one of them.
     Entries removed(entries_.get_allocator());
     const auto remove = [&](iterator entry) { removed.splice(removed.end(), entries_, entry); };
-    if (!storage_->indexedRepeatedly) {  // Without memory of its own: a rollback may rely on it.
+    if (!storage_->indexedRepeatedly) {
         index.forEach(name, remove);
         index.removeName(name);
         return;
     }
+    std::size_t count = 0;
+    index.forEach(name, [&](iterator) { ++count; });
+    if (count == 1) {  // Without memory of its own: what takes an addition back relies on it.
+        const auto entry = *index.first(name);
+        remove(entry);
+        index.removeEntry(entry);
+        return;
+    }
     std::vector<iterator> entries;
+    entries.reserve(count);
     index.forEach(name, [&](iterator entry) { entries.push_back(entry); });
     detail::NameIndex::sortAndUnify(entries);
     std::for_each(entries.begin(), entries.end(), remove);
