@@ -21,6 +21,13 @@ public:
     /// The defaults that are named below.
     ClientConfiguration();
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    ClientConfiguration(const ClientConfiguration&) = default;
+    ClientConfiguration(ClientConfiguration&&) noexcept = default;
+    ClientConfiguration& operator=(const ClientConfiguration& other);
+    ClientConfiguration& operator=(ClientConfiguration&&) noexcept = default;
+    ~ClientConfiguration() = default;
+
     /// File of the certificates that are trusted; empty, the default: those of the system.
     FilePath certificateFile() const;
     void setCertificateFile(FilePath certificateFile);

@@ -22,6 +22,13 @@ public:
     /// A media type of these texts, unchecked.
     ContentType(std::string type, NameValueCollection parameters);
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    ContentType(const ContentType&) = default;
+    ContentType(ContentType&&) noexcept = default;
+    ContentType& operator=(const ContentType& other);
+    ContentType& operator=(ContentType&&) noexcept = default;
+    ~ContentType() = default;
+
     /// Reads "type;name=value;name=value". The type is the first piece that is not empty, with the
     /// blanks around it; names and values are freed of blanks, line feeds, carriage returns and
     /// tabs. An empty text gives an empty type.
@@ -57,6 +64,13 @@ public:
 
     /// These media types, in this order.
     Accept(std::vector<ContentType> types);
+
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    Accept(const Accept&) = default;
+    Accept(Accept&&) noexcept = default;
+    Accept& operator=(const Accept& other);
+    Accept& operator=(Accept&&) noexcept = default;
+    ~Accept() = default;
 
     /// Reads media types separated by ","; empty elements are passed over. Linear in the text.
     /// @throws std::runtime_error as ContentType::parse() does for the first bad element.

@@ -323,6 +323,13 @@ public:
     /// A report of that many redirects, which led to that URL.
     TransactionReport(long redirectCount, URL effectiveURL);
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    TransactionReport(const TransactionReport&) = default;
+    TransactionReport(TransactionReport&&) noexcept = default;
+    TransactionReport& operator=(const TransactionReport& other);
+    TransactionReport& operator=(TransactionReport&&) noexcept = default;
+    ~TransactionReport() = default;
+
     /// Number of redirects followed.
     long redirectCount() const;
 

@@ -21,6 +21,13 @@ public:
     PartHeader(std::string partName);
     PartHeader(std::string partName, std::string contentType);
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    PartHeader(const PartHeader&) = default;
+    PartHeader(PartHeader&&) noexcept = default;
+    PartHeader& operator=(const PartHeader& other);
+    PartHeader& operator=(PartHeader&&) noexcept = default;
+    ~PartHeader() = default;
+
     /// Name of the part; it may be empty.
     std::string getPartName() const;
     void setPartName(std::string partName);
@@ -57,6 +64,13 @@ public:
     /// A part with an empty name.
     DataPart(std::string data);
     DataPart(PartHeader header, std::string data);
+
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    DataPart(const DataPart&) = default;
+    DataPart(DataPart&&) noexcept = default;
+    DataPart& operator=(const DataPart& other);
+    DataPart& operator=(DataPart&&) noexcept = default;
+    ~DataPart() = default;
 
     PartHeader getHeader() const;
     void setHeader(PartHeader header);
@@ -95,6 +109,13 @@ public:
     FilePart(FilePath filePath);
     FilePart(PartHeader header, FilePath filePath);
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    FilePart(const FilePart&) = default;
+    FilePart(FilePart&&) noexcept = default;
+    FilePart& operator=(const FilePart& other);
+    FilePart& operator=(FilePart&&) noexcept = default;
+    ~FilePart() = default;
+
     PartHeader getHeader() const;
     void setHeader(PartHeader header);
     FilePart& withHeader(PartHeader header);
@@ -128,6 +149,13 @@ class HTTPCLIENT_CORE_EXPORT MultipartBody {
 public:
     /// A body without parts.
     MultipartBody() = default;
+
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    MultipartBody(const MultipartBody&) = default;
+    MultipartBody(MultipartBody&&) noexcept = default;
+    MultipartBody& operator=(const MultipartBody& other);
+    MultipartBody& operator=(MultipartBody&&) noexcept = default;
+    ~MultipartBody() = default;
 
     /// Appends a part, whether or not its name is there already.
     void addPart(DataPart part);

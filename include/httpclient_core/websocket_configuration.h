@@ -37,6 +37,13 @@ public:
     /// The defaults that are named below.
     WebSocketClientConfiguration();
 
+    /// Copies and moves as a whole. A copy that fails leaves the target unchanged.
+    WebSocketClientConfiguration(const WebSocketClientConfiguration&) = default;
+    WebSocketClientConfiguration(WebSocketClientConfiguration&&) noexcept = default;
+    WebSocketClientConfiguration& operator=(const WebSocketClientConfiguration& other);
+    WebSocketClientConfiguration& operator=(WebSocketClientConfiguration&&) noexcept = default;
+    ~WebSocketClientConfiguration() = default;
+
     /// File of the certificates that are trusted; empty by default.
     FilePath certificateFile() const;
     void setCertificateFile(FilePath certificateFile);

@@ -8,6 +8,10 @@ namespace tavrin::httpclient_core {
 ClientConfiguration::ClientConfiguration()
     : retryStrategy_(defaultRetryStrategy(5, 0, std::chrono::seconds(120), defaultIsRetriable())) {}
 
+ClientConfiguration& ClientConfiguration::operator=(const ClientConfiguration& other) {
+    return *this = ClientConfiguration(other);
+}
+
 FilePath ClientConfiguration::certificateFile() const { return certificateFile_; }
 
 void ClientConfiguration::setCertificateFile(FilePath certificateFile) {

@@ -7,6 +7,8 @@ namespace tavrin::httpclient_core {
 
 Accept::Accept(std::vector<ContentType> types) : types_(std::move(types)) {}
 
+Accept& Accept::operator=(const Accept& other) { return *this = Accept(other); }
+
 Accept Accept::parse(const std::string& text) {
     std::vector<ContentType> types;
     HttpHeaders::splitElements(

@@ -10,6 +10,8 @@ namespace tavrin::httpclient_core {
 ContentType::ContentType(std::string type, NameValueCollection parameters)
     : type_(std::move(type)), parameters_(std::move(parameters)) {}
 
+ContentType& ContentType::operator=(const ContentType& other) { return *this = ContentType(other); }
+
 ContentType ContentType::parse(const std::string& text) {
     auto [type, parameters] = HttpHeaders::splitParameters(text, ";");
     for (const auto& [name, value] : parameters) {

@@ -11,6 +11,8 @@ DataPart::DataPart(std::string data) : header_(std::string()), data_(std::move(d
 DataPart::DataPart(PartHeader header, std::string data)
     : header_(std::move(header)), data_(std::move(data)) {}
 
+DataPart& DataPart::operator=(const DataPart& other) { return *this = DataPart(other); }
+
 PartHeader DataPart::getHeader() const { return header_; }
 
 void DataPart::setHeader(PartHeader header) { header_ = std::move(header); }

@@ -18,6 +18,8 @@ FilePart::FilePart(FilePath filePath) : FilePart(PartHeader(""), std::move(fileP
 FilePart::FilePart(PartHeader header, FilePath filePath)
     : header_(std::move(header)), filePath_(notEmpty(std::move(filePath))) {}
 
+FilePart& FilePart::operator=(const FilePart& other) { return *this = FilePart(other); }
+
 PartHeader FilePart::getHeader() const { return header_; }
 
 void FilePart::setHeader(PartHeader header) { header_ = std::move(header); }

@@ -6,6 +6,10 @@
 
 namespace tavrin::httpclient_core {
 
+MultipartBody& MultipartBody::operator=(const MultipartBody& other) {
+    return *this = MultipartBody(other);
+}
+
 void MultipartBody::addPart(DataPart part) { parts_.emplace_back(std::move(part)); }
 
 void MultipartBody::addPart(FilePart part) { parts_.emplace_back(std::move(part)); }

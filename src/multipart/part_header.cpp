@@ -9,6 +9,8 @@ PartHeader::PartHeader(std::string partName) : partName_(std::move(partName)) {}
 PartHeader::PartHeader(std::string partName, std::string contentType)
     : partName_(std::move(partName)), contentType_(std::move(contentType)) {}
 
+PartHeader& PartHeader::operator=(const PartHeader& other) { return *this = PartHeader(other); }
+
 std::string PartHeader::getPartName() const { return partName_; }
 
 void PartHeader::setPartName(std::string partName) { partName_ = std::move(partName); }

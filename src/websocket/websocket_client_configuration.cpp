@@ -31,6 +31,11 @@ std::pair<std::chrono::milliseconds, bool> defaultNextBackoffAndShouldReconnectF
 
 WebSocketClientConfiguration::WebSocketClientConfiguration() = default;
 
+WebSocketClientConfiguration& WebSocketClientConfiguration::operator=(
+    const WebSocketClientConfiguration& other) {
+    return *this = WebSocketClientConfiguration(other);
+}
+
 FilePath WebSocketClientConfiguration::certificateFile() const { return certificateFile_; }
 
 void WebSocketClientConfiguration::setCertificateFile(FilePath certificateFile) {
