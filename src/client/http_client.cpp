@@ -36,12 +36,22 @@ void leaveContentTypeToTransport(HttpRequest& request) {
     if (request.hasMultipartBody()) request.removeHeader(HttpHeaders::CONTENT_TYPE);
 }
 
+// Tells a future's owner the result, or that there will be none.
 class PromiseCompletionHandler {
 public:
-    explicit PromiseCompletionHandler(std::promise<HttpResponse> promise)
-        : promise_(std::move(promise)) {}
+    PromiseCompletionHandler() = default;
+    PromiseCompletionHandler(PromiseCompletionHandler&& other) noexcept
+        : brokenPromise_(std::exchange(other.brokenPromise_, nullptr)),
+          promise_(std::move(other.promise_)) {}
+    PromiseCompletionHandler& operator=(PromiseCompletionHandler&&) = delete;
+    ~PromiseCompletionHandler() {
+        if (brokenPromise_) promise_.set_exception(brokenPromise_);
+    }
+
+    std::future<HttpResponse> future() { return promise_.get_future(); }
 
     void operator()(HttpRequest, HttpResponse response, std::exception_ptr error) {
+        brokenPromise_ = nullptr;
         if (error) {
             promise_.set_exception(std::move(error));
         } else {
@@ -50,6 +60,10 @@ public:
     }
 
 private:
+    // Made while there is memory: a promise that takes some to break in its destructor ends the
+    // program if there is none.
+    std::exception_ptr brokenPromise_ =
+        std::make_exception_ptr(std::future_error(std::future_errc::broken_promise));
     std::promise<HttpResponse> promise_;
 };
 
@@ -104,9 +118,9 @@ void HttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler handler
 }
 
 std::future<HttpResponse> HttpClient::makeAsyncRequest(HttpRequest request) const {
-    std::promise<HttpResponse> promise;
-    auto future = promise.get_future();
-    makeAsyncRequest(std::move(request), PromiseCompletionHandler(std::move(promise)));
+    PromiseCompletionHandler handler;
+    auto future = handler.future();
+    makeAsyncRequest(std::move(request), std::move(handler));
     return future;
 }
 
