@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <iomanip>
 #include <list>
 #include <sstream>
 #include <stdexcept>
@@ -267,6 +268,14 @@ TEST(QueryParameters, LeaveTheFormatOfTheStreamAsItWas) {
     parameters.toStream(stream << std::hex << std::showbase) << ' ' << 255;
 
     EXPECT_EQ(stream.str(), "?%FF=%2F 0xff");
+}
+
+TEST(QueryParameters, LeaveTheWidthOfTheStreamIfThereAreNone) {
+    std::ostringstream stream;
+
+    QueryParameters().toStream(stream << std::setw(5)) << 255;
+
+    EXPECT_EQ(stream.str(), "  255");
 }
 
 TEST(QueryParameters, CopiesAreIndependent) {
