@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "exhaustion/allocation_sweep.h"
+#include "httpclient_core/client.h"
+#include "httpclient_core/exceptions.h"
+#include "httpclient_testing/scripted_http_client.h"
+#include "support/entry_lines.h"
+
+namespace tavrin::httpclient_core {
+namespace {
+
+using httpclient_testing::ExpectedRequest;
+using httpclient_testing::ScriptedAnswer;
+using httpclient_testing::ScriptedHttpClient;
+using test::entryLines;
+using test::expectUnchangedWhileMemoryLacks;
+using test::Failing;
+using test::FailingAllocations;
+using test::longText;
+using test::Operation;
+using test::refused;
+
+const std::string BODY = "a body of sixty bytes, which breaks after the first twenty.";
+constexpr std::size_t SENT_AT_FIRST = 20;
+
+// A client whose first attempt comes to a part of the body, and whose next one to the rest that it
+// asks for or to all of it.
+struct Client {
+    Client() {
+        transport.expect({},
+                         ScriptedAnswer(200, "OK").withAction(
+                             [this](auto& request, auto& response) { answer(request, response); }),
+                         100);
+        transport.setClientConfiguration(configuration(longText("proxy")));
+    }
+
+    static ClientConfiguration configuration(std::string proxy) {
+        return ClientConfiguration()
+            .withResumeOnRetry(true)
+            .withRetryStrategy(
+                defaultRetryStrategy(3, 0, std::chrono::seconds(0), downloadIsRetriable()))
+            .withProxy(std::move(proxy));
+    }
+
+    void answer(HttpRequest& request, HttpResponse& response) {
+        const bool breaks = ++attempts == 1 && request.getHttpMethod() == HttpMethod::GET;
+        response.setResponseCodeAndReason(HttpResponseCode::OK, longText("reason"));
+        response.setHeaders({{"Accept-Ranges", "bytes"}, {longText("Name"), longText("value")}});
+        auto& body = response.getResponseBody();
+        const std::string sent =
+            BODY.substr(held(request, body), breaks ? SENT_AT_FIRST : BODY.size());
+        body.write(sent.data(), static_cast<std::streamsize>(sent.size()));
+        if (!body) throw std::bad_alloc();
+        if (breaks) throw HttpRequestFailedException(longText("connection lost"));
+    }
+
+    // As a transport has to: a request goes on asking for a range when its body is gone already.
+    static std::size_t held(const HttpRequest& request, std::iostream& body) {
+        const auto position = static_cast<long>(body.tellp());
+        const std::string range = "bytes=" + std::to_string(position) + "-";
+        if (!request.hasHeader("Range") || request.getHeaderValue("Range") != range) return 0;
+        return static_cast<std::size_t>(position);
+    }
+
+    int attempts = 0;
+    ScriptedHttpClient transport;
+};
+
+HttpRequest get() {
+    HttpRequest request(HttpMethod::GET, URL(longText("http://host/file")), {});
+    request.setProgressCallback([](const Progress&) { return ProgressResult::CONTINUE; });
+    return request;
+}
+
+HttpRequest put() {
+    HttpRequest request(HttpMethod::PUT, URL(longText("http://host/file")), {});
+    request.setRequestBody(longText("upload"));
+    return request;
+}
+
+HttpRequest postMultipart() {
+    HttpRequest request(HttpMethod::POST, URL(longText("http://host/file")),
+                        {{"Content-Type", "multipart/form-data"}});
+    request.setMultipartBody(
+        MultipartBody().withPart(DataPart(PartHeader("part"), longText("data"))));
+    return request;
+}
+
+HttpRequest withoutLength() {
+    HttpRequest request(HttpMethod::PUT, URL(longText("http://host/file")), {});
+    request.setRequestBody(std::make_unique<std::stringstream>(longText("upload")));
+    return request;
+}
+
+std::string show(const HttpResponse& response) {
+    return to_string(response.getResponseCode()) + response.getResponseCodeReason() + "\n" +
+           entryLines(response.getHeaders()) + response.getResponseBodyString();
+}
+
+// Makes a request anew. Where memory ran out during an attempt, that may be told by the attempt's
+// own exception or by a promise that nobody kept.
+std::function<std::string(Client&)> request(const std::function<HttpRequest()>& make,
+                                            std::function<std::string(Client&, HttpRequest)> send) {
+    return [=](Client& client) {
+        client.attempts = 0;
+        try {
+            return send(client, make());
+        } catch (const HttpRequestFailedException&) {
+            throw std::bad_alloc();
+        } catch (const std::future_error& error) {
+            if (error.code() != std::future_errc::broken_promise) throw;
+            throw std::bad_alloc();
+        }
+    };
+}
+
+std::string sendAndWait(Client& client, HttpRequest request) {
+    return show(client.transport.makeRequest(std::move(request)));
+}
+
+std::string sendForFuture(Client& client, HttpRequest request) {
+    return show(client.transport.makeAsyncRequest(std::move(request)).get());
+}
+
+std::string sendForHandler(Client& client, HttpRequest request) {
+    std::string shown;
+    int calls = 0;
+    client.transport.makeAsyncRequest(
+        std::move(request),
+        CompletionHandler([&, text = longText("kept")](HttpRequest, HttpResponse response,
+                                                       std::exception_ptr error) {
+            ++calls;
+            if (!error) shown = show(response);
+        }));
+    EXPECT_LE(calls, 1);
+    if (shown.empty()) throw std::bad_alloc();
+    return shown;
+}
+
+std::string showClient(const Client& client) {
+    return client.transport.getClientConfiguration().proxy();
+}
+
+TEST(HttpClientExhaustion, LeavesTheClientUnchangedAndNoResponseDamaged) {
+    const std::vector<Operation<Client>> operations = {
+        {"construct", [](Client&) { return showClient(Client()); }},
+        {"getClientConfiguration",
+         [](Client& client) { return client.transport.getClientConfiguration().proxy(); }},
+        {"setClientConfiguration",
+         [](Client& client) {
+             client.transport.setClientConfiguration(Client::configuration(longText("new")));
+         }},
+        {"makeRequest of a download", request(get, sendAndWait)},
+        {"makeRequest of an upload", request(put, sendAndWait)},
+        {"makeRequest of parts", request(postMultipart, sendAndWait)},
+        {"makeRequest without a length", refused<std::logic_error>([](Client& client) {
+             client.transport.makeRequest(withoutLength());
+         })},
+        {"makeAsyncRequest of a download", request(get, sendForFuture)},
+        {"makeAsyncRequest of an upload", request(put, sendForFuture)},
+        {"makeAsyncRequest of parts", request(postMultipart, sendForFuture)},
+        {"makeAsyncRequest without a length", refused<std::logic_error>([](Client& client) {
+             client.transport.makeAsyncRequest(withoutLength());
+         })},
+        {"makeAsyncRequest with a handler", request(get, sendForHandler)},
+    };
+    expectUnchangedWhileMemoryLacks([] { return Client(); }, showClient, operations);
+}
+
+// A client that lets every request lie, and then drops it.
+class DroppingClient : public HttpClient {
+public:
+    void performRequest(HttpRequest&, HttpResponse&) const override {}
+    void performAsyncRequest(HttpRequest, HttpResponse, std::uint64_t,
+                             RetryTask completion) const override {
+        task = std::move(completion);
+    }
+
+    mutable RetryTask task;
+};
+
+TEST(HttpClientExhaustion, BreaksThePromiseOfADroppedRequestWithoutMemory) {
+    DroppingClient client;
+    auto response = client.makeAsyncRequest(get());
+    {
+        const FailingAllocations limit(0, Failing::ALL_LATER);
+        client.task = RetryTask();
+    }
+
+    try {
+        response.get();
+        FAIL() << "nothing was broken";
+    } catch (const std::future_error& error) {
+        EXPECT_EQ(error.code(), std::future_errc::broken_promise);
+    }
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_core

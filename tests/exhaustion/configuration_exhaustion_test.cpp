@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "exhaustion/allocation_sweep.h"
+#include "httpclient_core/configuration.h"
+#include "httpclient_core/exceptions.h"
+#include "httpclient_core/messages.h"
+#include "httpclient_core/retry.h"
+#include "httpclient_core/websocket_configuration.h"
+#include "support/entry_lines.h"
+
+namespace tavrin::httpclient_core {
+namespace {
+
+using std::chrono::milliseconds;
+using test::entryLines;
+using test::expectUnchangedWhileMemoryLacks;
+using test::longText;
+using test::Operation;
+using test::refused;
+
+// A strategy too large to be kept inside a std::function.
+RetryStrategy strategy() {
+    return [text = longText("kept")](const HttpRequest&, const HttpResponse&,
+                                     const std::exception_ptr&, int, int) { return false; };
+}
+
+std::string show(const ClientConfiguration& configuration) {
+    return configuration.certificateFile().toUtf8() + configuration.proxy() +
+           std::to_string(configuration.maxRedirects()) +
+           std::to_string(configuration.connectTimeout()) +
+           configuration.retryStrategy().target_type().name();
+}
+
+TEST(ClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
+    using Configuration = ClientConfiguration;
+    const std::string text = longText("new");
+    const auto other = Configuration()
+                           .withCertificateFile(FilePath(text))
+                           .withMaxRedirects(9)
+                           .withConnectTimeout(9)
+                           .withRetryStrategy(strategy())
+                           .withProxy(text);
+    const std::vector<Operation<Configuration>> operations = {
+        {"construct", [](Configuration&) { return show(Configuration()); }},
+        {"copy", [](Configuration& configuration) { return show(Configuration(configuration)); }},
+        {"assign", [=](Configuration& configuration) { configuration = other; }},
+        {"certificateFile",
+         [](Configuration& configuration) { return configuration.certificateFile().toUtf8(); }},
+        {"setCertificateFile",
+         [=](Configuration& configuration) { configuration.setCertificateFile(FilePath(text)); }},
+        {"withCertificateFile",
+         [=](Configuration& configuration) { configuration.withCertificateFile(FilePath(text)); }},
+        {"retryStrategy", [](Configuration& configuration) { configuration.retryStrategy(); }},
+        {"setRetryStrategy",
+         [](Configuration& configuration) { configuration.setRetryStrategy(strategy()); }},
+        {"withRetryStrategy",
+         [](Configuration& configuration) { configuration.withRetryStrategy(strategy()); }},
+        {"proxy", [](Configuration& configuration) { return configuration.proxy(); }},
+        {"setProxy", [=](Configuration& configuration) { configuration.setProxy(text); }},
+        {"withProxy", [=](Configuration& configuration) { configuration.withProxy(text); }},
+    };
+    expectUnchangedWhileMemoryLacks(
+        [] {
+            return Configuration()
+                .withCertificateFile(FilePath(longText("file")))
+                .withProxy(longText("proxy"));
+        },
+        [](const Configuration& configuration) { return show(configuration); }, operations);
+}
+
+std::string show(const WebSocketClientConfiguration& configuration) {
+    std::string text = configuration.certificateFile().toUtf8() +
+                       entryLines(configuration.customHandshakeHeaders()) +
+                       std::to_string(configuration.maxReadFrameSize()) +
+                       std::to_string(configuration.handshakeTimeout()) + "\n";
+    for (const auto code : configuration.recoverableConnectErrorCodes()) text += to_string(code);
+    if (configuration.connectErrorRecoveryEnabled()) text += " recovers";
+    if (configuration.reconnectEnabled()) text += " reconnects";
+    if (configuration.hasOnReconnectAborted()) text += " tells of an abort";
+    return text + configuration.reconnectBackoffFcn().target_type().name();
+}
+
+TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
+    using Configuration = WebSocketClientConfiguration;
+    const std::string text = longText("new");
+    // Callbacks too large to be kept inside a std::function.
+    const auto recover = [text](HttpResponse&&, unsigned long) { return true; };
+    const auto reconnected = [text](HttpResponse&&) {};
+    const auto backoff = [text](const milliseconds& previous, unsigned long) {
+        return std::make_pair(previous, true);
+    };
+    const auto aborted = [text] {};
+    const std::set codes = {HttpResponseCode::NOT_FOUND, HttpResponseCode::CONFLICT};
+    const auto other = Configuration()
+                           .withCertificateFile(FilePath(text))
+                           .withCustomHandshakeHeaders({{text, text}})
+                           .withHandshakeTimeout(9)
+                           .withConnectErrorRecovery(recover)
+                           .withRecoverableConnectErrorCodes(codes)
+                           .withReconnectEnabled(reconnected)
+                           .withCustomReconnectBackoffFcn(backoff)
+                           .withOnReconnectAborted(aborted)
+                           .withMaxReadFrameSize(9);
+    const std::vector<Operation<Configuration>> operations = {
+        {"construct", [](Configuration&) { return show(Configuration()); }},
+        {"copy", [](Configuration& configuration) { return show(Configuration(configuration)); }},
+        {"assign", [=](Configuration& configuration) { configuration = other; }},
+        {"setCertificateFile",
+         [=](Configuration& configuration) { configuration.setCertificateFile(FilePath(text)); }},
+        {"withCertificateFile",
+         [=](Configuration& configuration) { configuration.withCertificateFile(FilePath(text)); }},
+        {"setCustomHandshakeHeaders",
+         [=](Configuration& configuration) {
+             configuration.setCustomHandshakeHeaders({{text, text}});
+         }},
+        {"withCustomHandshakeHeaders",
+         [=](Configuration& configuration) {
+             configuration.withCustomHandshakeHeaders({{text, text}});
+         }},
+        {"setConnectErrorRecovery",
+         [=](Configuration& configuration) { configuration.setConnectErrorRecovery(recover); }},
+        {"withConnectErrorRecovery",
+         [=](Configuration& configuration) { configuration.withConnectErrorRecovery(recover); }},
+        {"onRecoverableConnectError", refused<std::logic_error>([](Configuration& configuration) {
+             configuration.onRecoverableConnectError();
+         })},
+        {"setRecoverableConnectErrorRespCodes",
+         [=](Configuration& configuration) {
+             configuration.setRecoverableConnectErrorRespCodes(codes);
+         }},
+        {"withRecoverableConnectErrorCodes",
+         [=](Configuration& configuration) {
+             configuration.withRecoverableConnectErrorCodes(codes);
+         }},
+        {"setReconnectEnabled",
+         [=](Configuration& configuration) { configuration.setReconnectEnabled(reconnected); }},
+        {"withReconnectEnabled",
+         [=](Configuration& configuration) { configuration.withReconnectEnabled(reconnected); }},
+        {"onReconnected", refused<std::logic_error>(
+                              [](Configuration& configuration) { configuration.onReconnected(); })},
+        {"setCustomReconnectBackoffFcn",
+         [=](Configuration& configuration) {
+             configuration.setCustomReconnectBackoffFcn(backoff);
+         }},
+        {"withCustomReconnectBackoffFcn",
+         [=](Configuration& configuration) {
+             configuration.withCustomReconnectBackoffFcn(backoff);
+         }},
+        {"setOnReconnectAborted",
+         [=](Configuration& configuration) { configuration.setOnReconnectAborted(aborted); }},
+        {"withOnReconnectAborted",
+         [=](Configuration& configuration) { configuration.withOnReconnectAborted(aborted); }},
+        {"onReconnectAborted", refused<std::logic_error>([](Configuration& configuration) {
+             configuration.onReconnectAborted();
+         })},
+    };
+    expectUnchangedWhileMemoryLacks(
+        [] {
+            return Configuration()
+                .withCertificateFile(FilePath(longText("file")))
+                .withCustomHandshakeHeaders({{longText("Name"), longText("value")}});
+        },
+        [](const Configuration& configuration) { return show(configuration); }, operations);
+}
+
+struct Nothing {};
+
+// One attempt that came to `error` and a bare response of that code.
+std::string decide(const RetryStrategy& decides, const std::exception_ptr& error, int code) {
+    const HttpRequest request(HttpMethod::GET, URL(longText("http://host/")), {});
+    HttpResponse response;
+    response.setResponseCode(static_cast<HttpResponseCode>(code));
+    return decides(request, response, error, 1, 1) ? "yes" : "no";
+}
+
+TEST(RetryStrategiesExhaustion, DecideAsTheyDoWithMemory) {
+    const auto failed = std::make_exception_ptr(HttpRequestFailedException(longText("failed")));
+    const auto fresh = [](int attempts) {
+        return defaultRetryStrategy(attempts, 0, std::chrono::seconds(1), defaultIsRetriable());
+    };
+    const std::vector<Operation<Nothing>> operations = {
+        {"success", [=](Nothing&) { return decide(fresh(5), nullptr, 200); }},
+        {"limit", [=](Nothing&) { return decide(fresh(1), nullptr, 503); }},
+        {"consecutive limit",
+         [](Nothing&) {
+             return decide(
+                 defaultRetryStrategy(5, 0, std::chrono::seconds(1), downloadIsRetriable(), 1),
+                 nullptr, 503);
+         }},
+        {"retry", [=](Nothing&) { return decide(fresh(5), nullptr, 503); }},
+        {"failure", [=](Nothing&) { return decide(fresh(5), failed, -1); }},
+    };
+    expectUnchangedWhileMemoryLacks([] { return Nothing(); },
+                                    [](const Nothing&) { return std::string(); }, operations);
+}
+
+TEST(DefaultRetryExhaustion, IsAssignedWholeOrNotAtAll) {
+    const auto predicate = [text = longText("kept")](HttpMethod, bool, HttpResponseCode) {
+        return true;
+    };
+    const DefaultRetry other{9, 9, 9, 9, predicate, [text = longText("kept")](int) {}};
+    expectUnchangedWhileMemoryLacks(
+        [] { return DefaultRetry(); },
+        [](const DefaultRetry& retry) {
+            return std::to_string(retry.maxTotalAttempts) + (retry.isRetriable ? "set" : "unset") +
+                   (retry.backoffHook ? "set" : "unset");
+        },
+        {{"copy and exchange", [&](DefaultRetry& retry) { retry = DefaultRetry(other); }}});
+}
+
+TEST(ExceptionsExhaustion, TellTheWholeTextOrAreNotMade) {
+    const std::vector<Operation<Nothing>> operations = {
+        {"failed", [](Nothing&) { return HttpRequestFailedException(longText("text")).what(); }},
+        {"timeout", [](Nothing&) { return HttpRequestTimeoutException().what(); }},
+        {"cancelled", [](Nothing&) { return HttpRequestCancelledException().what(); }},
+        {"bad WebSocket", [](Nothing&) { return BadWebSocketException(longText("text")).what(); }},
+        {"no connection", [](Nothing&) { return NoExistingConnectionException().what(); }},
+        {"already reading",
+         [](Nothing&) { return ReadCalledWhenAlreadyReadingException().what(); }},
+        {"too large a frame",
+         [](Nothing&) { return MaxWriteFrameSizeExceededException(2, 1).what(); }},
+    };
+    expectUnchangedWhileMemoryLacks([] { return Nothing(); },
+                                    [](const Nothing&) { return std::string(); }, operations);
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_core
