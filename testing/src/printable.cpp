@@ -16,7 +16,8 @@ bool isPrintable(unsigned char byte) {
 std::string printable(const std::string& text) {
     static const char DIGITS[] = "0123456789abcdef";
     std::string shown;
-    for (const unsigned char byte : text) {
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
         if (isPrintable(byte)) {
             shown += static_cast<char>(byte);
         } else {

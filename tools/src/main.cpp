@@ -74,7 +74,8 @@ int runAll(const CommandLine& line, const std::vector<Assignment>& assignments,
         }
     };
     const std::size_t workers =
-        line.parallel ? std::min<std::size_t>(assignments.size(), line.parallelMax) : 1;
+        line.parallel ? std::min(assignments.size(), static_cast<std::size_t>(line.parallelMax))
+                      : 1;
     std::vector<std::thread> threads;
     for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
     work();

@@ -49,7 +49,8 @@ curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
 // libcurl's own complaints would quote the whole text, password included.
 void checkProxy(const std::string& proxy) {
     if (proxy.empty()) return;
-    for (const unsigned char c : proxy) {
+    for (const char character : proxy) {
+        const auto c = static_cast<unsigned char>(character);
         if (c <= ' ' || c == 0x7f)
             throw refused("the proxy's URL contains a blank or a control character");
     }

@@ -26,7 +26,8 @@ bool has(CURLU* handle, CURLUPart which) {
 // What splits a line or ends a text for libcurl never gets there, escaped or not by libcurl's
 // leave.
 bool hasBlankOrControl(const std::string& text) {
-    for (const unsigned char c : text) {
+    for (const char character : text) {
+        const auto c = static_cast<unsigned char>(character);
         if (c <= ' ' || c == 0x7f) return true;
     }
     return false;
@@ -103,7 +104,8 @@ RequestUrl RequestUrl::parse(const std::string& text) {
 
 RequestUrl RequestUrl::resolve(const std::string& location) const {
     if (location.empty()) throw failed(host_, "redirect", "the Location field is empty");
-    for (const unsigned char c : location) {
+    for (const char character : location) {
+        const auto c = static_cast<unsigned char>(character);
         if (c < ' ' || c == 0x7f) {
             throw failed(host_, "redirect", "the Location field contains a control character");
         }
