@@ -92,7 +92,7 @@ class Recording : public testing::Test {
 protected:
     Recording() : path_(testing::TempDir() + "recording-" + std::to_string(::getpid())) {}
     ~Recording() override {
-        for (const auto& name : namesBesideIt()) std::filesystem::remove(name);
+        for (const auto& name : namesBesideIt()) std::filesystem::remove_all(name);
     }
 
     std::vector<std::string> namesBesideIt() const {
