@@ -35,6 +35,12 @@ private:
     sigset_t before_{};
 };
 
+FaultServerOptions optionsWith(FaultPlan plan) {
+    FaultServerOptions options;
+    options.plan = std::move(plan);
+    return options;
+}
+
 }  // namespace
 
 class FaultServer::Implementation {
@@ -110,8 +116,7 @@ private:
     std::thread acceptor_;
 };
 
-FaultServer::FaultServer(FaultPlan plan)
-    : FaultServer(FaultServerOptions{{}, std::move(plan), {}, {}}) {}
+FaultServer::FaultServer(FaultPlan plan) : FaultServer(optionsWith(std::move(plan))) {}
 
 FaultServer::FaultServer(FaultServerOptions options)
     : implementation_(std::make_unique<Implementation>(std::move(options))) {}

@@ -53,6 +53,14 @@ TEST(FaultServer, ServesItsContentWithValidatorsAndKeepsTheConnection) {
     EXPECT_EQ(server.connectionsAccepted(), 1U);
 }
 
+TEST(FaultServer, ServesAHundredThousandBytesWhenOnlyAPlanIsGiven) {
+    FaultServer server("ok");
+    RawClient client(server.port());
+    client.send(get("/file"));
+
+    EXPECT_EQ(client.receiveAnswer().body, ServedContent({1, 100000}).all());
+}
+
 TEST(FaultServer, AnswersRequestsThatWereSentTogetherInOrder) {
     SmallServer server("503,ok");
     RawClient client(server.port());
