@@ -9,6 +9,11 @@ function(httpclient_compile_options target)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+        # What we ship says where a number loses something; a test would only be harder to read.
+        target_compile_options(${target} PRIVATE -Wconversion -Wshadow)
+    endif()
     if(HTTPCLIENT_STRICT)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
