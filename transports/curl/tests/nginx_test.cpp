@@ -3,26 +3,22 @@
 
 #include <chrono>
 #include <cstddef>
-#include <functional>
-#include <ios>
-#include <istream>
-#include <memory>
-#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "httpclient_core/httpclient_core.h"
 #include "httpclient_curl/curl_http_client.h"
 #include "httpclient_testing/served_content.h"
 #include "httpclient_testing/sha256.h"
+#include "support.h"
+#include "support/interrupted_download.h"
 #include "support/nginx_server.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
 
-using namespace httpclient_core;
-using httpclient_testing::ServedContent;
+using httpclient_core::defaultRetryStrategy;
+using httpclient_core::downloadIsRetriable;
 using httpclient_testing::sha256Hex;
 using testing::ElementsAre;
 using testing::StartsWith;
@@ -31,61 +27,6 @@ using Exchange = NginxServer::Exchange;
 
 // More than the buffers between server and client hold, so that a cut in the middle is one.
 constexpr std::size_t LARGE = 32 * 1024 * 1024;
-
-HttpRequest get(const std::string& url) { return HttpRequest(HttpMethod::GET, URL(url), {}); }
-
-// Keeps what is written, and has something happen in the middle of it.
-class InterruptedBuffer : public std::stringbuf {
-public:
-    using Written = std::function<void(std::size_t)>;
-
-    explicit InterruptedBuffer(Written written) : written_(std::move(written)) {}
-
-protected:
-    std::streamsize xsputn(const char* text, std::streamsize count) override {
-        const std::streamsize kept = std::stringbuf::xsputn(text, count);
-        written_(static_cast<std::size_t>(kept));
-        return kept;
-    }
-
-private:
-    Written written_;
-};
-
-class InterruptedStream : public std::iostream {
-public:
-    explicit InterruptedStream(InterruptedBuffer::Written written)
-        : std::iostream(nullptr), buffer_(std::move(written)) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    InterruptedBuffer buffer_;
-};
-
-// A request during which `event` happens, `times` times, whenever a further MiB of the body has
-// arrived.
-HttpRequest getInterruptedBy(const std::string& url, std::function<void()> event, int times = 1) {
-    struct State {
-        std::size_t arrived = 0;
-        int left = 0;
-    };
-    const auto state = std::make_shared<State>();
-    state->left = times;
-    const auto written = [=](std::size_t count) {
-        state->arrived += count;
-        if (state->left == 0 || state->arrived < 1024 * 1024) return;
-        --state->left;
-        state->arrived = 0;
-        event();
-    };
-    HttpRequest request = get(url);
-    request.setResponseStreamFactory(
-        [written](HttpResponseCode, const std::string&, const HttpHeaders&) {
-            return std::make_unique<InterruptedStream>(written);
-        });
-    return request;
-}
 
 TEST(Nginx, AnswersAPlainRequest) {
     NginxServer server;

@@ -50,12 +50,21 @@ ChildProcess::ChildProcess(const Command& command) {
                                      O_WRONLY | O_CREAT | O_APPEND, 0600);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
 
+    // It may be started on a thread that blocks signals, and must hear the one that ends it.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+
     // A test that is killed leaves no server behind.
     std::vector<std::string> words{"/usr/bin/setpriv", "--pdeathsig", "TERM"};
     words.insert(words.end(), command.words.begin(), command.words.end());
     std::vector<std::string> environment = command.environment;
-    const int error = ::posix_spawn(&process_, words.front().c_str(), &actions, nullptr,
+    const int error = ::posix_spawn(&process_, words.front().c_str(), &actions, &attributes,
                                     pointersTo(words).data(), pointersTo(environment).data());
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) throw std::system_error(error, std::generic_category(), command.words.front());
 }

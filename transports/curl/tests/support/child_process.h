@@ -25,7 +25,8 @@ private:
     std::filesystem::path path_;
 };
 
-/// A program that runs beside the test, and ends with the object or with the test's process.
+/// A program that runs beside the test, and ends with the object or with the thread that started
+/// it.
 class ChildProcess {
 public:
     struct Command {
