@@ -141,7 +141,7 @@ public:
     /// The text that toStream() writes; the default encoder changes nothing.
     std::string toString(
         const std::string& entrySeparator, const std::string& keyValueSeparator,
-        const std::function<std::string(std::string)>& encoder = [](std::string text) {
+        const std::function<std::string(std::string)>& encoder = [](const std::string& text) {
             return text;
         }) const;
 

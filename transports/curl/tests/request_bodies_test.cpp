@@ -126,11 +126,18 @@ TEST_P(RequestBodies, LongerThanAnnouncedFailBeforeTheyAreComplete) {
 
     send(client, get(server.url("/ok")));
 
+    // An upload that broke off may be logged later than a request that came after it.
+    int downloads = 0;
     for (const auto& request : server.requests()) {
-        EXPECT_TRUE(request.method == "POST" || request.method == "GET") << request.method;
-        EXPECT_EQ(request.bodyComplete && request.method == "POST", false);
+        if (request.target == "/ok") {
+            EXPECT_EQ(request.method, "GET");
+            ++downloads;
+        } else {
+            EXPECT_EQ(request.method, "POST");
+            EXPECT_FALSE(request.bodyComplete);
+        }
     }
-    EXPECT_EQ(server.requests().back().target, "/ok");
+    EXPECT_EQ(downloads, 1);
 }
 
 // A body that does what `next` does each time that it is asked for more.
