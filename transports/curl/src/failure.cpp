@@ -7,6 +7,14 @@ using httpclient_core::HttpRequestTimeoutException;
 
 namespace {
 
+// What libcurl reports under a code that means something else.
+const char* kindOf(const std::string& reason) {
+    const auto begins = [&](const char* text) { return reason.rfind(text, 0) == 0; };
+    if (begins("Too large response headers")) return "malformed response";
+    if (begins("CONNECT tunnel failed")) return "proxy";
+    return nullptr;
+}
+
 const char* kindOf(CURLcode code) {
     switch (code) {
         case CURLE_COULDNT_RESOLVE_HOST:
@@ -69,10 +77,8 @@ std::exception_ptr failureOf(CURLcode code, const std::string& host, const char*
         const std::string kind = "certificate file " + certificateFile;
         return std::make_exception_ptr(failed(host, kind.c_str(), reason));
     }
-    // A limit of libcurl's own that it reports as if the connection had failed.
-    const bool tooLarge = reason.rfind("Too large response headers", 0) == 0;
-    return std::make_exception_ptr(
-        failed(host, tooLarge ? "malformed response" : kindOf(code), reason));
+    const char* kind = kindOf(reason);
+    return std::make_exception_ptr(failed(host, kind ? kind : kindOf(code), reason));
 }
 
 }  // namespace tavrin::httpclient_curl::detail

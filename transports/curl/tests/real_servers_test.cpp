@@ -331,6 +331,17 @@ TEST_P(Tinyproxy, CredentialsGoToTheProxyAlone) {
     EXPECT_THAT(origin.waitForRequests(1)[0].head, Not(HasSubstr("uthorization")));
 }
 
+TEST_P(Tinyproxy, DownloadThatBreaksBehindItIsResumed) {
+    FaultServer origin("rst@40000,rst@20000,ok");
+    TinyproxyServer proxy;
+    const CurlHttpClient client(stubborn().withProxy(proxy.url()));
+
+    const HttpResponse response = send(client, get(origin.url("/file")));
+
+    EXPECT_EQ(response.getResponseBodyString(), origin.content("/file").all());
+    EXPECT_GE(origin.requests().size(), 3U);
+}
+
 TEST_P(Tinyproxy, WithoutCredentialsATunnelIsAnErrorAndNothingIsSent) {
     FaultServerOptions options;
     options.tls = TlsKind::GOOD;
@@ -339,7 +350,7 @@ TEST_P(Tinyproxy, WithoutCredentialsATunnelIsAnErrorAndNothingIsSent) {
     const CurlHttpClient client(once().withProxy(proxy.url()).withCertificateFile(origin.caFile()));
 
     EXPECT_THAT(failureOf([&] { send(client, get(origin.url("/"))); }),
-                HasSubstr("CONNECT tunnel failed, response 407"));
+                HasSubstr(": proxy: CONNECT tunnel failed, response 407"));
     EXPECT_EQ(origin.connectionsAccepted(), 0U);
 }
 
