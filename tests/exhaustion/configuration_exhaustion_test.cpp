@@ -216,17 +216,20 @@ TEST(DefaultRetryExhaustion, IsAssignedWholeOrNotAtAll) {
         {{"copy and exchange", [&](DefaultRetry& retry) { retry = DefaultRetry(other); }}});
 }
 
+// The text outlives the exception.
+std::string textOf(const std::exception& exception) { return exception.what(); }
+
 TEST(ExceptionsExhaustion, TellTheWholeTextOrAreNotMade) {
     const std::vector<Operation<Nothing>> operations = {
-        {"failed", [](Nothing&) { return HttpRequestFailedException(longText("text")).what(); }},
-        {"timeout", [](Nothing&) { return HttpRequestTimeoutException().what(); }},
-        {"cancelled", [](Nothing&) { return HttpRequestCancelledException().what(); }},
-        {"bad WebSocket", [](Nothing&) { return BadWebSocketException(longText("text")).what(); }},
-        {"no connection", [](Nothing&) { return NoExistingConnectionException().what(); }},
+        {"failed", [](Nothing&) { return textOf(HttpRequestFailedException(longText("text"))); }},
+        {"timeout", [](Nothing&) { return textOf(HttpRequestTimeoutException()); }},
+        {"cancelled", [](Nothing&) { return textOf(HttpRequestCancelledException()); }},
+        {"bad WebSocket", [](Nothing&) { return textOf(BadWebSocketException(longText("text"))); }},
+        {"no connection", [](Nothing&) { return textOf(NoExistingConnectionException()); }},
         {"already reading",
-         [](Nothing&) { return ReadCalledWhenAlreadyReadingException().what(); }},
+         [](Nothing&) { return textOf(ReadCalledWhenAlreadyReadingException()); }},
         {"too large a frame",
-         [](Nothing&) { return MaxWriteFrameSizeExceededException(2, 1).what(); }},
+         [](Nothing&) { return textOf(MaxWriteFrameSizeExceededException(2, 1)); }},
     };
     expectUnchangedWhileMemoryLacks([] { return Nothing(); },
                                     [](const Nothing&) { return std::string(); }, operations);

@@ -66,9 +66,9 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
         if (goesOn) {
             logical->underWay = true;
             ++logical->begun;
-            queue_.push_back(AsyncJobPtr(new AsyncJob{std::move(request), std::move(response), id,
-                                                      std::move(completion), logical, nullptr,
-                                                      shared_from_this()}));
+            queue_.push_back(std::make_unique<AsyncJob>(std::move(request), std::move(response), id,
+                                                        std::move(completion), logical,
+                                                        shared_from_this()));
             dispatch();
             if (!loops_.empty()) return;
             stranded.swap(queue_);

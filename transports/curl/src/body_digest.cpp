@@ -39,7 +39,7 @@ std::shared_ptr<BodyDigest> BodyDigest::announcedBy(const ResponseHead& head) {
     const std::string* digests = head.value("Repr-Digest");
     std::string expected = digests == nullptr ? std::string() : sha256Of(*digests);
     if (expected.empty()) return nullptr;
-    return std::shared_ptr<BodyDigest>(new BodyDigest(std::move(expected)));
+    return std::make_shared<BodyDigest>(std::move(expected));
 }
 
 void BodyDigest::update(const char* data, std::size_t size) {

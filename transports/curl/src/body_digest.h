@@ -14,6 +14,9 @@ namespace tavrin::httpclient_curl::detail {
 // a body that changed under the same validator, or was cut where nothing else tells its end.
 class BodyDigest {
 public:
+    // `expected` is the SHA-256 in binary.
+    explicit BodyDigest(std::string expected);
+
     // Null if the response announces no SHA-256 of its representation.
     static std::shared_ptr<BodyDigest> announcedBy(const ResponseHead& head);
 
@@ -26,8 +29,6 @@ private:
     struct Free {
         void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
     };
-
-    explicit BodyDigest(std::string expected);
 
     std::string expected_;
     std::unique_ptr<EVP_MD_CTX, Free> context_;
