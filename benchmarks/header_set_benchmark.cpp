@@ -57,13 +57,13 @@ void BuildOurs(benchmark::State& state) {
     const AllocationsPerIteration count(state);
     for (auto _ : state) benchmark::DoNotOptimize(buildHeaders());
 }
-BENCHMARK(BuildOurs);
+BENCHMARK(BuildOurs)->Name("Build/Ours");
 
 void BuildBeast(benchmark::State& state) {
     const AllocationsPerIteration count(state);
     for (auto _ : state) benchmark::DoNotOptimize(buildBeast());
 }
-BENCHMARK(BuildBeast);
+BENCHMARK(BuildBeast)->Name("Build/Beast");
 
 void LookupOurs(benchmark::State& state) {
     const auto headers = buildHeaders();
@@ -72,7 +72,7 @@ void LookupOurs(benchmark::State& state) {
         for (const auto& name : lookedUp()) benchmark::DoNotOptimize(headers.find(name));
     }
 }
-BENCHMARK(LookupOurs);
+BENCHMARK(LookupOurs)->Name("Lookup/Ours");
 
 void LookupBeast(benchmark::State& state) {
     const auto fields = buildBeast();
@@ -81,21 +81,21 @@ void LookupBeast(benchmark::State& state) {
         for (const auto& name : lookedUp()) benchmark::DoNotOptimize(fields.find(name));
     }
 }
-BENCHMARK(LookupBeast);
+BENCHMARK(LookupBeast)->Name("Lookup/Beast");
 
 void CopyOurs(benchmark::State& state) {
     const auto headers = buildHeaders();
     const AllocationsPerIteration count(state);
     for (auto _ : state) benchmark::DoNotOptimize(HttpHeaders(headers));
 }
-BENCHMARK(CopyOurs);
+BENCHMARK(CopyOurs)->Name("Copy/Ours");
 
 void CopyBeast(benchmark::State& state) {
     const auto fields = buildBeast();
     const AllocationsPerIteration count(state);
     for (auto _ : state) benchmark::DoNotOptimize(http::fields(fields));
 }
-BENCHMARK(CopyBeast);
+BENCHMARK(CopyBeast)->Name("Copy/Beast");
 
 void ParseLinesOurs(benchmark::State& state) {
     std::vector<std::string> lines;
@@ -107,6 +107,6 @@ void ParseLinesOurs(benchmark::State& state) {
         benchmark::DoNotOptimize(headers);
     }
 }
-BENCHMARK(ParseLinesOurs);
+BENCHMARK(ParseLinesOurs)->Name("ParseLines/Ours");
 
 }  // namespace
