@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <future>
+#include <map>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -111,6 +114,65 @@ TEST(AsyncRequest, StartInOrderOnOneThread) {
         futures.push_back(client.makeAsyncRequest(get(server.url("/" + std::to_string(i)))));
     for (auto& future : futures) got(future);
     for (int i = 0; i < 50; ++i) EXPECT_EQ(server.requests()[i].target, "/" + std::to_string(i));
+}
+
+// A body of one byte that tells when a client's thread first looks at it, which is when its request
+// starts.
+class TellingBody : public std::stringbuf {
+public:
+    explicit TellingBody(std::function<void()> starts)
+        : std::stringbuf("x"), starts_(std::move(starts)) {}
+
+protected:
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override {
+        if (std::this_thread::get_id() != maker_ && !std::exchange(told_, true)) starts_();
+        return std::stringbuf::seekoff(offset, from, mode);
+    }
+
+private:
+    const std::thread::id maker_ = std::this_thread::get_id();
+    std::function<void()> starts_;
+    bool told_ = false;
+};
+
+class TellingStream : public std::istream {
+public:
+    explicit TellingStream(std::function<void()> starts)
+        : std::istream(nullptr), body_(std::move(starts)) {
+        rdbuf(&body_);
+    }
+
+private:
+    TellingBody body_;
+};
+
+TEST(AsyncRequest, StartInOrderOnEachThread) {
+    FaultServer server;
+    constexpr int COUNT = 10000;
+    std::mutex mutex;
+    std::map<std::thread::id, std::vector<int>> started;
+    Countdown all(COUNT);
+    const CurlHttpClient client;
+
+    for (int i = 0; i < COUNT; ++i) {
+        HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "1"}});
+        request.setRequestBody(std::make_unique<TellingStream>([&, i] {
+            const std::lock_guard<std::mutex> lock(mutex);
+            started[std::this_thread::get_id()].push_back(i);
+        }));
+        client.makeAsyncRequest(
+            std::move(request),
+            CompletionHandler([&](HttpRequest, HttpResponse, std::exception_ptr) { all.count(); }));
+    }
+
+    ASSERT_TRUE(all.wait());
+    EXPECT_LE(started.size(), 4u);
+    std::size_t count = 0;
+    for (const auto& [thread, numbers] : started) {
+        EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+        count += numbers.size();
+    }
+    EXPECT_EQ(count, static_cast<std::size_t>(COUNT));
 }
 
 TEST(AsyncRequest, LimitsOfThreadsFollowTheConfiguration) {
@@ -435,7 +497,7 @@ TEST_F(EndOfLife, MayComeFromAHandlerOfItsOwn) {
 TEST_F(EndOfLife, UnderLoadManyTimes) {
     FaultServer server("ok,drip:2000,503,302:/x,fin@10,delay:5");
     int started = 0;
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         CurlHttpClient client;
         startMany(client, server.url("/bytes/5000"), i % 20, stubborn(3));
         started += i % 20;

@@ -287,6 +287,28 @@ TEST_P(RequestBodies, WithExpectGoOnWithoutAnAnswerAndWithoutItAfterARefusal) {
     EXPECT_EQ(post(late.url()).getResponseCode(), HttpResponseCode::OK);
 }
 
+TEST_P(RequestBodies, WithExpectMeetEarlyAnswers) {
+    const HttpHeaders asking{{"Expect", "100-continue"}};
+    const std::string body(2000000, 'e');
+    for (const std::string after : {"early@0:413", "early@1000:413", "early@1000000:413"}) {
+        FaultServer polite(after);
+        const HttpResponse response =
+            send(CurlHttpClient(once()), withBody(HttpMethod::POST, polite.url(), body, asking));
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::CONTENT_TOO_LARGE) << after;
+        EXPECT_EQ(polite.requests().size(), 1u);
+
+        FaultServer rude(after + ":rst");
+        int code = 413;
+        const std::string text = failureOf([&] {
+            code = static_cast<int>(
+                send(CurlHttpClient(once()), withBody(HttpMethod::POST, rude.url(), body, asking))
+                    .getResponseCode());
+        });
+        EXPECT_TRUE(!text.empty() || code == 413) << after;
+        EXPECT_EQ(rude.requests().size(), 1u);
+    }
+}
+
 TEST_P(RequestBodies, CutByTheServerFail) {
     const std::string body(3000000, 'u');
     for (const char* plan : {"urst@0", "urst@1000", "ufin@1000", "ufin@2000000", "urst@2000000"}) {
@@ -472,6 +494,98 @@ TEST_P(MultipartBodies, WhoseFileGrowsBetweenAttemptsSendWhatItIsThen) {
     send(CurlHttpClient(configuration),
          form(server.url(), MultipartBody().withPart(FilePart(path))));
     EXPECT_THAT(server.requests().back().body, HasSubstr("\r\n\r\ntext and more\r\n"));
+}
+
+TEST_P(MultipartBodies, FromAFileOfFiveGibibytesAreAnnouncedAndStreamed) {
+    constexpr std::uint64_t SIZE = std::uint64_t{5} << 30;
+    FaultServer server("early@10000000:413:rst");
+    const std::string path = file("sparse", "");
+    std::filesystem::resize_file(path, SIZE);
+    std::int64_t total = 0;
+    HttpRequest request = form(server.url(), MultipartBody().withPart(FilePart(path)));
+    request.setProgressCallback([&](const Progress& progress) {
+        total = std::max(total, progress.uploadTotal);
+        return ProgressResult::CONTINUE;
+    });
+
+    failureOf([&] { send(CurlHttpClient(once()), std::move(request)); });
+
+    const ReceivedRequest received = server.requests().at(0);
+    const std::uint64_t announced = std::stoull(received.header("Content-Length").value());
+    EXPECT_GT(announced, SIZE);
+    EXPECT_LT(announced, SIZE + 1000);
+    EXPECT_EQ(total, static_cast<std::int64_t>(announced));
+    EXPECT_GE(received.bodySize, 10000000U);
+}
+
+// The lines of the first part's head.
+std::vector<std::string> partLines(const ReceivedRequest& request) {
+    const std::string head = request.body.substr(0, request.body.find("\r\n\r\n")) + "\r\n";
+    std::vector<std::string> lines;
+    std::size_t begin = 0;
+    for (std::size_t end; (end = head.find("\r\n", begin)) != std::string::npos; begin = end + 2)
+        lines.push_back(head.substr(begin, end - begin));
+    return lines;
+}
+
+TEST_P(MultipartBodies, HoldNoLineThatAByteOfANameOrHeaderMade) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    const auto failureOfPart = [&](PartHeader header) {
+        server.forgetRequests();
+        return failureOf([&] {
+            send(client,
+                 form(server.url(), MultipartBody().withPart(DataPart(std::move(header), "text"))));
+        });
+    };
+    for (int byte = 0; byte < 256; ++byte) {
+        SCOPED_TRACE(byte);
+        const std::string odd = std::string("a") + static_cast<char>(byte) + "b: c";
+        const bool endsLine = byte == '\r' || byte == '\n' || byte == '\0';
+
+        EXPECT_EQ(failureOfPart(PartHeader(odd)).empty(), byte != '\0');
+        if (byte != '\0') {
+            const auto lines = partLines(server.requests().at(0));
+            ASSERT_EQ(lines.size(), 2u);
+            EXPECT_EQ(lines[1].rfind("Content-Disposition: form-data; name=\"a", 0), 0u);
+            EXPECT_EQ(lines[1].find_first_of(std::string("\n\r\0", 3)), std::string::npos);
+        }
+
+        EXPECT_EQ(failureOfPart(PartHeader("a").withCustomHeaderValue("X-Part", odd)).empty(),
+                  !endsLine);
+        ASSERT_EQ(server.requests().size(), endsLine ? 0u : 1u);
+        if (!endsLine) {
+            const auto lines = partLines(server.requests()[0]);
+            ASSERT_EQ(lines.size(), 3u);
+            EXPECT_EQ(lines[2], "X-Part: " + odd);
+        }
+
+        EXPECT_NE(failureOfPart(PartHeader("a").withCustomHeaderValue(odd, "value")), "");
+        EXPECT_TRUE(server.requests().empty());
+    }
+}
+
+TEST_P(MultipartBodies, HoldNoLineThatACharacterOfAFileNameMade) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    for (int code = 1; code < 256; ++code) {
+        if (code == '/') continue;
+        SCOPED_TRACE(code);
+        const std::string character = code < 128
+                                          ? std::string(1, static_cast<char>(code))
+                                          : std::string{static_cast<char>(0xC0 | (code >> 6)),
+                                                        static_cast<char>(0x80 | (code & 0x3F))};
+        server.forgetRequests();
+
+        send(client, form(server.url(), MultipartBody().withPart(FilePart(
+                                            PartHeader("f"), file("a" + character + "b", "x")))));
+
+        const auto lines = partLines(server.requests().at(0));
+        ASSERT_EQ(lines.size(), 2u);
+        EXPECT_EQ(lines[1].rfind("Content-Disposition: form-data; name=\"f\"; filename=\"a", 0),
+                  0u);
+        EXPECT_EQ(lines[1].find_first_of("\r\n"), std::string::npos);
+    }
 }
 
 }  // namespace

@@ -197,6 +197,23 @@ TEST_P(Responses, FailuresLeaveOnlyTheirLastBody) {
     EXPECT_EQ(codes.back(), 200);
 }
 
+TEST_P(Responses, RetryAfterLeavesTheDefaultsBackOffAsItIs) {
+    const auto backOffs = [&](const std::string& plan) {
+        FaultServer server(plan);
+        std::vector<int> counts;
+        httpclient_core::DefaultRetry retry{
+            6, 6, 2000, 120000, httpclient_core::defaultIsRetriable(), [&](int count) {
+                counts.push_back(count);
+            }};
+        HttpResponse response = send(CurlHttpClient(ClientConfiguration().withRetryStrategy(retry)),
+                                     get(server.url("/bytes/9")));
+        EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/9").all());
+        EXPECT_FALSE(response.hasHeader("Retry-After"));
+        return counts;
+    };
+    EXPECT_EQ(backOffs("503:ra2,503:rd2,503:rabad,503:rahuge,ok"), backOffs("503*4,ok"));
+}
+
 // --- Decoding ---
 
 TEST_P(Responses, ComeAsTheyAreUnlessDecodingIsAskedFor) {

@@ -159,10 +159,10 @@ TEST_P(Robustness, ABrokenPipeKillsNobody) {
 TEST_P(Robustness, WithoutFileDescriptorsEveryRequestEnds) {
     SKIP_WHERE_NO_CHILD_IS_SAFE();
     FaultServer server;
-    const int code = inChild([&] {
+    const auto withLimit = [&](rlim_t descriptors) {
         rlimit few{};
         getrlimit(RLIMIT_NOFILE, &few);
-        few.rlim_cur = 24;
+        few.rlim_cur = descriptors;
         setrlimit(RLIMIT_NOFILE, &few);
         std::atomic<int> ended{0};
         {
@@ -191,8 +191,9 @@ TEST_P(Robustness, WithoutFileDescriptorsEveryRequestEnds) {
             if (send(client, get(server.url("/bytes/5"))).getContentLength() != 5) return 1;
         }
         return ended == 200 ? 0 : 2;
-    });
-    EXPECT_EQ(code, 0);
+    };
+    for (const rlim_t descriptors : {24, 64})
+        EXPECT_EQ(inChild([&] { return withLimit(descriptors); }), 0) << descriptors;
 }
 
 // A client that uses another one as its transport.

@@ -1,3 +1,6 @@
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "support.h"
 
 namespace tavrin::httpclient_curl {
@@ -105,6 +108,57 @@ TEST_P(Security, StrangeNamesAndLengthsAreRightOrFail) {
     server_.forgetRequests();
     const std::string text = failureFor(server_.url("/" + std::string(1 << 20, 'l')));
     EXPECT_TRUE(!text.empty() || server_.requests().size() <= 1);
+}
+
+TEST_P(Security, AddressesOfIpVersionSixStandInBrackets) {
+    const int socket = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket < 0) GTEST_SKIP() << "this machine has no IPv6";
+    ::close(socket);
+    const std::string host = "[::ffff:127.0.0.1]";
+
+    EXPECT_EQ(failureFor(server_.urlWithHost(host, "/bytes/5")), "");
+
+    EXPECT_EQ(server_.requests().at(0).header("Host"), host + ":" + std::to_string(server_.port()));
+    FaultServer absent;
+    absent.refuseConnections();
+    EXPECT_THAT(failureFor(absent.urlWithHost(host)),
+                StartsWith("Request to " + host + ":" + std::to_string(absent.port()) +
+                           " failed: connecting: "));
+    for (const char* malformed : {"[::1", "[::g]", "[]", "[1:2]", "::1"})
+        EXPECT_NE(failureFor(server_.urlWithHost(malformed)), "") << malformed;
+}
+
+TEST_P(Security, NoByteOfAProxyMakesALine) {
+    FaultServer proxy;
+    for (int byte = 0; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        const bool refused = byte <= ' ' || byte == 0x7f;
+        for (const std::string& url :
+             {proxy.urlWithHost(std::string("us") + c + "er:p@127.0.0.1"),
+              proxy.urlWithHost(std::string("u:p") + c + "x@127.0.0.1"),
+              proxy.urlWithHost("127.0.0.1", std::string("/a") + c + "X-Evil: 1")}) {
+            SCOPED_TRACE(url);
+            proxy.forgetRequests();
+
+            client_.setClientConfiguration(once().withProxy(url));
+            const std::string text = failureFor(server_.url());
+
+            if (refused) {
+                EXPECT_EQ(
+                    text,
+                    "Request refused: the proxy's URL contains a blank or a control character");
+            }
+            if (!text.empty()) {
+                EXPECT_TRUE(proxy.requests().empty());
+                continue;
+            }
+            ASSERT_EQ(proxy.requests().size(), 1u);
+            const ReceivedRequest seen = proxy.requests()[0];
+            for (const std::string& line : seen.headerLines)
+                EXPECT_EQ(line.find("Evil"), std::string::npos) << line;
+        }
+    }
+    EXPECT_TRUE(server_.requests().empty());
 }
 
 TEST_P(Security, FragmentsAndUsersStayHome) {

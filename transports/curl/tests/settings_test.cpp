@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <thread>
 
@@ -136,18 +137,27 @@ TEST_P(Settings, StallsAreRetriedByDefaultAndResumed) {
     EXPECT_EQ(server.requests().at(1).header("Range"), "bytes=1000-");
 }
 
-// A response stream whose every write takes a while.
+// A response stream each of whose writes takes as long as it is told.
 class Slow : public std::stringbuf {
+public:
+    explicit Slow(std::function<milliseconds()> pause) : pause_(std::move(pause)) {}
+
+private:
     std::streamsize xsputn(const char* text, std::streamsize count) override {
         std::promise<void> never;
-        never.get_future().wait_for(milliseconds(250));
+        never.get_future().wait_for(pause_());
         return std::stringbuf::xsputn(text, count);
     }
+
+    std::function<milliseconds()> pause_;
 };
 
 class SlowStream : public std::iostream {
 public:
-    SlowStream() : std::iostream(nullptr) { rdbuf(&buffer_); }
+    explicit SlowStream(std::function<milliseconds()> pause)
+        : std::iostream(nullptr), buffer_(std::move(pause)) {
+        rdbuf(&buffer_);
+    }
 
 private:
     Slow buffer_;
@@ -157,10 +167,27 @@ TEST_P(Settings, OwnSlownessIsNobodysIdleness) {
     FaultServer server;
     HttpRequest request = get(server.url("/bytes/50000"));
     request.setResponseStreamFactory([](HttpResponseCode, const std::string&, const HttpHeaders&) {
-        return std::make_unique<SlowStream>();
+        return std::make_unique<SlowStream>([] { return milliseconds(250); });
     });
     const CurlHttpClient client(once().withIdleTimeout(200).withIdleSpeed(1000000000));
     EXPECT_EQ(send(client, std::move(request)).getResponseBodyString().size(), 50000u);
+}
+
+TEST(OwnSlowness, OfFiveSecondsIsNobodysIdlenessOnEitherRoad) {
+    FaultServer server;
+    const auto request = [&] {
+        HttpRequest slow = get(server.url("/bytes/3000000"));
+        slow.setResponseStreamFactory([](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            return std::make_unique<SlowStream>([first = true]() mutable {
+                return milliseconds(std::exchange(first, false) ? 5000 : 0);
+            });
+        });
+        return slow;
+    };
+    const CurlHttpClient client(once().withIdleTimeout(1000).withResponseTimeout(1000));
+    auto other = client.makeAsyncRequest(request());
+    EXPECT_EQ(client.makeRequest(request()).getResponseBodyString().size(), 3000000u);
+    EXPECT_EQ(other.get().getResponseBodyString().size(), 3000000u);
 }
 
 TEST_P(Settings, ANewConfigurationHoldsForTheNextRequestAlone) {
@@ -208,6 +235,45 @@ TEST_P(Settings, ProxyAppliesToTheRequestThatNamesIt) {
     send(client, get(server.url("/direct")));
     EXPECT_EQ(proxy.requests().size(), 1u);
     EXPECT_EQ(server.requests().size(), 1u);
+}
+
+TEST_P(Settings, ProxySpeaksTlsWhereItsUrlSaysSo) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    options.certificates = std::make_shared<const httpclient_testing::TestCertificates>();
+    FaultServer proxy(options);
+    FaultServer plain;
+    FaultServer secure(options);
+    const CurlHttpClient client(
+        once().withProxy(proxy.urlWithHost("me:pw@127.0.0.1")).withCertificateFile(proxy.caFile()));
+
+    send(client, get(plain.url("/through")));
+    const HttpResponse tunnelled = send(client, get(secure.url("/bytes/2000")));
+
+    EXPECT_TRUE(plain.requests().empty());
+    EXPECT_EQ(proxy.requests().at(0).target, plain.url("/through"));
+    EXPECT_EQ(proxy.requests().at(1).method, "CONNECT");
+    for (const ReceivedRequest& request : proxy.requests()) {
+        EXPECT_TRUE(request.overTls);
+        EXPECT_EQ(request.header("Proxy-Authorization"), "Basic bWU6cHc=");
+    }
+    EXPECT_EQ(tunnelled.getResponseBodyString(), secure.content("/bytes/2000").all());
+    EXPECT_FALSE(secure.requests().at(0).header("Proxy-Authorization"));
+}
+
+TEST_P(Settings, ProxyWhoseCertificateIsNotTrustedSeesNothing) {
+    for (const auto kind :
+         {httpclient_testing::TlsKind::UNTRUSTED_CA, httpclient_testing::TlsKind::WRONG_HOST}) {
+        FaultServerOptions options;
+        options.tls = kind;
+        FaultServer proxy(std::move(options));
+        FaultServer server;
+        const CurlHttpClient client(
+            once().withProxy(proxy.url()).withCertificateFile(proxy.caFile()));
+        EXPECT_THAT(failureOf([&] { send(client, get(server.url())); }), HasSubstr(" failed: "));
+        EXPECT_TRUE(proxy.requests().empty());
+        EXPECT_EQ(server.connectionsAccepted(), 0u);
+    }
 }
 
 TEST_P(Settings, CredentialsOfTheProxyShowInNoFailure) {

@@ -50,6 +50,24 @@ TEST(SynchronousRequest, SendsTheFieldsAsGivenEmptyOnesToo) {
         "X-Twice: 2\r\nUser-Agent: mine\r\nConnection: close\r\nAccept-Encoding: br\r\n\r\n");
 }
 
+TEST(SynchronousRequest, SendsTheFieldsThatLibcurlMakesAsGivenEmptyOnesToo) {
+    FaultServer server;
+    const CurlHttpClient client(ClientConfiguration(), CurlOptions().withUserAgent(""));
+    const std::string host = "Host: " + hostOf(server) + "\r\n";
+    for (const std::string name :
+         {"Host", "Connection", "Expect", "Accept", "Accept-Encoding", "User-Agent"}) {
+        for (const std::string value : {"", "mine"}) {
+            const std::string line = name + (value.empty() ? ":" : ": ") + value + "\r\n";
+
+            const std::string head = client.makeRequest(get(server.url("/echo"), {{name, value}}))
+                                         .getResponseBodyString();
+
+            EXPECT_EQ(head,
+                      "GET /echo HTTP/1.1\r\n" + (name == "Host" ? "" : host) + line + "\r\n");
+        }
+    }
+}
+
 TEST(SynchronousRequest, NamesItselfUnlessToldOtherwise) {
     FaultServer server;
 
