@@ -4,7 +4,8 @@
 
 #include <cstddef>
 
-/// Number of times that the program has allocated memory so far.
+/// Number of times that the program and its libraries have asked for memory so far. Exact as long
+/// as no two threads ask at once.
 std::size_t allocationCount();
 
 /// Adds the counter "allocs", allocations per iteration, to what `state` reports. It is made after
