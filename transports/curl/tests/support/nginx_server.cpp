@@ -100,10 +100,12 @@ http {
         tuning = " sndbuf=64k";
         file << "access_log access.log exchange;\n";
     } else {
-        file << "access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;\n";
+        file << "access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;\n"
+             << "client_max_body_size 0; lingering_time 1h;\n";
     }
     file << "server { listen " << hostAndPort(plain_.local_endpoint()) << tuning << ";\n"
-         << "    location = / { access_log off; return 204; } }\n"
+         << "    location = / { access_log off; return 204; }\n"
+         << "    location = /upload { return 204; } }\n"
          << "server { listen " << hostAndPort(tls_.local_endpoint()) << " ssl http2" << tuning
          << ";\n"
          << "    ssl_certificate " << certificates_.certificateFile(TlsKind::GOOD) << ";\n"
