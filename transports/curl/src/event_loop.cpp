@@ -13,7 +13,8 @@ namespace {
 // Looking after every transfer each time one of many has moved would cost more than carrying them.
 constexpr std::chrono::milliseconds SHORTEST_LOOK_INTERVAL{5};
 
-constexpr std::chrono::hours UNTIL_WOKEN{24};
+// No wake-up should ever be lost, but if one is, what it was for comes so late and no later.
+constexpr std::chrono::seconds UNTIL_WOKEN{10};
 
 // With one handle to a transfer, more than these lie idle only after a limit was lowered.
 constexpr std::size_t MOST_IDLE_HANDLES = 64;

@@ -4,11 +4,14 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "failure.h"
 
 namespace tavrin::httpclient_curl::detail {
 namespace {
+
+constexpr int MOST_TRIES_TO_WAKE = 1000;
 
 void check(CURLMcode code) {
     if (code == CURLM_OUT_OF_MEMORY) throw std::bad_alloc();
@@ -47,6 +50,15 @@ void MultiHandle::wait(std::chrono::steady_clock::duration time) {
     const auto rounded = std::chrono::ceil<milliseconds>(time).count();
     const int timeout = static_cast<int>(std::clamp<std::int64_t>(rounded, 0, 1000000));
     check(curl_multi_poll(handle_.get(), nullptr, 0, timeout, nullptr));
+}
+
+void MultiHandle::wake() {
+    // What the system refuses now it may grant a moment later; a sleeper that is not woken would
+    // sleep on.
+    for (int tries = 0; tries < MOST_TRIES_TO_WAKE; ++tries) {
+        if (curl_multi_wakeup(handle_.get()) == CURLM_OK) return;
+        std::this_thread::yield();
+    }
 }
 
 }  // namespace tavrin::httpclient_curl::detail

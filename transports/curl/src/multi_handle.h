@@ -27,7 +27,7 @@ public:
     void wait(std::chrono::steady_clock::duration time);
 
     // May be called from any thread.
-    void wake() { curl_multi_wakeup(handle_.get()); }
+    void wake();
 
 private:
     struct Cleanup {
