@@ -145,6 +145,16 @@ TEST_F(BackOff, NeverWaitsWithoutABaseOrACap) {
     }
 }
 
+TEST_F(BackOff, TakesASingleMillisecondToo) {
+    const DefaultRetry retry{9, 9, 1000, 1, defaultIsRetriable(), nullptr};
+    HttpResponse busy;
+    busy.setResponseCode(HttpResponseCode(503));
+
+    EXPECT_TRUE(retry(get(), busy, nullptr, 2, 2));
+
+    EXPECT_THAT(milliseconds(), ElementsAre(1));
+}
+
 TEST_F(BackOff, SaturatesAtTheCap) {
     for (const std::int64_t base :
          {std::int64_t(1), std::int64_t(3), MOST / 2, MOST / 2 + 1, MOST - 1, MOST}) {
