@@ -92,6 +92,17 @@ TEST(Accept, CutsWithinQuotesToo) {
                 ElementsAre(ContentType("a", {{"b", "\"x"}}), ContentType("y\"", {})));
 }
 
+TEST(Accept, CutsElementsAtCommasAlone) {
+    for (int byte = 0; byte < 256; ++byte) {
+        if (byte == ',' || byte == ';') continue;
+        const std::string value = std::string("x") + static_cast<char>(byte) + "y";
+
+        EXPECT_THAT(Accept::parse("a;b=" + value).getTypes(),
+                    ElementsAre(ContentType("a", {{"b", value}})))
+            << byte;
+    }
+}
+
 TEST(Accept, ParsesATextWithoutElementsAsNoTypes) {
     const LogCapture log;
 

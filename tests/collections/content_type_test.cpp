@@ -91,6 +91,15 @@ TEST(ContentType, TakesTheFirstPieceThatIsNotEmptyForTheType) {
     EXPECT_EQ(parsed(";;a;b=1"), "<a>\nb: 1\n");
 }
 
+TEST(ContentType, CutsThePiecesAtSemicolonsAlone) {
+    for (int byte = 0; byte < 256; ++byte) {
+        if (byte == ';') continue;
+        const std::string type = std::string("a") + static_cast<char>(byte) + "b";
+
+        EXPECT_EQ(ContentType::parse(type), ContentType(type, {})) << byte;
+    }
+}
+
 TEST(ContentType, ParsesATextWithoutPiecesAsAnEmptyType) {
     EXPECT_EQ(parsed(""), "<>\n");
     EXPECT_EQ(parsed(";;"), "<>\n");

@@ -55,6 +55,15 @@ TEST(Cookie, KnowsNoQuotesAndNoAttributes) {
     EXPECT_EQ(entryLines(Cookie::parse("a=1,b=2")), "a: 1,b=2\n");
 }
 
+TEST(Cookie, CutsThePiecesAtSemicolonsAlone) {
+    for (int byte = 0; byte < 256; ++byte) {
+        if (byte == ';') continue;
+        const std::string value = std::string("x") + static_cast<char>(byte) + "y";
+
+        EXPECT_EQ(entryLines(Cookie::parse("a=" + value)), "a: " + value + "\n") << byte;
+    }
+}
+
 TEST(Cookie, ParsesATextWithoutPiecesAsNoCookies) {
     const LogCapture log;
 
