@@ -123,6 +123,55 @@ TEST_P(Redirects, TakeNoSecretToAnotherHost) {
     expectNoSecret(server.requests().at(1));
 }
 
+const HttpHeaders HARMLESS{{"Accept", "text/plain"},
+                           {"Accept-Charset", "utf-8"},
+                           {"Accept-Encoding", "identity"},
+                           {"Accept-Language", "de"},
+                           {"Cache-Control", "no-store"},
+                           {"If-Match", "\"a\""},
+                           {"If-Modified-Since", "Sun, 06 Nov 1994 08:49:37 GMT"},
+                           {"If-None-Match", "\"b\""},
+                           {"If-Range", "\"c\""},
+                           {"If-Unmodified-Since", "Mon, 07 Nov 1994 08:49:37 GMT"},
+                           {"Pragma", "no-cache"},
+                           {"Range", "bytes=0-"},
+                           {"User-Agent", "redirected"}};
+
+const HttpHeaders ABOUT_THE_BODY{{"Content-Encoding", "identity"},
+                                 {"Content-Language", "de"},
+                                 {"Content-Location", "/body"},
+                                 {"Content-Type", "text/css"},
+                                 {"Expect", "100-continue"}};
+
+TEST_P(Redirects, TakeHarmlessFieldsAndThoseOfTheBodyElsewhere) {
+    FaultServer other;
+    FaultServer server("307:" + other.url("/there") + ",ok");
+    HttpHeaders headers = HARMLESS;
+    for (const auto& [name, value] : ABOUT_THE_BODY) headers.addHeaderValue(name, value);
+
+    send(CurlHttpClient(once()), withBody(HttpMethod::PUT, server.url(), "body", headers));
+
+    for (const auto& [name, value] : headers) {
+        EXPECT_EQ(other.requests().at(0).header(name), value) << name;
+    }
+}
+
+TEST_P(Redirects, LeaveFieldsOfADroppedBodyBehind) {
+    FaultServer other;
+    FaultServer server("303:/next,303:" + other.url("/there") + ",ok");
+    HttpHeaders headers = HARMLESS;
+    for (const auto& [name, value] : ABOUT_THE_BODY) headers.addHeaderValue(name, value);
+
+    send(CurlHttpClient(once()), withBody(HttpMethod::PUT, server.url(), "body", headers));
+
+    for (const auto& request : {server.requests().at(1), other.requests().at(0)}) {
+        for (const auto& [name, value] : HARMLESS) EXPECT_EQ(request.header(name), value) << name;
+        for (const auto& [name, value] : ABOUT_THE_BODY) {
+            EXPECT_EQ(request.header(name), std::nullopt) << name;
+        }
+    }
+}
+
 TEST_P(Redirects, TakeNoUserFromALocation) {
     FaultServer server("302:userinfo,ok");
     send(CurlHttpClient(once()), get(server.url(), SECRETS));
