@@ -28,8 +28,8 @@ thread_local bool completionThread = false;
 
 struct CompletionPool::State {
     std::mutex mutex;
-    std::condition_variable ready;
-    std::condition_variable crowded;
+    std::condition_variable called;
+    std::condition_variable wanted;
     std::deque<AsyncJobPtr> queue;
     std::uint64_t posted = 0;
     std::uint64_t taken = 0;
@@ -37,16 +37,19 @@ struct CompletionPool::State {
     std::map<std::thread::id, std::thread> threads;
     std::vector<std::thread> ended;
     std::thread watcher;
+    bool watching = false;
 
-    // Threads that wait for work, and threads that run a completion; what remains of all threads is
-    // about to take one.
-    std::size_t idle = 0;
+    // Threads that sleep until they are called, calls that none of them has heard yet, and threads
+    // that run a completion; what remains of all threads is about to take one.
+    std::size_t asleep = 0;
+    std::size_t calls = 0;
     std::size_t running = 0;
     // The watcher's rounds, and how many running completions were taken in this one.
     std::uint64_t round = 0;
     std::size_t fresh = 0;
 
-    std::size_t free() const { return threads.size() - running; }
+    std::size_t free() const { return threads.size() - asleep - running; }
+    std::size_t gettingOn() const { return free() + fresh; }
     bool isCrowded() const { return queue.size() > free(); }
 };
 
@@ -59,29 +62,29 @@ bool CompletionPool::onCompletionThread() { return completionThread; }
 void CompletionPool::post(std::vector<AsyncJobPtr> jobs) {
     std::vector<std::thread> ended;
     std::deque<AsyncJobPtr> orphans;
-    std::size_t wanted = 0;
-    bool crowded = false;
     {
         const std::lock_guard<std::mutex> lock(state_->mutex);
         for (auto& job : jobs) state_->queue.push_back(std::move(job));
         state_->posted += jobs.size();
-        wanted = std::min(jobs.size(), state_->idle);
-        if (state_->isCrowded()) startThread(state_);
-        crowded = state_->isCrowded();
-        if (crowded && !startWatcher(state_)) {
-            while (state_->isCrowded() && startThread(state_)) continue;
+        if (state_->gettingOn() == 0) addThread(state_);
+        if (state_->isCrowded() && !startWatcher(state_)) {
+            while (state_->isCrowded() && addThread(state_)) continue;
         }
         if (state_->threads.empty()) orphans.swap(state_->queue);
         ended.swap(state_->ended);
     }
-    for (; wanted > 0; --wanted) state_->ready.notify_one();
-    if (crowded) state_->crowded.notify_one();
     for (auto& thread : ended) thread.join();
     for (auto& job : orphans) AsyncEngine::complete(std::move(job));
 }
 
-// With the lock held.
-bool CompletionPool::startThread(const std::shared_ptr<State>& state) {
+// Calls one that sleeps, else starts one. With the lock held.
+bool CompletionPool::addThread(const std::shared_ptr<State>& state) {
+    if (state->asleep > 0) {
+        --state->asleep;
+        ++state->calls;
+        state->called.notify_one();
+        return true;
+    }
     const SignalBlock block;
     try {
         std::thread thread([state] { work(state); });
@@ -95,7 +98,12 @@ bool CompletionPool::startThread(const std::shared_ptr<State>& state) {
 
 // With the lock held.
 bool CompletionPool::startWatcher(const std::shared_ptr<State>& state) {
-    if (state->watcher.joinable()) return true;
+    if (state->watching) return true;
+    state->watching = true;
+    if (state->watcher.joinable()) {
+        state->wanted.notify_one();
+        return true;
+    }
     const SignalBlock block;
     try {
         state->watcher = std::thread([state] { watch(state); });
@@ -124,11 +132,14 @@ void CompletionPool::work(const std::shared_ptr<State>& state) {
             continue;
         }
         if (state->closing) break;
-        ++state->idle;
-        const bool called = state->ready.wait_for(
-            lock, IDLE_TIME, [&] { return !state->queue.empty() || state->closing; });
-        --state->idle;
-        if (!called) break;
+        ++state->asleep;
+        state->called.wait_for(lock, IDLE_TIME, [&] { return state->calls > 0 || state->closing; });
+        if (state->calls > 0) {
+            --state->calls;
+        } else {
+            --state->asleep;
+            if (!state->closing) break;
+        }
     }
     const auto self = state->threads.find(std::this_thread::get_id());
     if (self == state->threads.end()) return;  // close() takes care of it
@@ -137,35 +148,39 @@ void CompletionPool::work(const std::shared_ptr<State>& state) {
 }
 
 // Adds threads while completions wait for a whole round: as many again in each further round that
-// finds every thread held up, and no more than there are processors while some get on.
+// finds every thread held up, and no more than there are processors while some get on. It goes on
+// until nothing was posted for a round, since waking it for each post would cost as much as waking
+// a thread.
 void CompletionPool::watch(const std::shared_ptr<State>& state) {
     const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
     std::size_t growth = 1;
+    std::uint64_t target = 0;
     std::unique_lock<std::mutex> lock(state->mutex);
     for (;;) {
         if (!state->isCrowded()) {
             // From here on every completion that waits has a thread that comes to it.
             if (state->closing) return;
             growth = 1;
-            state->crowded.wait(lock, [&] { return state->isCrowded() || state->closing; });
-            continue;
+            if (state->posted == target) {
+                state->watching = false;
+                state->wanted.wait(lock, [&] { return state->watching || state->closing; });
+                continue;
+            }
         }
         ++state->round;
         state->fresh = 0;
-        const std::uint64_t target = state->posted;
-        state->crowded.wait_for(lock, ROUND, [&] { return state->closing && !state->isCrowded(); });
+        target = state->posted;
+        state->wanted.wait_for(lock, ROUND, [&] { return state->closing && !state->isCrowded(); });
         if (state->taken >= target || !state->isCrowded()) continue;
-        const std::size_t heldUp = state->running - state->fresh;
-        const std::size_t gettingOn = state->threads.size() - heldUp;
-        std::size_t more = gettingOn < processors ? 1 : 0;
-        if (gettingOn == 0) {
+        std::size_t more = state->gettingOn() < processors ? 1 : 0;
+        if (state->gettingOn() == 0) {
             more = growth;
             growth *= 2;
         } else {
             growth = 1;
         }
         for (more = std::min(more, state->queue.size()); more > 0; --more) {
-            if (!startThread(state)) break;
+            if (!addThread(state)) break;
         }
     }
 }
@@ -178,7 +193,7 @@ void CompletionPool::close() {
         watcher.swap(state_->watcher);
     }
     // As long as completions wait there may have to be more threads.
-    state_->crowded.notify_one();
+    state_->wanted.notify_one();
     if (watcher.joinable()) watcher.join();
     std::map<std::thread::id, std::thread> threads;
     std::vector<std::thread> ended;
@@ -187,7 +202,7 @@ void CompletionPool::close() {
         threads.swap(state_->threads);
         ended.swap(state_->ended);
     }
-    state_->ready.notify_all();
+    state_->called.notify_all();
     for (auto& thread : ended) thread.join();
     for (auto& [id, thread] : threads) {
         if (id == std::this_thread::get_id()) {

@@ -8,11 +8,11 @@
 
 namespace tavrin::httpclient_curl::detail {
 
-// Threads that run completions: retry strategies, which sleep, and handlers, which may block. A
-// thread for each would cost quick ones, of which a thread carries out many in a row, far more than
-// they take themselves. So there are few threads as long as they get on, and more, twice as many
-// every few milliseconds if need be, as soon as completions wait behind others that sleep or block.
-// A thread that found nothing to do for a while goes.
+// Threads that run completions: retry strategies, which sleep, and handlers, which may block.
+// Waking a thread for each would cost quick ones, of which a thread carries out many in a row, far
+// more than they take themselves. So one thread runs them as long as it gets on, and more are
+// called or started, twice as many every few milliseconds if need be, as soon as completions wait
+// behind others that sleep or block. A thread that found nothing to do for a while goes.
 class CompletionPool {
 public:
     CompletionPool();
@@ -35,7 +35,7 @@ private:
 
     static void work(const std::shared_ptr<State>& state);
     static void watch(const std::shared_ptr<State>& state);
-    static bool startThread(const std::shared_ptr<State>& state);
+    static bool addThread(const std::shared_ptr<State>& state);
     static bool startWatcher(const std::shared_ptr<State>& state);
 
     std::shared_ptr<State> state_;
