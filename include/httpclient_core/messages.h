@@ -202,6 +202,9 @@ public:
     void setCookie(const NameValueCollection& cookies);
 
 private:
+    // Shows the fields to its stream factory, which would otherwise cost a copy of them.
+    friend class HttpResponse;
+
     HttpHeaders headers_;
 };
 
