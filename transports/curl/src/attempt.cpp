@@ -87,7 +87,7 @@ bool Attempt::start(EasyHandle& easy, WireClock& clock) noexcept {
 }
 
 void Attempt::planFirstExchange() {
-    url_ = RequestUrl::parse(request_.getURL().toAsciiString());
+    url_ = easy_->parsed(request_.getURL().toAsciiString());
     method_ = request_.getHttpMethod();
     redirects_ = 0;
     BodyFraming framing;
@@ -231,8 +231,8 @@ void Attempt::headComplete() {
 
 void Attempt::judge() {
     const int code = head_.code();
-    const std::string* location = head_.value("Location");
-    if (isRedirect(code) && settings_.followRedirects && location != nullptr) {
+    const bool follows = isRedirect(code) && settings_.followRedirects;
+    if (const std::string* location = follows ? head_.value("Location") : nullptr) {
         for (const auto& [name, value] : head_.headers()) {
             if (equalIgnoringCase(name, "Location") && value != *location) {
                 throw failed(url_->host(), "redirect", "there are two Location fields that differ");
@@ -355,7 +355,7 @@ void Attempt::followRedirect() {
         keepSafeHeaders(headers_, body_ != nullptr);
         if (chunked) headers_.emplace_back("Transfer-Encoding", "chunked");
     }
-    url_ = std::move(target);
+    url_ = std::make_shared<const RequestUrl>(std::move(target));
     ++redirects_;
 }
 

@@ -97,7 +97,7 @@ private:
 
     // What goes on the wire now.
     httpclient_core::HttpMethod method_;
-    std::optional<RequestUrl> url_;
+    std::shared_ptr<const RequestUrl> url_;
     HeaderList headers_;
     std::unique_ptr<BodySource> body_;
     bool resuming_ = false;

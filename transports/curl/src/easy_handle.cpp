@@ -129,6 +129,15 @@ EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
     reportTlsClosure(get());
 }
 
+std::shared_ptr<const RequestUrl> EasyHandle::parsed(const std::string& text) {
+    if (url_ == nullptr || urlText_ != text) {
+        auto url = std::make_shared<const RequestUrl>(RequestUrl::parse(text));
+        urlText_ = text;
+        url_ = std::move(url);
+    }
+    return url_;
+}
+
 void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
     listener_ = &listener;
     error_[0] = '\0';

@@ -1,5 +1,6 @@
 #include "request_url.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -36,6 +37,8 @@ bool hasBlankOrControl(const std::string& text) {
 // Bytes beyond ASCII are escaped behind the authority alone, where they are not part of a name to
 // be converted.
 std::string escapeHighBytes(const std::string& text) {
+    const auto isHigh = [](char c) { return static_cast<unsigned char>(c) >= 0x80; };
+    if (std::none_of(text.begin(), text.end(), isHigh)) return text;
     static constexpr char DIGITS[] = "0123456789ABCDEF";
     const std::size_t scheme = text.find("://");
     std::size_t from = text.find_first_of("/?#", scheme == std::string::npos ? 0 : scheme + 3);
@@ -43,10 +46,10 @@ std::string escapeHighBytes(const std::string& text) {
     std::string escaped = text.substr(0, from);
     for (std::size_t i = from; i < text.size(); ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
-        if (c < 0x80) {
-            escaped += text[i];
-        } else {
+        if (isHigh(text[i])) {
             escaped += {'%', DIGITS[c >> 4], DIGITS[c & 15]};
+        } else {
+            escaped += text[i];
         }
     }
     return escaped;
