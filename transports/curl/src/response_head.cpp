@@ -12,19 +12,18 @@ namespace {
 // More of them serve nobody, and each is free to the server.
 constexpr int MOST_INTERIM_RESPONSES = 2000;
 
-constexpr std::string_view BLANKS = " \t\r\n";
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 std::string_view trimmed(std::string_view text) {
-    const std::size_t from = text.find_first_not_of(BLANKS);
-    if (from == std::string_view::npos) return {};
-    return text.substr(from, text.find_last_not_of(BLANKS) - from + 1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
 }
 
 // A CR inside a line is no line end, but must not become one where the value goes next.
-std::string valueOf(std::string_view text) {
-    std::string value(trimmed(text));
-    std::replace(value.begin(), value.end(), '\r', ' ');
-    return value;
+void assignValue(std::string& value, std::string_view text) {
+    value = trimmed(text);
+    if (value.find('\r') != std::string::npos) std::replace(value.begin(), value.end(), '\r', ' ');
 }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -52,7 +51,7 @@ void ResponseHead::begin(std::string_view line) {
         throw MalformedHead{"its status code is no number of three digits"};
     }
     code_ = (rest[0] - '0') * 100 + (rest[1] - '0') * 10 + (rest[2] - '0');
-    reason_ = valueOf(rest.substr(3));
+    assignValue(reason_, rest.substr(3));
     started_ = true;
 }
 
@@ -89,7 +88,10 @@ ResponseHead::Stage ResponseHead::add(std::string_view line) {
 void ResponseHead::addField(std::string_view line) {
     if (line.front() == ' ' || line.front() == '\t') {
         // The rest of a folded line; without a field before it, it belongs to nothing.
-        if (!name_.empty()) value_ += " " + valueOf(line);
+        if (name_.empty()) return;
+        std::string more;
+        assignValue(more, line);
+        value_ += " " + more;
         return;
     }
     flushField();
@@ -99,8 +101,8 @@ void ResponseHead::addField(std::string_view line) {
         throw MalformedHead{"it has more than maxHeaderCount = " + std::to_string(limits_.count) +
                             " header fields"};
     }
-    name_ = valueOf(line.substr(0, colon));
-    value_ = valueOf(line.substr(colon + 1));
+    assignValue(name_, line.substr(0, colon));
+    assignValue(value_, line.substr(colon + 1));
     if (equalIgnoringCase(name_, "Location") &&
         trimmed(line.substr(colon + 1)).find('\r') != std::string_view::npos) {
         throw MalformedHead{"its Location contains CR"};
@@ -112,9 +114,11 @@ void ResponseHead::flushField() {
     name_.clear();
 }
 
-const std::string* ResponseHead::value(const std::string& name) const {
-    const auto found = headers_.find(name);
-    return found == headers_.end() ? nullptr : &found->second;
+const std::string* ResponseHead::value(std::string_view name) const {
+    for (const auto& field : headers_) {
+        if (equalIgnoringCase(field.first, name)) return &field.second;
+    }
+    return nullptr;
 }
 
 std::int64_t ResponseHead::contentLength() const {

@@ -34,7 +34,7 @@ public:
     httpclient_core::HttpHeaders& headers() { return headers_; }
 
     // The one value of a field; nothing if it is absent.
-    const std::string* value(const std::string& name) const;
+    const std::string* value(std::string_view name) const;
 
     // Content-Length; -1 if there is none. Throws MalformedHead for values that differ or are no
     // numbers.
