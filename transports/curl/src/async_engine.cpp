@@ -76,18 +76,23 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
         }
     }
     if (!stranded.empty()) {
-        for (auto& job : stranded) job->error = noLoop;
-        pool_.post(
-            {std::make_move_iterator(stranded.begin()), std::make_move_iterator(stranded.end())});
+        completeAll(std::move(stranded), noLoop);
         return;
     }
     // The strategy wants what the application, or the client's end, has cancelled. Asking it again
     // might never end, so the handler is told without it.
-    if (logical == nullptr || logical->handler == nullptr) throw HttpRequestCancelledException();
+    if (logical == nullptr || !logical->handler) throw HttpRequestCancelledException();
     // A job that was queued has returned above, from the queue or as a stranded one.
     // NOLINTNEXTLINE(bugprone-use-after-move)
     (*logical->handler)(std::move(request), std::move(response),
                         std::make_exception_ptr(HttpRequestCancelledException()));
+}
+
+// Hands jobs that no loop has carried to the pool.
+void AsyncEngine::completeAll(std::deque<AsyncJobPtr> jobs, const std::exception_ptr& error) {
+    if (jobs.empty()) return;
+    for (auto& job : jobs) job->error = error;
+    pool_.post({std::make_move_iterator(jobs.begin()), std::make_move_iterator(jobs.end())});
 }
 
 std::size_t AsyncEngine::room(const EventLoop& loop) const {
@@ -186,12 +191,7 @@ void AsyncEngine::shutDown() {
         for (const auto& loop : loops_) loop->wake();
     }
     for (auto& thread : threads_) thread.join();
-    std::vector<AsyncJobPtr> cancelled;
-    for (auto& job : waiting) {
-        job->error = std::make_exception_ptr(HttpRequestCancelledException());
-        cancelled.push_back(std::move(job));
-    }
-    if (!cancelled.empty()) pool_.post(std::move(cancelled));
+    completeAll(std::move(waiting), std::make_exception_ptr(HttpRequestCancelledException()));
     pool_.close();
 }
 

@@ -51,6 +51,7 @@ public:
 private:
     std::shared_ptr<LogicalRequest> remembered(std::uint64_t id,
                                                std::shared_ptr<LogicalRequest> begun);
+    void completeAll(std::deque<AsyncJobPtr> jobs, const std::exception_ptr& error);
     void dispatch();
     bool startLoop();
     std::size_t room(const EventLoop& loop) const;

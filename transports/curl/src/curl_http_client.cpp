@@ -180,12 +180,12 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
 void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler handler) const {
     impl_->enterProcess();
     auto logical = std::make_shared<LogicalRequest>();
-    logical->handler = std::make_shared<detail::OnceHandler>(std::move(handler));
+    logical->handler.emplace(std::move(handler));
     const CarriedAsynchronously carried(this, logical);
     HttpClient::makeAsyncRequest(
-        std::move(request), [handler = logical->handler](HttpRequest made, HttpResponse response,
-                                                         std::exception_ptr error) {
-            (*handler)(std::move(made), std::move(response), std::move(error));
+        std::move(request),
+        [logical](HttpRequest made, HttpResponse response, std::exception_ptr error) {
+            (*logical->handler)(std::move(made), std::move(response), std::move(error));
         });
 }
 

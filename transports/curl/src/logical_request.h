@@ -68,7 +68,7 @@ struct LogicalRequest {
     // Asynchronous requests: whether an attempt is under way, and how many were begun.
     std::atomic<bool> underWay{false};
     std::atomic<std::uint64_t> begun{0};
-    std::shared_ptr<OnceHandler> handler;
+    std::optional<OnceHandler> handler;
 };
 
 }  // namespace tavrin::httpclient_curl::detail
