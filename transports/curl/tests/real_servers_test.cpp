@@ -8,6 +8,7 @@
 #include "support/httpbin_server.h"
 #include "support/interrupted_download.h"
 #include "support/lighttpd_server.h"
+#include "support/microsocks_server.h"
 #include "support/tinyproxy_server.h"
 
 namespace tavrin::httpclient_curl::test {
@@ -352,6 +353,84 @@ TEST_P(Tinyproxy, WithoutCredentialsATunnelIsAnErrorAndNothingIsSent) {
     EXPECT_THAT(failureOf([&] { send(client, get(origin.url("/"))); }),
                 HasSubstr(": proxy: CONNECT tunnel failed, response 407"));
     EXPECT_EQ(origin.connectionsAccepted(), 0U);
+}
+
+// --- microsocks, a SOCKS5 proxy ---
+
+class Microsocks : public OnBothRoads {};
+ON_BOTH_ROADS(Microsocks);
+
+TEST_P(Microsocks, CarriesPlainRequestsAndTls) {
+    FaultServer plain;
+    FaultServerOptions options;
+    options.tls = TlsKind::GOOD;
+    FaultServer secure(options);
+    const MicrosocksServer proxy;
+    for (const char* scheme : {"socks5://", "socks5h://"}) {
+        const CurlHttpClient client(
+            once().withProxy(scheme + proxy.host()).withCertificateFile(secure.caFile()));
+
+        for (const FaultServer* origin : {&plain, &secure}) {
+            const HttpResponse response = send(client, get(origin->url("/bytes/1000")));
+            EXPECT_EQ(response.getResponseBodyString(), origin->content("/bytes/1000").all());
+            EXPECT_EQ(origin->requests().back().target, "/bytes/1000");
+            EXPECT_THAT(proxy.log(), HasSubstr(std::to_string(origin->port())));
+        }
+    }
+}
+
+TEST_P(Microsocks, LeavesTheNameOfTheHostToTheProxyWhereAskedTo) {
+    FaultServer origin;
+    const MicrosocksServer proxy;
+
+    send(CurlHttpClient(once().withProxy("socks5h://" + proxy.host())),
+         get(origin.urlWithHost("localhost")));
+
+    EXPECT_THAT(proxy.log(), HasSubstr("localhost:" + std::to_string(origin.port())));
+}
+
+TEST_P(Microsocks, CredentialsGoToTheProxyAlone) {
+    FaultServer origin;
+    const MicrosocksServer proxy("user", "secret");
+    const auto through = [&](const std::string& credentials) {
+        return failureOf([&] {
+            send(CurlHttpClient(once().withProxy("socks5://" + credentials + proxy.host())),
+                 get(origin.url("/bytes/10")));
+        });
+    };
+
+    EXPECT_EQ(through("user:secret@"), "");
+
+    EXPECT_THAT(origin.waitForRequests(1)[0].head, Not(HasSubstr("uthorization")));
+    for (const char* credentials : {"", "user:wr0ng@"}) {
+        const std::string text = through(credentials);
+        EXPECT_THAT(text, HasSubstr(" failed: proxy: "));
+        EXPECT_THAT(text, Not(HasSubstr("wr0ng")));
+    }
+    EXPECT_EQ(origin.requests().size(), 1U);
+}
+
+TEST_P(Microsocks, HostThatItCannotReachIsAnErrorByName) {
+    FaultServer origin;
+    const MicrosocksServer proxy;
+    origin.refuseConnections();
+
+    EXPECT_THAT(failureOf([&] {
+                    send(CurlHttpClient(once().withProxy("socks5://" + proxy.host())),
+                         get(origin.url()));
+                }),
+                HasSubstr("Request to " + hostOf(origin) + " failed: proxy: "));
+}
+
+TEST_P(Microsocks, DownloadThatBreaksBehindItIsResumed) {
+    FaultServer origin("rst@40000,rst@20000,ok");
+    const MicrosocksServer proxy;
+    const CurlHttpClient client(stubborn().withProxy("socks5://" + proxy.host()));
+
+    const HttpResponse response = send(client, get(origin.url("/file")));
+
+    EXPECT_EQ(response.getResponseBodyString(), origin.content("/file").all());
+    EXPECT_GE(origin.requests().size(), 3U);
 }
 
 }  // namespace

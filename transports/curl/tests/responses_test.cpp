@@ -5,10 +5,13 @@
 #include <fstream>
 
 #include "support.h"
+#include "support/byte_counter.h"
+#include "support/child.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
 
+using test::ByteCounter;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -250,29 +253,7 @@ TEST_P(Responses, ThatAreDecodedFailWhenDamagedAndAreNeverResumed) {
         raw.content("/bytes/100000").all());
 }
 
-// A stream that forgets what it is given.
-class Counter : public std::streambuf {
-public:
-    std::int64_t count = 0;
-
-private:
-    std::streamsize xsputn(const char*, std::streamsize size) override {
-        count += size;
-        return size;
-    }
-    int_type overflow(int_type c) override {
-        ++count;
-        return c;
-    }
-    pos_type seekoff(off_type offset, std::ios::seekdir, std::ios::openmode) override {
-        return offset == 0 ? pos_type(count) : pos_type(-1);
-    }
-    pos_type seekpos(pos_type position, std::ios::openmode) override {
-        return position == pos_type(count) ? position : pos_type(-1);
-    }
-};
-
-HttpRequest counting(const std::string& url, Counter& counter) {
+HttpRequest counting(const std::string& url, ByteCounter& counter) {
     HttpRequest request = get(url);
     request.setResponseStreamFactory(
         [&counter](HttpResponseCode, const std::string&, const HttpHeaders&) {
@@ -283,12 +264,12 @@ HttpRequest counting(const std::string& url, Counter& counter) {
 
 TEST_P(Responses, DecodingABombStopsAtTheLimit) {
     FaultServer server("gzipbomb:200");
-    Counter counter;
+    ByteCounter counter;
     const CurlHttpClient client(once(),
                                 CurlOptions().withDecodeContent(true).withMaxDecodedBytes(8 << 20));
     EXPECT_THAT(failureOf([&] { send(client, counting(server.url(), counter)); }),
                 HasSubstr("maxDecodedBytes = 8388608"));
-    EXPECT_LE(counter.count, 8 << 20);
+    EXPECT_LE(counter.count(), 8 << 20);
 }
 
 TEST_P(Responses, PositionsAreCountedInSixtyFourBits) {
@@ -298,7 +279,7 @@ TEST_P(Responses, PositionsAreCountedInSixtyFourBits) {
     options.plan = "fin@10,ok";
     FaultServer server(std::move(options));
     std::int64_t total = 0;
-    Counter counter;
+    ByteCounter counter;
     HttpRequest request = counting(server.url(), counter);
     ClientConfiguration configuration = stubborn(2);
     request.setClientConfiguration(configuration);
@@ -310,6 +291,24 @@ TEST_P(Responses, PositionsAreCountedInSixtyFourBits) {
                   [&] { send(CurlHttpClient(), std::move(request)); }),
               "Request cancelled");
     EXPECT_EQ(total, static_cast<std::int64_t>(SIZE));
+}
+
+TEST(LargeResponse, IsResumedBehindFourGibibytes) {
+    if (WITH_SANITIZER) GTEST_SKIP() << "so many bytes take a sanitizer minutes";
+    constexpr std::uint64_t CUT = (4ULL << 30) + 50'000'000;
+    constexpr std::uint64_t SIZE = CUT + 50'000'000;
+    FaultServerOptions options;
+    options.content = ServedContent{1, SIZE};
+    options.plan = "fin@" + std::to_string(CUT) + ",ok";
+    FaultServer server(std::move(options));
+    ByteCounter counter;
+
+    const HttpResponse response =
+        CurlHttpClient(stubborn(2)).makeRequest(counting(server.url(), counter));
+
+    EXPECT_EQ(counter.count(), static_cast<std::int64_t>(SIZE));
+    EXPECT_EQ(response.getContentLength(), static_cast<std::int64_t>(SIZE));
+    EXPECT_EQ(server.requests().at(1).header("Range"), "bytes=" + std::to_string(CUT) + "-");
 }
 
 // --- Streams that go wrong ---

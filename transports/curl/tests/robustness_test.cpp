@@ -1,20 +1,13 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <future>
 
 #include "support.h"
-
-#if defined(__has_feature)
-#define WITH_ADDRESS_SANITIZER __has_feature(address_sanitizer)
-#else
-#define WITH_ADDRESS_SANITIZER 0
-#endif
+#include "support/child.h"
 
 // AddressSanitizer's allocator does not hold its locks across fork(): the child of a process with
 // several threads may wait for one of them forever.
@@ -24,28 +17,10 @@
 namespace tavrin::httpclient_curl {
 namespace {
 
-using testing::HasSubstr;
+using test::inChild;
 
 class Robustness : public OnBothRoads {};
 ON_BOTH_ROADS(Robustness);
-
-// Runs `action` in a child process and returns its exit status; 200 and more for a signal.
-template <typename Action>
-int inChild(Action action) {
-    const pid_t child = fork();
-    if (child == 0) {
-        int code = 99;
-        try {
-            code = action();
-        } catch (const std::exception& error) {
-            fprintf(stderr, "%s\n", error.what());
-        }
-        _exit(code);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 200 + WTERMSIG(status);
-}
 
 TEST_P(Robustness, AForkedChildWorksAndLeavesTheParentAlone) {
     SKIP_WHERE_NO_CHILD_IS_SAFE();
@@ -234,38 +209,6 @@ TEST_P(Robustness, AsAnothersTransportItDamagesNothing) {
                             ? outer.makeRequest(std::move(own))
                             : outer.makeAsyncRequest(std::move(own)).get();
     EXPECT_EQ(part.getResponseBodyString(), server.content("/bytes/2000").range(1000, 1000));
-}
-
-std::int64_t residentPeak() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word) {
-        if (word == "VmHWM:") {
-            std::int64_t kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes;
-        }
-    }
-    return -1;
-}
-
-TEST_P(Robustness, ALargeBodyIsNeverHeld) {
-    SKIP_WHERE_NO_CHILD_IS_SAFE();
-    FaultServerOptions options;
-    options.content = ServedContent{1, 300 << 20};
-    FaultServer server(std::move(options));
-    const int code = inChild([&] {
-        const std::int64_t before = residentPeak();
-        HttpRequest request = get(server.url());
-        request.setResponseStreamFactory(
-            [](HttpResponseCode, const std::string&, const HttpHeaders&) {
-                return std::make_unique<std::fstream>(
-                    "/dev/null", std::ios::in | std::ios::out | std::ios::binary);
-            });
-        send(CurlHttpClient(once()), std::move(request));
-        return residentPeak() - before < 64 * 1024 ? 0 : 1;
-    });
-    EXPECT_EQ(code, 0);
 }
 
 TEST(Concurrency, ManyDownloadsWithMixedFaultsAreRight) {

@@ -18,8 +18,9 @@ public:
     /// Serves when the constructor returns, after `prepare` was called in the new process. To be
     /// made while the process has no other threads.
     /// @throws std::runtime_error if the server does not start.
-    explicit ServerProcess(httpclient_testing::FaultServerOptions options = {},
-                           const Preparation& prepare = [](httpclient_testing::FaultServer&) {});
+    explicit ServerProcess(
+        httpclient_testing::FaultServerOptions options = {},
+        const Preparation& prepare = [](httpclient_testing::FaultServer&) {});
     ~ServerProcess();
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;

@@ -30,10 +30,14 @@ SystemCallTrace::SystemCallTrace(const std::string& expression) {
     if (!std::filesystem::exists(STRACE)) return;
     ::prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
     ChildProcess::Command command;
-    command.words = {STRACE,       "-f",
-                     "-qq",        "-o",
-                     directory_.path() / "calls", "-e",
-                     expression,   "-p",
+    command.words = {STRACE,
+                     "-f",
+                     "-qq",
+                     "-o",
+                     directory_.path() / "calls",
+                     "-e",
+                     expression,
+                     "-p",
                      std::to_string(::getpid())};
     command.output = directory_.path() / "output";
     strace_ = std::make_unique<ChildProcess>(command);
