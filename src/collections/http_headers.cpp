@@ -32,12 +32,12 @@ void HttpHeaders::setHeaderValue(const std::string& name, std::string value) {
 }
 
 void HttpHeaders::addHeaderValue(const std::string& name, std::string value) {
-    headers_.add(name, std::move(value));
+    headers_.append(name, std::move(value));
 }
 
 void HttpHeaders::addHeader(const std::string& line) {
-    auto header = splitParameter(line, ":");
-    if (!header.first.empty()) headers_.add(std::move(header));
+    auto [name, value] = splitParameter(line, ":");
+    if (!name.empty()) headers_.append(std::move(name), std::move(value));
 }
 
 void HttpHeaders::removeHeader(const std::string& name) { headers_.erase(name); }

@@ -1,14 +1,57 @@
 #include "collections/name_index.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <iterator>
+#include <utility>
 
 namespace tavrin::httpclient_core::detail {
 namespace {
 
-constexpr char folded(char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
+constexpr std::size_t WORD = sizeof(std::uint64_t);
+
+// Eight characters at once, upper case ASCII letters made lower case. A name folded one by one
+// doubles the time of a lookup.
+constexpr std::uint64_t folded(std::uint64_t characters) {
+    constexpr std::uint64_t EACH = 0x0101010101010101;
+    const std::uint64_t lowBits = characters & (0x7F * EACH);
+    const std::uint64_t fromA = lowBits + (0x80 - 'A') * EACH;
+    const std::uint64_t beyondZ = lowBits + (0x7F - 'Z') * EACH;
+    const std::uint64_t isUpper = (fromA ^ beyondZ) & ~characters & (0x80 * EACH);
+    return characters | (isUpper >> 2U);
+}
+
+template <typename Number>
+std::uint64_t load(const char* text) {
+    Number number;
+    std::memcpy(&number, text, sizeof(number));
+    return number;
+}
+
+// All characters of a text that is shorter than a word; no two texts of a length give the same.
+std::uint64_t shortWord(std::string_view text) {
+    if (text.size() >= 4) {
+        return load<std::uint32_t>(text.data()) | load<std::uint32_t>(text.data() + text.size() - 4)
+                                                      << 32U;
+    }
+    if (text.empty()) return 0;
+    return load<std::uint8_t>(text.data()) | load<std::uint8_t>(&text[text.size() / 2]) << 8U |
+           load<std::uint8_t>(&text.back()) << 16U;
+}
+
+bool isSameName(std::string_view a, std::string_view b) {
+    const std::size_t length = a.size();
+    if (length != b.size()) return false;
+    if (length < WORD) return folded(shortWord(a)) == folded(shortWord(b));
+    const auto isSameAt = [&](std::size_t position) {
+        return folded(load<std::uint64_t>(a.data() + position)) ==
+               folded(load<std::uint64_t>(b.data() + position));
+    };
+    for (std::size_t position = 0; position + WORD < length; position += WORD) {
+        if (!isSameAt(position)) return false;
+    }
+    return isSameAt(length - WORD);
 }
 
 bool precedesInMemory(NameIndex::Entry a, NameIndex::Entry b) {
@@ -17,76 +60,73 @@ bool precedesInMemory(NameIndex::Entry a, NameIndex::Entry b) {
 
 }  // namespace
 
-void NameIndex::reserve(std::size_t entries) {
-    if (!many_ && entries <= MOST_TO_WALK) few_.reserve(entries);
+// Names count up to their first NUL byte, which ends every one of them. The sample is of length and
+// some characters, taken without a branch; names are compared only where it agrees.
+NameIndex::Key NameIndex::keyOf(const std::string& name) {
+    const char* text = name.c_str();
+    const std::size_t length = std::strlen(text);
+    const auto lowerCase = [&](std::size_t position) {
+        return std::uint32_t{static_cast<std::uint8_t>(text[position])} | 0x20U;
+    };
+    const std::size_t last = length - (length > 0 ? 1 : 0);
+    return {length, static_cast<std::uint32_t>(length) + (lowerCase(0) << 8U) +
+                        (lowerCase(length / 2) << 16U) + (lowerCase(last) << 24U)};
 }
 
-void NameIndex::add(const std::string& name, Entry entry) {
-    if (!many_ && few_.size() == MOST_TO_WALK) growIntoTree();
-    if (many_) {
-        many_->emplace(name, entry);
-    } else {
-        few_.emplace_back(name, entry);
+void NameIndex::add(const std::string& name, Key key, Entry entry) {
+    if (!many_) {
+        if (hasRoomFor(1, key.length)) return put({name.data(), key.length}, key.sample, entry);
+        growIntoTree();
     }
+    many_->emplace(name, entry);
 }
 
 void NameIndex::makeRoomFor(NameIndex& additions) {
-    const auto sum = few_.size() + additions.few_.size();
-    if (!many_ && (additions.many_ || sum > MOST_TO_WALK)) growIntoTree();
     if (!many_) {
-        few_.reserve(sum);
-    } else if (!additions.many_) {
-        additions.growIntoTree();
+        const bool isShort = !additions.many_;
+        if (isShort && hasRoomFor(additions.count_, additions.begins_[additions.count_])) return;
+        growIntoTree();
     }
+    if (!additions.many_) additions.growIntoTree();
 }
 
 void NameIndex::take(NameIndex& additions) noexcept {
     if (many_) {
         many_->merge(*additions.many_);
-    } else {
-        std::move(additions.few_.begin(), additions.few_.end(), std::back_inserter(few_));
+        return;
+    }
+    for (std::size_t slot = 0; slot < additions.count_; ++slot) {
+        put(additions.text(slot), additions.samples_[slot], additions.entries_[slot]);
     }
 }
 
-std::optional<NameIndex::Entry> NameIndex::first(const std::string& name) const {
+const NameIndex::Entry* NameIndex::first(const std::string& name) const {
     if (many_) {
         const auto position = many_->lower_bound(name);
-        if (position == many_->end() || many_->key_comp()(name, position->first)) return {};
-        return position->second;
+        if (position == many_->end() || many_->key_comp()(name, position->first)) return nullptr;
+        return &position->second;
     }
-    for (const auto& [indexed, entry] : few_) {
-        if (isSameName(indexed, name)) return entry;
-    }
-    return {};
+    const std::size_t slot = nextSlot(0, name, keyOf(name));
+    return slot < count_ ? &entries_[slot] : nullptr;
 }
 
 void NameIndex::removeName(const std::string& name) {
     if (many_) {
         many_->erase(name);
-        return;
+    } else {
+        const Key key = keyOf(name);
+        removeSlotsIf([&](std::size_t slot) { return isNamed(slot, name, key); });
     }
-    few_.erase(std::remove_if(few_.begin(), few_.end(),
-                              [&](const auto& slot) { return isSameName(slot.first, name); }),
-               few_.end());
 }
 
 void NameIndex::removeEntry(Entry entry) {
-    removeIf([entry](const auto& slot) { return slot.second == entry; });
+    removeEntriesIf([entry](Entry indexed) { return indexed == entry; });
 }
 
 void NameIndex::removeEntries(const std::vector<Entry>& entries) {
-    removeIf([&](const auto& slot) {
-        return std::binary_search(entries.begin(), entries.end(), slot.second, precedesInMemory);
+    removeEntriesIf([&](Entry indexed) {
+        return std::binary_search(entries.begin(), entries.end(), indexed, precedesInMemory);
     });
-}
-
-template <typename Predicate>
-void NameIndex::removeIf(Predicate isRemoved) {
-    few_.erase(std::remove_if(few_.begin(), few_.end(), isRemoved), few_.end());
-    if (!many_) return;
-    for (auto position = many_->begin(); position != many_->end();) {
-        position = isRemoved(*position) ? many_->erase(position) : std::next(position);
-    }
 }
 
 void NameIndex::sortAndUnify(std::vector<Entry>& entries) {
@@ -94,23 +134,56 @@ void NameIndex::sortAndUnify(std::vector<Entry>& entries) {
     entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
 }
 
-// Names count up to their first NUL byte, which ends every one of them.
-bool NameIndex::isSameName(const std::string& a, const std::string& b) {
-    const char* x = a.c_str();
-    const char* y = b.c_str();
-    while (folded(*x) == folded(*y)) {
-        if (*x == 0) return true;
-        ++x;
-        ++y;
+// The first slot of that name from `slot` on, or that behind the last one.
+std::size_t NameIndex::nextSlot(std::size_t slot, const std::string& name, Key key) const {
+    while (slot < count_ && !(samples_[slot] == key.sample && isNamed(slot, name, key))) ++slot;
+    return slot;
+}
+
+std::string_view NameIndex::text(std::size_t slot) const {
+    return {&texts_[begins_[slot]], begins_[slot + 1] - std::size_t{begins_[slot]}};
+}
+
+bool NameIndex::isNamed(std::size_t slot, const std::string& name, Key key) const {
+    return isSameName(text(slot), {name.data(), key.length});
+}
+
+bool NameIndex::hasRoomFor(std::size_t names, std::size_t textLength) const {
+    return names <= MOST_TO_WALK - count_ && textLength <= MOST_TEXT - begins_[count_];
+}
+
+void NameIndex::put(std::string_view text, std::uint32_t sample, Entry entry) noexcept {
+    const std::size_t begin = begins_[count_];
+    std::memmove(&texts_[begin], text.data(), text.size());
+    samples_[count_] = sample;
+    entries_[count_] = entry;
+    ++count_;
+    begins_[count_] = static_cast<std::uint16_t>(begin + text.size());
+}
+
+template <typename Predicate>
+void NameIndex::removeSlotsIf(Predicate isRemoved) {
+    const std::size_t before = std::exchange(count_, 0);
+    // What stays moves up, to where all has been looked at already.
+    for (std::size_t slot = 0; slot < before; ++slot) {
+        if (!isRemoved(slot)) put(text(slot), samples_[slot], entries_[slot]);
     }
-    return false;
+}
+
+template <typename Predicate>
+void NameIndex::removeEntriesIf(Predicate isRemoved) {
+    removeSlotsIf([&](std::size_t slot) { return isRemoved(entries_[slot]); });
+    if (!many_) return;
+    for (auto position = many_->begin(); position != many_->end();) {
+        position = isRemoved(position->second) ? many_->erase(position) : std::next(position);
+    }
 }
 
 void NameIndex::growIntoTree() {
     auto tree = std::make_unique<Tree>();
-    for (const auto& [name, entry] : few_) tree->emplace(name, entry);
+    for (std::size_t slot = 0; slot < count_; ++slot) tree->emplace(text(slot), entries_[slot]);
     many_ = std::move(tree);
-    few_.clear();
+    count_ = 0;
 }
 
 }  // namespace tavrin::httpclient_core::detail

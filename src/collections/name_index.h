@@ -1,11 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "httpclient_core/collections.h"
@@ -18,14 +19,20 @@ class NameIndex {
 public:
     using Entry = NameValueCollection::iterator;
 
+    /// What is the same for all spellings of a name. Taken from a name that was written a moment
+    /// ago it waits for the processor to have it whole: better take it from what that is a copy of.
+    struct Key {
+        std::size_t length;
+        std::uint32_t sample;
+    };
+    static Key keyOf(const std::string& name);
+
     NameIndex() = default;
     NameIndex(const NameIndex&) = delete;
     NameIndex& operator=(const NameIndex&) = delete;
 
-    void reserve(std::size_t entries);
-
     /// Adds an entry under that name. If that fails, nothing has changed.
-    void add(const std::string& name, Entry entry);
+    void add(const std::string& name, Key key, Entry entry);
 
     /// Makes both ready for take(). If that fails, neither has lost or gained anything.
     void makeRoomFor(NameIndex& additions);
@@ -34,8 +41,8 @@ public:
     /// with their number rather than with that of what is here. Both must be ready for it.
     void take(NameIndex& additions) noexcept;
 
-    /// The first entry of that name.
-    std::optional<Entry> first(const std::string& name) const;
+    /// The first entry of that name, or null. The pointer holds until the index changes.
+    const Entry* first(const std::string& name) const;
 
     /// Calls `visit` with the entries of that name in order, each as often as it was added.
     template <typename Visit>
@@ -45,8 +52,9 @@ public:
             for (auto position = begin; position != end; ++position) visit(position->second);
             return;
         }
-        for (const auto& [indexed, entry] : few_) {
-            if (isSameName(indexed, name)) visit(entry);
+        const Key key = keyOf(name);
+        for (std::size_t slot = 0; (slot = nextSlot(slot, name, key)) < count_; ++slot) {
+            visit(entries_[slot]);
         }
     }
 
@@ -62,19 +70,29 @@ public:
     static void sortAndUnify(std::vector<Entry>& entries);
 
 private:
-    template <typename Predicate>
-    void removeIf(Predicate isRemoved);
-
-    static bool isSameName(const std::string& a, const std::string& b);
-
     using Tree = std::multimap<std::string, Entry, NameValueCollection::CaseInsensitiveCompare>;
 
+    std::size_t nextSlot(std::size_t slot, const std::string& name, Key key) const;
+    std::string_view text(std::size_t slot) const;
+    bool isNamed(std::size_t slot, const std::string& name, Key key) const;
+    bool hasRoomFor(std::size_t names, std::size_t textLength) const;
+    void put(std::string_view text, std::uint32_t sample, Entry entry) noexcept;
+    template <typename Predicate>
+    void removeSlotsIf(Predicate isRemoved);
+    template <typename Predicate>
+    void removeEntriesIf(Predicate isRemoved);
     void growIntoTree();
 
-    // Twelve names are indexed in less than half the time of a tree; a longer list becomes a tree,
-    // and stays it.
+    // So many names, of so much text in all, are walked: twelve are indexed in a quarter of the
+    // time of a tree, and without memory of their own. A longer list becomes a tree, and stays it.
     static constexpr std::size_t MOST_TO_WALK = 24;
-    std::vector<std::pair<std::string, Entry>> few_;
+    static constexpr std::size_t MOST_TEXT = 384;
+
+    std::size_t count_ = 0;
+    std::array<std::uint32_t, MOST_TO_WALK> samples_;
+    std::array<std::uint16_t, MOST_TO_WALK + 1> begins_{};  // Of the names in texts_.
+    std::array<Entry, MOST_TO_WALK> entries_;
+    std::array<char, MOST_TEXT + 1> texts_;  // One after the other.
     std::unique_ptr<Tree> many_;
 };
 

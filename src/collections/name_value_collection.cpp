@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <forward_list>
 #include <iterator>
-#include <memory_resource>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -17,8 +17,6 @@
 
 namespace tavrin::httpclient_core {
 namespace {
-
-constexpr std::size_t TYPICAL_ENTRIES = 12;
 
 template <typename Write>
 void writeEntries(const NameValueCollection& entries, const std::string& entrySeparator,
@@ -61,7 +59,8 @@ bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& 
     return strcasecmp_l(a.c_str(), b.c_str(), impl_->locale()) < 0;
 }
 
-// The first entries' nodes stand in the storage itself, further ones in blocks that grow with it.
+// The first entries' nodes stand in the storage itself, further ones in blocks. Storage and first
+// block hold a typical header set, and are as large as the allocator hands out without a search.
 class NameValueCollection::Storage {
 public:
     detail::NameIndex index;
@@ -69,12 +68,19 @@ public:
     // Whether an entry may stand in the index more than once, or under a name of long ago.
     bool indexedRepeatedly = false;
 
-    explicit Storage(std::size_t expectedEntries) { index.reserve(expectedEntries); }
+    Storage() {}  // Not defaulted: nodes need not be filled with zeros.
 
     void* allocateNode() {
-        if (!removed_) return blocks_.allocate(sizeof(Node), alignof(Node));
-        ASAN_UNPOISON_MEMORY_REGION(removed_, sizeof(Node));
-        return std::exchange(removed_, removed_->next);
+        if (removed_) {
+            ASAN_UNPOISON_MEMORY_REGION(removed_, sizeof(Node));
+            return std::exchange(removed_, removed_->next);
+        }
+        if (unused_ == end_) {
+            auto& block = blocks_.emplace_front();
+            unused_ = block.nodes.data();
+            end_ = unused_ + block.nodes.size();
+        }
+        return unused_++;
     }
 
     void deallocateNode(void* node) {
@@ -87,15 +93,20 @@ private:
     struct alignas(std::max_align_t) Node {
         std::byte memory[sizeof(value_type) + 2 * sizeof(void*)];
     };
+    struct Block {
+        Block() {}  // As above.
+
+        std::array<Node, 9> nodes;
+    };
     // A node that is free to be used again.
     struct Removed {
         Removed* next;
     };
 
-    std::array<Node, 8> firstNodes_;
-    // Not from the program's default resource, which may go before the collection does.
-    std::pmr::monotonic_buffer_resource blocks_{&firstNodes_, sizeof(firstNodes_),
-                                                std::pmr::new_delete_resource()};
+    std::array<Node, 3> firstNodes_;
+    Node* unused_ = firstNodes_.data();
+    Node* end_ = unused_ + firstNodes_.size();
+    std::forward_list<Block> blocks_;
     Removed* removed_ = nullptr;
 };
 
@@ -110,14 +121,14 @@ NameValueCollection::NameValueCollection() = default;
 NameValueCollection::NameValueCollection(
     std::initializer_list<std::pair<std::string, std::string>> entries) {
     if (entries.size() == 0) return;
-    makeStorage(entries.size());
-    for (const auto& [name, value] : entries) add(name, value);
+    makeStorage();
+    for (const auto& [name, value] : entries) emplace(name, value);
 }
 
 NameValueCollection::NameValueCollection(const NameValueCollection& other) {
     if (other.empty()) return;
-    makeStorage(other.size());
-    for (const auto& [name, value] : other) add(name, value);
+    makeStorage();
+    for (const auto& [name, value] : other) emplace(name, value);
 }
 
 NameValueCollection::NameValueCollection(NameValueCollection&& other) noexcept { swap(other); }
@@ -130,7 +141,7 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
         return *this;
     }
     if (other.empty() && !storage_) return *this;
-    if (!storage_) makeStorage(other.size());
+    if (!storage_) makeStorage();
 
     // What can fail comes first: copies of the entries, and what the index is to gain. An entry
     // that stays is overwritten in its node; a further one brings the node of its copy along.
@@ -142,10 +153,10 @@ NameValueCollection& NameValueCollection::operator=(const NameValueCollection& o
     detail::NameIndex::sortAndUnify(removed);
 
     detail::NameIndex additions;
-    additions.reserve(copies.size());
     auto entry = entries_.begin();
     for (auto copy = copies.begin(); copy != copies.end(); ++copy) {
-        additions.add(copy->first, entry == firstRemoved ? copy : entry++);
+        const auto key = detail::NameIndex::keyOf(copy->first);
+        additions.add(copy->first, key, entry == firstRemoved ? copy : entry++);
     }
     storage_->index.makeRoomFor(additions);
 
@@ -190,7 +201,7 @@ bool NameValueCollection::has(const std::string& name) const { return find(name)
 
 NameValueCollection::const_iterator NameValueCollection::find(const std::string& name) const {
     if (!storage_) return end();
-    const auto entry = storage_->index.first(name);
+    const auto* entry = storage_->index.first(name);
     return entry ? const_iterator(*entry) : end();
 }
 
@@ -211,7 +222,7 @@ void NameValueCollection::add(const std::string& name, std::string value) {
 }
 
 void NameValueCollection::set(const std::string& name, std::string value) {
-    const auto entry = storage_ ? storage_->index.first(name) : std::nullopt;
+    const auto* entry = storage_ ? storage_->index.first(name) : nullptr;
     if (entry) {
         (*entry)->second = std::move(value);
     } else {
@@ -249,8 +260,9 @@ void NameValueCollection::erase(const std::string& name) {
 void NameValueCollection::init() {
     if (empty()) return;
     detail::NameIndex additions;
-    additions.reserve(size());
-    for (auto entry = begin(); entry != end(); ++entry) additions.add(entry->first, entry);
+    for (auto entry = begin(); entry != end(); ++entry) {
+        additions.add(entry->first, detail::NameIndex::keyOf(entry->first), entry);
+    }
     storage_->index.makeRoomFor(additions);
     storage_->index.take(additions);
     storage_->indexedRepeatedly = true;
@@ -281,20 +293,29 @@ std::string NameValueCollection::toString(
     return result;
 }
 
-void NameValueCollection::makeStorage(std::size_t expectedEntries) {
-    auto storage = std::make_unique<Storage>(expectedEntries);
+void NameValueCollection::makeStorage() {
+    auto storage = std::make_unique<Storage>();
     Entries entries(NodeAllocator<value_type>(storage.get()));
     entries_.swap(entries);
     storage_ = std::move(storage);
 }
 
-template <typename Name>
-void NameValueCollection::append(Name&& name, std::string value) {
-    if (!storage_) makeStorage(TYPICAL_ENTRIES);
-    entries_.emplace_back(std::forward<Name>(name), std::move(value));
+void NameValueCollection::append(const std::string& name, std::string&& value) {
+    emplace(name, std::move(value));
+}
+
+void NameValueCollection::append(std::string&& name, std::string&& value) {
+    emplace(std::move(name), std::move(value));
+}
+
+template <typename Name, typename Value>
+void NameValueCollection::emplace(Name&& name, Value&& value) {
+    if (!storage_) makeStorage();
+    const auto key = detail::NameIndex::keyOf(name);
+    entries_.emplace_back(std::forward<Name>(name), std::forward<Value>(value));
     try {
         const auto entry = std::prev(entries_.end());
-        storage_->index.add(entry->first, entry);
+        storage_->index.add(entry->first, key, entry);
     } catch (...) {
         entries_.pop_back();
         throw;

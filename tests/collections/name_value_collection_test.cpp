@@ -291,6 +291,70 @@ TEST_P(NameValueCollectionOfAnySize, LooksUpAsciiLettersInEitherCaseAndNothingEl
     }
 }
 
+// Compared several characters at a time, names could run together at the edges of the pieces.
+TEST_P(NameValueCollectionOfAnySize, TellsNamesOfEveryLengthApartByEachOfTheirCharacters) {
+    for (std::size_t length = 1; length <= 40; ++length) {
+        const NameValueCollection collection = with({{std::string(length, 'n'), "v"}});
+
+        EXPECT_TRUE(collection.has(std::string(length, 'N')));
+        EXPECT_FALSE(collection.has(std::string(length - 1, 'n')));
+        EXPECT_FALSE(collection.has(std::string(length + 1, 'n')));
+        for (std::size_t position = 0; position < length; ++position) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string wanted(length, 'N');
+                wanted[position] = static_cast<char>(byte);
+                EXPECT_EQ(collection.has(wanted), byte == 'n' || byte == 'N')
+                    << "byte " << byte << " at " << position << " of " << length;
+            }
+        }
+    }
+}
+
+TEST_P(NameValueCollectionOfAnySize, EndsANameOfAnyLengthAtItsFirstNulByte) {
+    for (std::size_t length = 0; length <= 20; ++length) {
+        const std::string name(length, 'n');
+        const std::string behindNul = name + '\0' + "and 16 more bytes";
+        const NameValueCollection collection = with({{behindNul, "v"}});
+
+        EXPECT_TRUE(collection.has(name));
+        EXPECT_TRUE(collection.has(name + '\0'));
+        EXPECT_FALSE(collection.has(name + 'n'));
+        EXPECT_TRUE(with({{name, "v"}}).has(behindNul));
+    }
+}
+
+TEST_P(NameValueCollectionOfAnySize, KeepsNamesApartThatAreLongTogether) {
+    const auto longName = [](char last) { return std::string(150, 'n') + last; };
+    NameValueCollection collection = with({{longName('a'), "a"}, {longName('b'), "b"}});
+    collection.erase(longName('a'));
+    collection.add(longName('c'), "c");
+    collection.add(longName('d'), "d");
+    collection.add(std::string(1000, 'n'), "longest");
+
+    EXPECT_FALSE(collection.has(longName('A')));
+    EXPECT_THAT(collection.getAll(longName('B')), ElementsAre("b"));
+    EXPECT_THAT(collection.getAll(longName('C')), ElementsAre("c"));
+    EXPECT_THAT(collection.getAll(longName('D')), ElementsAre("d"));
+    EXPECT_THAT(collection.getAll(std::string(1000, 'N')), ElementsAre("longest"));
+}
+
+// What is left of names that went must not be in the way of others, nor be taken for them.
+TEST_P(NameValueCollectionOfAnySize, FindsTheRestWhileNamesComeAndGo) {
+    NameValueCollection collection = with({{"First", "1"}, {"Second", "2"}, {"Third", "3"}});
+
+    for (int i = 0; i < 100; ++i) {
+        const std::string name = "Name that comes and goes " + std::to_string(i);
+        collection.add(name, "4");
+        collection.erase("second");
+        EXPECT_THAT(collection.getAll("first"), ElementsAre("1"));
+        EXPECT_FALSE(collection.has("second"));
+        EXPECT_THAT(collection.getAll("third"), ElementsAre("3"));
+        EXPECT_THAT(collection.getAll(name), ElementsAre("4"));
+        collection.erase(name);
+        collection.add("Second", "2");
+    }
+}
+
 TEST_P(NameValueCollectionOfAnySize, DoesNotFoldBytesAboveAscii) {
     const NameValueCollection collection = with({{"\xC3\x84", "upper"}, {"\xC3\xA4", "lower"}});
 
