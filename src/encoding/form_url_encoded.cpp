@@ -5,8 +5,16 @@
 
 namespace tavrin::httpclient_core {
 
-FormUrlEncoded::FormUrlEncoded(NameValueCollection fields)
-    : encodedContent_(fields.toString("&", "=", PercentEncoder("+"))) {}
+FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) {
+    PercentEncoder encoder(PercentEncoder::Blank::PLUS);
+    for (auto field = fields.cbegin(); field != fields.cend(); ++field) {
+        if (field != fields.cbegin()) encoder.put('&');
+        encoder.encode(field->first);
+        encoder.put('=');
+        encoder.encode(field->second);
+    }
+    encodedContent_ = encoder.take();
+}
 
 ContentType FormUrlEncoded::contentType() const {
     return ContentType("application/x-www-form-urlencoded", {});

@@ -9,8 +9,8 @@
 namespace tavrin::httpclient_core {
 namespace {
 
-constexpr char ENTRY_SEPARATOR[] = "&";
-constexpr char KEY_VALUE_SEPARATOR[] = "=";
+constexpr char ENTRY_SEPARATOR = '&';
+constexpr char KEY_VALUE_SEPARATOR = '=';
 
 const std::initializer_list<std::pair<std::string, std::string>>& withoutEmptyKeys(
     const std::initializer_list<std::pair<std::string, std::string>>& parameters) {
@@ -73,9 +73,9 @@ QueryParameters::const_iterator QueryParameters::end() const { return parameters
 QueryParameters::const_iterator QueryParameters::cbegin() const { return parameters_.cbegin(); }
 QueryParameters::const_iterator QueryParameters::cend() const { return parameters_.cend(); }
 
-std::string QueryParameters::getEntrySep() { return ENTRY_SEPARATOR; }
+std::string QueryParameters::getEntrySep() { return {ENTRY_SEPARATOR}; }
 
-std::string QueryParameters::getKeyValueSep() { return KEY_VALUE_SEPARATOR; }
+std::string QueryParameters::getKeyValueSep() { return {KEY_VALUE_SEPARATOR}; }
 
 std::ostream& QueryParameters::toStream(std::ostream& os) const {
     if (!empty()) os << toString();
@@ -83,16 +83,16 @@ std::ostream& QueryParameters::toStream(std::ostream& os) const {
 }
 
 std::string QueryParameters::toString() const {
-    const PercentEncoder encoder("%20");
-    std::string text;
+    PercentEncoder encoder(PercentEncoder::Blank::PERCENT_20);
+    char separator = '?';
     for (const auto& [key, value] : parameters_) {
-        text += text.empty() ? "?" : ENTRY_SEPARATOR;
-        encoder.append(text, key);
+        encoder.put(std::exchange(separator, ENTRY_SEPARATOR));
+        encoder.encode(key);
         if (value.empty()) continue;
-        text += KEY_VALUE_SEPARATOR;
-        encoder.append(text, value);
+        encoder.put(KEY_VALUE_SEPARATOR);
+        encoder.encode(value);
     }
-    return text;
+    return encoder.take();
 }
 
 }  // namespace tavrin::httpclient_core
