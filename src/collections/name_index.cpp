@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::size_t WORD = sizeof(std::uint64_t);
 
-// Eight characters at once, upper case ASCII letters made lower case. A name folded one by one
-// doubles the time of a lookup.
+// Eight characters at once, upper case ASCII letters made lower case: one by one, a lookup
+// takes 1.4 times as long.
 constexpr std::uint64_t folded(std::uint64_t characters) {
     constexpr std::uint64_t EACH = 0x0101010101010101;
     const std::uint64_t lowBits = characters & (0x7F * EACH);
@@ -59,27 +59,6 @@ bool precedesInMemory(NameIndex::Entry a, NameIndex::Entry b) {
 }
 
 }  // namespace
-
-// Names count up to their first NUL byte, which ends every one of them. The sample is of length and
-// some characters, taken without a branch; names are compared only where it agrees.
-NameIndex::Key NameIndex::keyOf(const std::string& name) {
-    const char* text = name.c_str();
-    const std::size_t length = std::strlen(text);
-    const auto lowerCase = [&](std::size_t position) {
-        return std::uint32_t{static_cast<std::uint8_t>(text[position])} | 0x20U;
-    };
-    const std::size_t last = length - (length > 0 ? 1 : 0);
-    return {length, static_cast<std::uint32_t>(length) + (lowerCase(0) << 8U) +
-                        (lowerCase(length / 2) << 16U) + (lowerCase(last) << 24U)};
-}
-
-void NameIndex::add(const std::string& name, Key key, Entry entry) {
-    if (!many_) {
-        if (hasRoomFor(1, key.length)) return put({name.data(), key.length}, key.sample, entry);
-        growIntoTree();
-    }
-    many_->emplace(name, entry);
-}
 
 void NameIndex::makeRoomFor(NameIndex& additions) {
     if (!many_) {
@@ -141,24 +120,11 @@ std::size_t NameIndex::nextSlot(std::size_t slot, const std::string& name, Key k
 }
 
 std::string_view NameIndex::text(std::size_t slot) const {
-    return {&texts_[begins_[slot]], begins_[slot + 1] - std::size_t{begins_[slot]}};
+    return {texts_.data() + begins_[slot], begins_[slot + 1] - std::size_t{begins_[slot]}};
 }
 
 bool NameIndex::isNamed(std::size_t slot, const std::string& name, Key key) const {
     return isSameName(text(slot), {name.data(), key.length});
-}
-
-bool NameIndex::hasRoomFor(std::size_t names, std::size_t textLength) const {
-    return names <= MOST_TO_WALK - count_ && textLength <= MOST_TEXT - begins_[count_];
-}
-
-void NameIndex::put(std::string_view text, std::uint32_t sample, Entry entry) noexcept {
-    const std::size_t begin = begins_[count_];
-    std::memmove(&texts_[begin], text.data(), text.size());
-    samples_[count_] = sample;
-    entries_[count_] = entry;
-    ++count_;
-    begins_[count_] = static_cast<std::uint16_t>(begin + text.size());
 }
 
 template <typename Predicate>

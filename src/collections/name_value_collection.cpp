@@ -59,8 +59,8 @@ bool NameValueCollection::CaseInsensitiveCompare::operator()(const std::string& 
     return strcasecmp_l(a.c_str(), b.c_str(), impl_->locale()) < 0;
 }
 
-// The first entries' nodes stand in the storage itself, further ones in blocks. Storage and first
-// block hold a typical header set, and are as large as the allocator hands out without a search.
+// The first entries' nodes stand in the storage itself, further ones in blocks; storage and first
+// block hold a typical header set.
 class NameValueCollection::Storage {
 public:
     detail::NameIndex index;
@@ -294,6 +294,9 @@ std::string NameValueCollection::toString(
 }
 
 void NameValueCollection::makeStorage() {
+    // The C library hands out no more than this without a search, which adds a tenth to building
+    // a header set.
+    static_assert(sizeof(Storage) <= 1032);
     auto storage = std::make_unique<Storage>();
     Entries entries(NodeAllocator<value_type>(storage.get()));
     entries_.swap(entries);
