@@ -1,5 +1,9 @@
 #include <benchmark/benchmark.h>
 
+#ifdef WITH_POCO
+#include <Poco/Net/MessageHeader.h>
+#endif
+
 #include <boost/beast/http/fields.hpp>
 #include <sstream>
 #include <string>
@@ -108,5 +112,128 @@ void ParseLinesOurs(benchmark::State& state) {
     }
 }
 BENCHMARK(ParseLinesOurs)->Name("ParseLines/Ours");
+
+void MoveOurs(benchmark::State& state) {
+    auto headers = buildHeaders();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        HttpHeaders moved = std::move(headers);
+        headers = std::move(moved);
+        benchmark::DoNotOptimize(headers);
+    }
+}
+BENCHMARK(MoveOurs)->Name("Move/Ours");
+
+void MoveBeast(benchmark::State& state) {
+    auto fields = buildBeast();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        http::fields moved = std::move(fields);
+        fields = std::move(moved);
+        benchmark::DoNotOptimize(fields);
+    }
+}
+BENCHMARK(MoveBeast)->Name("Move/Beast");
+
+// As lines of a message.
+template <typename Headers>
+std::string written(const Headers& headers) {
+    std::string text;
+    for (const auto& [name, value] : headers) {
+        text.append(name).append(": ").append(value).append("\r\n");
+    }
+    return text;
+}
+
+void WriteOurs(benchmark::State& state) {
+    const auto headers = buildHeaders();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(written(headers));
+}
+BENCHMARK(WriteOurs)->Name("Write/Ours");
+
+void WriteBeast(benchmark::State& state) {
+    const auto fields = buildBeast();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        std::string text;
+        for (const auto& field : fields) {
+            const auto name = field.name_string();
+            const auto value = field.value();
+            text.append(name.data(), name.size()).append(": ");
+            text.append(value.data(), value.size()).append("\r\n");
+        }
+        benchmark::DoNotOptimize(text);
+    }
+}
+BENCHMARK(WriteBeast)->Name("Write/Beast");
+
+// A vector is no header set, but holds the same texts.
+void BuildFloor(benchmark::State& state) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        Fields fields;
+        fields.reserve(typicalFields().size());
+        for (const auto& field : typicalFields()) fields.push_back(field);
+        benchmark::DoNotOptimize(fields);
+    }
+}
+BENCHMARK(BuildFloor)->Name("Build/Floor");
+
+void CopyFloor(benchmark::State& state) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(Fields(typicalFields()));
+}
+BENCHMARK(CopyFloor)->Name("Copy/Floor");
+
+void WriteFloor(benchmark::State& state) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(written(typicalFields()));
+}
+BENCHMARK(WriteFloor)->Name("Write/Floor");
+
+#ifdef WITH_POCO
+using Poco::Net::MessageHeader;
+
+MessageHeader buildPoco() {
+    MessageHeader header;
+    for (const auto& [name, value] : typicalFields()) header.add(name, value);
+    return header;
+}
+
+void BuildPoco(benchmark::State& state) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(buildPoco());
+}
+BENCHMARK(BuildPoco)->Name("Build/Poco");
+
+void LookupPoco(benchmark::State& state) {
+    const auto header = buildPoco();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        for (const auto& name : lookedUp()) benchmark::DoNotOptimize(header.find(name));
+    }
+}
+BENCHMARK(LookupPoco)->Name("Lookup/Poco");
+
+void CopyPoco(benchmark::State& state) {
+    const auto header = buildPoco();
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(MessageHeader(header));
+}
+BENCHMARK(CopyPoco)->Name("Copy/Poco");
+
+void ParseLinesPoco(benchmark::State& state) {
+    const std::string text = written(typicalFields()) + "\r\n";
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) {
+        std::istringstream lines(text);
+        MessageHeader header;
+        header.read(lines);
+        benchmark::DoNotOptimize(header);
+    }
+}
+BENCHMARK(ParseLinesPoco)->Name("ParseLines/Poco");
+#endif
 
 }  // namespace
