@@ -1,4 +1,4 @@
-#include <cctype>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <istream>
@@ -19,18 +19,30 @@ namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
+bool standsForItself(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+           std::string("-._~").find(c) != std::string::npos;
+}
+
+// Every byte has one way to be written, and no other is taken here.
 std::string decoded(const std::string& text, const std::string& blank) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            result += text[i] == '+' && blank == "+" ? ' ' : text[i];
-            continue;
+        if (text[i] == '+' && blank == "+") {
+            result += ' ';
+        } else if (text[i] != '%') {
+            CHECK(standsForItself(text[i]));
+            result += text[i];
+        } else {
+            CHECK(i + 2 < text.size());
+            const std::string digits = text.substr(i + 1, 2);
+            CHECK(digits.find_first_not_of("0123456789ABCDEF") == std::string::npos);
+            const char c = static_cast<char>(std::stoi(digits, nullptr, 16));
+            CHECK(!standsForItself(c));
+            CHECK(c != ' ' || blank == "%20");
+            result += c;
+            i += 2;
         }
-        CHECK(i + 2 < text.size());
-        const std::string digits = text.substr(i + 1, 2);
-        CHECK(digits.find_first_not_of("0123456789ABCDEF") == std::string::npos);
-        result += static_cast<char>(std::stoi(digits, nullptr, 16));
-        i += 2;
     }
     return result;
 }
