@@ -19,6 +19,26 @@ function(httpclient_compile_options target)
     endif()
 endfunction()
 
+# What is tested is optimised; optimising the tests themselves only costs time, most of all under the sanitizers.
+function(httpclient_test_compile_options target)
+    httpclient_compile_options(${target})
+    target_compile_options(${target} PRIVATE -O0)
+endfunction()
+
+# One precompiled header for all test programs. A test includes what it uses none the less: builds without it show that.
+if(HTTPCLIENT_BUILD_TESTS AND HTTPCLIENT_PRECOMPILE_TESTS)
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
+    file(CONFIGURE OUTPUT ${source} CONTENT "")
+    add_library(httpclient_test_headers OBJECT ${source})
+    httpclient_test_compile_options(httpclient_test_headers)
+    target_precompile_headers(httpclient_test_headers PRIVATE
+        <gmock/gmock.h> <gtest/gtest.h>
+        <chrono> <exception> <filesystem> <fstream> <functional> <future> <memory> <sstream> <stdexcept> <string>
+        <thread> <type_traits> <utility> <vector>
+        <httpclient_core/httpclient_core.h>)
+    target_link_libraries(httpclient_test_headers PRIVATE httpclient_core GTest::gmock)
+endif()
+
 # httpclient_add_test(target SOURCES ... LIBRARIES ...): a GoogleTest program whose tests CTest runs one by one.
 function(httpclient_add_test target)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
@@ -26,9 +46,10 @@ function(httpclient_add_test target)
         set(ARG_TIMEOUT 60)
     endif()
     add_executable(${target} ${ARG_SOURCES})
-    httpclient_compile_options(${target})
-    # What is tested is optimised; optimising the tests themselves only costs time, most of all under the sanitizers.
-    target_compile_options(${target} PRIVATE -O0)
+    httpclient_test_compile_options(${target})
+    if(TARGET httpclient_test_headers)
+        target_precompile_headers(${target} REUSE_FROM httpclient_test_headers)
+    endif()
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} GTest::gmock_main)
     gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
