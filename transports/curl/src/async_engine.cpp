@@ -5,6 +5,7 @@
 #include <future>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "httpclient_core/exceptions.h"
@@ -52,7 +53,7 @@ std::shared_ptr<LogicalRequest> AsyncEngine::remembered(std::uint64_t id,
 void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64_t id,
                          RetryTask completion, std::shared_ptr<LogicalRequest> begun) {
     std::shared_ptr<LogicalRequest> logical;
-    std::deque<AsyncJobPtr> stranded;
+    std::optional<std::deque<AsyncJobPtr>> stranded;
     std::exception_ptr noLoop;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -71,12 +72,12 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
                                                         shared_from_this()));
             dispatch();
             if (!loops_.empty()) return;
-            stranded.swap(queue_);
+            stranded.emplace().swap(queue_);
             noLoop = noLoop_;
         }
     }
-    if (!stranded.empty()) {
-        completeAll(std::move(stranded), noLoop);
+    if (stranded) {
+        completeAll(std::move(*stranded), noLoop);
         return;
     }
     // The strategy wants what the application, or the client's end, has cancelled. Asking it again

@@ -87,7 +87,7 @@ bool Attempt::start(EasyHandle& easy, WireClock& clock) noexcept {
 }
 
 void Attempt::planFirstExchange() {
-    url_ = easy_->parsed(request_.getURL().toAsciiString());
+    url_ = easy_->parsed(request_.getURL());
     method_ = request_.getHttpMethod();
     redirects_ = 0;
     BodyFraming framing;

@@ -12,6 +12,7 @@
 namespace tavrin::httpclient_curl::detail {
 
 using httpclient_core::HttpMethod;
+using httpclient_core::URL;
 
 namespace {
 
@@ -129,13 +130,13 @@ EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
     reportTlsClosure(get());
 }
 
-std::shared_ptr<const RequestUrl> EasyHandle::parsed(const std::string& text) {
-    if (url_ == nullptr || urlText_ != text) {
-        auto url = std::make_shared<const RequestUrl>(RequestUrl::parse(text));
-        urlText_ = text;
-        url_ = std::move(url);
+std::shared_ptr<const RequestUrl> EasyHandle::parsed(const URL& url) {
+    if (parsedUrl_ == nullptr || url_ != url) {
+        auto fresh = std::make_shared<const RequestUrl>(RequestUrl::parse(url.toAsciiString()));
+        url_ = url;
+        parsedUrl_ = std::move(fresh);
     }
-    return url_;
+    return parsedUrl_;
 }
 
 void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {

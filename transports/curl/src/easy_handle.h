@@ -53,9 +53,9 @@ public:
 
     CURL* get() const { return handle_.get(); }
 
-    // The URL of that text, which is parsed only if it differs from the last one's: parsing costs a
+    // The URL in libcurl's form, parsed only if it differs from the last one's: parsing costs a
     // small request a tenth of its instructions. Throws HttpRequestFailedException.
-    std::shared_ptr<const RequestUrl> parsed(const std::string& text);
+    std::shared_ptr<const RequestUrl> parsed(const httpclient_core::URL& url);
 
     // Makes the handle ready to be added to a MultiHandle. What `exchange` refers to lives as long
     // as it is there.
@@ -89,8 +89,8 @@ private:
     char error_[CURL_ERROR_SIZE] = "";
     std::string systemCaFile_;
     std::string systemCaPath_;
-    std::string urlText_;
-    std::shared_ptr<const RequestUrl> url_;
+    httpclient_core::URL url_;
+    std::shared_ptr<const RequestUrl> parsedUrl_;
 
     // What the handle is set to now.
     std::string method_;
