@@ -45,15 +45,15 @@ TEST_P(Clocks, RunWhileTheServersProcessStands) {
     const ServerProcess server(large());
     int timeouts = 0;
     ClientConfiguration configuration = impatient(stubborn());
-    configuration.setRetryStrategy([&](const HttpRequest&, const HttpResponse&,
-                                       const std::exception_ptr& error, int, int) {
-        if (error == nullptr) return false;
-        EXPECT_NE(failureOf<HttpRequestTimeoutException>([&] { std::rethrow_exception(error); }),
-                  "");
-        ++timeouts;
-        server.thaw();
-        return true;
-    });
+    configuration.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr& error, int, int) {
+            if (error == nullptr) return false;
+            EXPECT_NE(
+                failureOf<HttpRequestTimeoutException>([&] { std::rethrow_exception(error); }), "");
+            ++timeouts;
+            server.thaw();
+            return true;
+        });
 
     const HttpResponse response =
         send(CurlHttpClient(configuration),
@@ -103,13 +103,12 @@ TEST_P(Clocks, OfTheDayMayJump) {
         std::ofstream(offset) << by;
         EXPECT_GT(std::abs(std::time(nullptr) - before), 1800);
     };
-    const ServerProcess server(large(), [](FaultServer& faulty) {
-        faulty.setPlan("/stalls", "stall@2000000");
-    });
+    const ServerProcess server(
+        large(), [](FaultServer& faulty) { faulty.setPlan("/stalls", "stall@2000000"); });
     const CurlHttpClient client(impatient(once()));
     for (const std::string there : {"+3600", "-3600"}) {
-        EXPECT_TRUE(isWhole(
-            send(client, getInterruptedBy(server.url("/file"), [&] { jump(there); }))));
+        EXPECT_TRUE(
+            isWhole(send(client, getInterruptedBy(server.url("/file"), [&] { jump(there); }))));
         jump("+0");
 
         const auto start = std::chrono::steady_clock::now();

@@ -58,7 +58,7 @@ protected:
     }
 
     const ServerProcess server_{{}, [](FaultServer& server) {
- server.serve("/file", ServedContent{1, largeSize()});
+                                    server.serve("/file", ServedContent{1, largeSize()});
                                     server.setPlan("/small", "gzip");
                                     server.setPlan("/count", "hbomb:20000:200");
                                     server.setPlan("/line", "hline:200000");

@@ -18,8 +18,7 @@ bool MicrosocksServer::start(const std::string& user, const std::string& passwor
     ChildProcess::Command command;
     command.words = {"/usr/bin/microsocks", "-i", "127.0.0.1", "-p",
                      std::to_string(endpoint_.port())};
-    if (!user.empty())
-        command.words.insert(command.words.end(), {"-u", user, "-P", password});
+    if (!user.empty()) command.words.insert(command.words.end(), {"-u", user, "-P", password});
     command.output = directory_.path() / "log";
     process_ = std::make_unique<ChildProcess>(command);
     // Nobody listens until it does.
