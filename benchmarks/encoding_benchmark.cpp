@@ -37,9 +37,12 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 // What a search form asks for.
 const Pairs& typicalPairs() {
-    static const Pairs pairs = {{"q", "percent encoding & friends"}, {"lang", "en-GB"},
-                                {"page", "2"},                       {"sort", "date desc"},
-                                {"from", "2026-11-20T10:00:00"},     {"filter", "a/b=c"}};
+    static const Pairs pairs = {{"q", "percent encoding & friends"},
+                                {"lang", "en-GB"},
+                                {"page", "2"},
+                                {"sort", "date desc"},
+                                {"from", "2026-11-20T10:00:00"},
+                                {"filter", "a/b=c"}};
     return pairs;
 }
 

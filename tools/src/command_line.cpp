@@ -190,7 +190,7 @@ private:
         } else if (line[mark] == ';') {
             line_.headers.addHeaderValue(name, "");
         } else {
-            leftOut_.push_back(name);
+            leftOut_.addHeaderValue(name, "");
         }
     }
 
@@ -212,9 +212,7 @@ private:
 
     // Sends a header that neither -H gave nor took away.
     void setDefaultHeader(const std::string& name, const std::string& value) {
-        httpclient_core::HttpHeaders leftOut;
-        for (const auto& each : leftOut_) leftOut.addHeaderValue(each, "");
-        if (!line_.headers.hasHeader(name) && !leftOut.hasHeader(name)) {
+        if (!line_.headers.hasHeader(name) && !leftOut_.hasHeader(name)) {
             line_.headers.addHeaderValue(name, value);
         }
     }
@@ -223,12 +221,19 @@ private:
         settleRequest();
         line_.resume = !noResume_;
         line_.followRedirects = !noLocation_;
+        if (line_.continueEarlier) dropOffset();
         if (line_.urls.empty()) throw usage("a URL is missing");
         for (auto& url : line_.urls) {
             if (url.empty() || url == "-") throw usage("\"" + url + "\" is no URL");
             url = withScheme(url);
         }
         settleOutput();
+    }
+
+    // Whoever is used to say "-C -", to have the offset found, may go on to.
+    void dropOffset() {
+        const auto offset = std::find(line_.urls.begin(), line_.urls.end(), "-");
+        if (offset != line_.urls.end()) line_.urls.erase(offset);
     }
 
     void settleRequest() {
@@ -248,7 +253,7 @@ private:
             if (user_->find(':') == std::string::npos) throw usage("--user is NAME:PASSWORD");
             setDefaultHeader("Authorization", basicAuthorization(*user_));
         }
-        if (line_.userAgent.empty()) line_.userAgent = "tavrin-http/" TAVRIN_HTTP_VERSION;
+        if (leftOut_.hasHeader("User-Agent")) line_.userAgent = "";
     }
 
     void settleMethod() {
@@ -309,13 +314,14 @@ private:
     bool noLocation_ = false;
     std::optional<std::string> user_;
     BodyKind bodyKind_ = BodyKind::NONE;
-    std::vector<std::string> leftOut_;
+    httpclient_core::HttpHeaders leftOut_;
 };
 
 }  // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
     CommandLine line;
+    line.userAgent = "tavrin-http/" TAVRIN_HTTP_VERSION;
     Reader(line).read(argc, argv);
     return line;
 }

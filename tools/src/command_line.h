@@ -37,7 +37,7 @@ struct CommandLine {
     httpclient_core::HttpHeaders headers;
     std::optional<std::string> body;
     std::vector<FormField> form;
-    std::string userAgent;
+    std::string userAgent;  ///< "" for none
 
     int retries = 4;
     std::optional<std::chrono::milliseconds> retryDelay;  ///< none: growing from one second on

@@ -28,6 +28,10 @@ public:
     using HttpRequestFailedException::HttpRequestFailedException;
 };
 
+std::string counted(std::int64_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 bool isRangeFailure(const std::exception_ptr& error) {
     if (!error) return false;
     try {
@@ -228,8 +232,8 @@ void Download::deliver(const core::HttpResponse& response) {
     if (line_.verbose) {
         const auto report = response.getTransactionReport();
         say("answered " + core::to_string(code) + " after " +
-            std::to_string(report.redirectCount()) + " redirects, " +
-            std::to_string(retryPolicy_.attempts()) + " attempts");
+            counted(report.redirectCount(), "redirect") + ", " +
+            counted(retryPolicy_.attempts(), "attempt"));
     }
     if (core::isSuccess(code) && line_.method != core::HttpMethod::HEAD) {
         // An answer without a body leaves an empty file, not none.

@@ -29,7 +29,7 @@ What is asked
   -I, --head                ask for status and headers alone
   -H, --header LINE         send "Name: value" too; "Name:" leaves out a header
                             that would be sent otherwise, "Name;" sends it empty
-  -A, --user-agent TEXT     what to call ourselves
+  -A, --user-agent TEXT     what to call ourselves; "" for nothing at all
   -u, --user NAME:PASSWORD  authenticate, with the Basic scheme
   -d, --data DATA           POST these form data; "@FILE" takes them from a
                             file, without its line breaks, "@-" from standard
@@ -52,7 +52,8 @@ When it fails
       --retry-max-time SECONDS
                             begin no further attempt after that time
   -C, --continue            go on with a NAME.part that an earlier run left, if
-                            the server still has that version; else start anew
+                            the server still has that version; else start anew.
+                            "-C -" means the same
       --no-resume           start anew after each failure; leave no NAME.part
   -f, --fail                a status of 400 or above is a failure: nothing is
                             written, and the exit code is 22

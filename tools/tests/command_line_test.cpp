@@ -194,7 +194,9 @@ TEST(CommandLineText, RefusesWhatContradictsItself) {
 TEST(CommandLineText, RefusesWhatIsNoUrl) {
     EXPECT_EQ(answerTo({}), refusal("a URL is missing"));
     EXPECT_EQ(answerTo({""}), refusal("\"\" is no URL"));
-    EXPECT_EQ(answerTo({"-C", "-", "http://a/"}), refusal("\"-\" is no URL"));
+    EXPECT_EQ(answerTo({"-", "http://a/"}), refusal("\"-\" is no URL"));
+    EXPECT_EQ(answerTo({"-C", "-", "-", "http://a/"}), refusal("\"-\" is no URL"));
+    EXPECT_EQ(answerTo({"-C", "-"}), refusal("a URL is missing"));
 }
 
 TEST(CommandLineText, RefusesOptionsAndNumbersThatItDoesNotKnow) {

@@ -44,6 +44,15 @@ TEST_F(Continue, AsksForTheRestOfThatVersion) {
     expectWhole();
 }
 
+TEST_F(Continue, TakesTheDashThatStandsForAnOffset) {
+    breakAfter(1000);
+
+    EXPECT_EQ(run({"-C", "-", "-o", "f", server_.url()}).code, 0);
+
+    EXPECT_EQ(sent(0, "Range"), "bytes=1000-");
+    expectWhole();
+}
+
 TEST_F(Continue, IsNotDoneUnasked) {
     breakAfter(1000);
 

@@ -19,6 +19,13 @@ TEST_F(Request, IntroducesItself) {
     EXPECT_EQ(sent(1, "User-Agent"), "me/1");
 }
 
+TEST_F(Request, DoesNotIntroduceItselfWhereItIsToldNotTo) {
+    run({"-A", "", server_.url()});
+    run({"-H", "user-agent:", server_.url()});
+
+    for (const auto& request : server_.requests()) EXPECT_FALSE(request.header("User-Agent"));
+}
+
 TEST_F(Request, CarriesHeaders) {
     run({"-H", "X-A: 1", "-H", "X-A: 2", "-u", "a:b", server_.url()});
 

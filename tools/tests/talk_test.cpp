@@ -39,6 +39,13 @@ TEST_F(Talk, ShowsTheLibrarysDecisions) {
     EXPECT_THAT(outcome.errors, HasSubstr("answered 200 after 0 redirects, 2 attempts\n"));
 }
 
+TEST_F(Talk, CountsOneOfEachAsOne) {
+    server_.setPlan("302:/there,ok");
+
+    EXPECT_THAT(run({"-v", "-o", "f", server_.url()}).errors,
+                HasSubstr("answered 200 after 1 redirect, 1 attempt\n"));
+}
+
 TEST_F(Talk, ShowsDecisionsWithoutCredentials) {
     const auto outcome = run({"-v", server_.urlWithHost("user:secret@127.0.0.1", "/x")});
 
