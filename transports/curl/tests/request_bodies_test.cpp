@@ -99,6 +99,18 @@ TEST_P(RequestBodies, WithAmbiguousFramingAreRefused) {
     EXPECT_EQ(server.connectionsAccepted(), 0u);
 }
 
+TEST_P(RequestBodies, ThatAreNotThereMayBeAnnouncedAsEmpty) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    for (const HttpMethod method : {HttpMethod::GET, HttpMethod::POST}) {
+        const HttpResponse response =
+            send(client, HttpRequest(method, URL(server.url()), {{"Content-Length", "0"}}));
+
+        EXPECT_TRUE(httpclient_core::isSuccess(response));
+        EXPECT_EQ(server.requests().back().bodySize, 0u);
+    }
+}
+
 TEST_P(RequestBodies, ShorterThanAnnouncedFailAndCloseTheConnection) {
     FaultServer server;
     const CurlHttpClient client(once());
