@@ -1069,18 +1069,30 @@ TEST(HttpResponse, IsUsableOnceMovedFrom) {
     EXPECT_EQ(contentOf(response), "0123456789abc");
 }
 
+// Gives every thread the time to come in that is not kept out, once all are at the door.
+template <typename Condition>
+void letOthersIn(Condition allAreThere) {
+    while (!allAreThere()) std::this_thread::yield();
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+}
+
 TEST(HttpResponseThreads, MakeOneStreamHoweverManyAskForIt) {
+    std::vector<std::iostream*> streams(8);
+    std::atomic<std::size_t> askers = 0;
     std::atomic<int> factoryCalls = 0;
     const HttpResponse response =
         responseOf([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
             ++factoryCalls;
+            letOthersIn([&] { return askers == streams.size(); });
             return std::make_unique<std::stringstream>("made");
         });
-    std::vector<std::iostream*> streams(8);
     std::vector<std::thread> threads;
 
     for (std::iostream*& stream : streams) {
-        threads.emplace_back([&] { stream = &response.getResponseBody(); });
+        threads.emplace_back([&] {
+            ++askers;
+            stream = &response.getResponseBody();
+        });
     }
     for (std::thread& thread : threads) thread.join();
 
@@ -1089,17 +1101,21 @@ TEST(HttpResponseThreads, MakeOneStreamHoweverManyAskForIt) {
 }
 
 TEST(HttpResponseThreads, ResetTheBodyOnce) {
+    constexpr int THREADS = 8;
+    std::atomic<int> askers = 0;
     std::atomic<int> factoryCalls = 0;
     HttpResponse response =
         responseOf([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
-            ++factoryCalls;
+            // The first stream is made before there are threads.
+            if (++factoryCalls > 1) letOthersIn([&] { return askers == THREADS; });
             return std::make_unique<std::stringstream>();
         });
     response.getResponseBody() << "half a bo";
     std::vector<std::thread> threads;
 
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < THREADS; ++i) {
         threads.emplace_back([&] {
+            ++askers;
             response.resetResponseBody();
             response.getResponseBody();
         });

@@ -18,9 +18,10 @@ using testing::StartsWith;
 
 class Responses : public OnBothRoads {
 protected:
-    std::string failureOfPlan(const std::string& plan, const std::string& path = "/bytes/1000",
+    std::string failureOfPlan(httpclient_testing::FaultPlan plan,
+                              const std::string& path = "/bytes/1000",
                               CurlOptions options = CurlOptions()) {
-        FaultServer server(plan);
+        FaultServer server(std::move(plan));
         const CurlHttpClient client(once().withIdleTimeout(3000).withResponseTimeout(3000),
                                     std::move(options));
         codeSeen_ = 0;
@@ -85,6 +86,21 @@ TEST_P(Responses, WithTwoLengthsFailAtOnce) {
     EXPECT_EQ(failureOfPlan("dupcl"), "malformed response: it has two Content-Lengths that differ");
     EXPECT_EQ(codeSeen_, -1);
     EXPECT_EQ(failureOfPlan("dupcl:0"), "");
+}
+
+TEST_P(Responses, MayRepeatTheirLengthInOneField) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"1000, 1000", ""},
+        {"1000,1000 ,1000", ""},
+        {"1000, 1001", "malformed response: it has two Content-Lengths that differ"},
+        {"1000, 1000, 999", "malformed response: it has two Content-Lengths that differ"},
+        {"1000, x", "malformed response: its Content-Length is no number"},
+    };
+    for (const auto& [length, failure] : cases) {
+        httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse("nolen");
+        step.headers = {{"Content-Length", length}};
+        EXPECT_EQ(failureOfPlan(std::vector{step}), failure) << length;
+    }
 }
 
 TEST_P(Responses, WithALengthAndChunksAreReadByChunksAndNotTrustedFurther) {
