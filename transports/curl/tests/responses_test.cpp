@@ -95,6 +95,10 @@ TEST_P(Responses, MayRepeatTheirLengthInOneField) {
         {"1000, 1001", "malformed response: it has two Content-Lengths that differ"},
         {"1000, 1000, 999", "malformed response: it has two Content-Lengths that differ"},
         {"1000, x", "malformed response: its Content-Length is no number"},
+        {"1000, 1000x", "malformed response: its Content-Length is no number"},
+        {"1000, -1000", "malformed response: its Content-Length is no number"},
+        {"1000, , 1000", "malformed response: its Content-Length is no number"},
+        {"1000, 10000000000000000000", "malformed response: its Content-Length is no number"},
     };
     for (const auto& [length, failure] : cases) {
         httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse("nolen");

@@ -141,6 +141,13 @@ TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
                 HasSubstr("range: a part came that nobody asked for"));
 }
 
+TEST_P(Resuming, TakesIdentityForNoCoding) {
+    expectRight("fin@40000+header:Content-Encoding=identity,ok");
+    EXPECT_EQ(rangeOf(1), "bytes=40000-");
+    expectRight("fin@40000+header:Content-Encoding=,ok");
+    EXPECT_EQ(rangeOf(1), "bytes=40000-");
+}
+
 TEST_P(Resuming, AsksForNoRangeUnlessItIsWanted) {
     server_.setPlan("fin@40000,ok");
     HttpResponse response =
