@@ -202,9 +202,6 @@ public:
     void setCookie(const NameValueCollection& cookies);
 
 private:
-    // Shows the fields to its stream factory, which would otherwise cost a copy of them.
-    friend class HttpResponse;
-
     HttpHeaders headers_;
 };
 

@@ -143,7 +143,7 @@ void HttpResponse::announceChange() const {
 }
 
 std::unique_ptr<std::iostream> HttpResponse::makeStream() const {
-    auto stream = responseStreamFactory_(responseCode_, responseCodeReason_, headers_);
+    auto stream = responseStreamFactory_(responseCode_, getResponseCodeReason(), getHeaders());
     if (!stream) throw std::logic_error("Response stream factory returned no stream.");
     return stream;
 }
