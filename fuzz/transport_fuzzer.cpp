@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -156,6 +157,14 @@ ModelledResponse expectedOf(const Dialogue& dialogue) {
     return model.verdict == ModelledResponse::CUT_OFF && mayResume ? ModelledResponse() : model;
 }
 
+// Behind a NUL at the beginning of a line libcurl drops from a head what it has read by then.
+bool dependsOnPackets(const Dialogue& dialogue) {
+    return std::any_of(dialogue.answers.begin(), dialogue.answers.end(),
+                       [](const std::string& answer) {
+                           return answer.find(std::string("\n\0", 2)) != std::string::npos;
+                       });
+}
+
 }  // namespace
 
 // Whatever a server says, a request ends once, on both roads alike and however the bytes are cut,
@@ -168,7 +177,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     server.setAnswers(dialogue.answers, size);
     const Outcome whole = synchronously(dialogue, server.port());
     server.setAnswers(dialogue.answers, dialogue.pieceSize);
-    CHECK(asynchronously(dialogue, server.port()) == whole);
+    const Outcome cut = asynchronously(dialogue, server.port());
+    if (!dependsOnPackets(dialogue)) CHECK(cut == whole);
 
     if (dialogue.asked.decoded) CHECK(whole.body.size() <= MOST_DECODED_BYTES);
     const ModelledResponse expected = expectedOf(dialogue);

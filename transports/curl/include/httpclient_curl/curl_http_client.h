@@ -109,7 +109,8 @@ namespace tavrin::httpclient_curl {
 /// **Limits.** Giving up a request whose host name is being looked up leaves that to a thread of
 /// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
 /// interrupted; neither limits of time nor cancellation end it. Connections are not shared between
-/// threads.
+/// threads. Where a line of a response's head begins with NUL, libcurl leaves out what it has read
+/// behind it, and nobody can see that; with NUL elsewhere in a head the response is malformed.
 // clang-format on
 class HTTPCLIENT_CURL_EXPORT CurlHttpClient final : public httpclient_core::HttpClient {
 public:
