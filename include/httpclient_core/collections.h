@@ -157,6 +157,7 @@ private:
     class NodeAllocator {
     public:
         using value_type = T;
+        using propagate_on_container_move_assignment = std::true_type;
         using propagate_on_container_swap = std::true_type;
 
         explicit NodeAllocator(Storage* storage) : storage_(storage) {}

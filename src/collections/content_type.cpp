@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "client/log.h"
+#include "collections/entry_text.h"
 #include "httpclient_core/headers.h"
 #include "httpclient_core/media_types.h"
 
@@ -34,7 +35,9 @@ bool ContentType::operator==(const ContentType& other) const {
 std::string ContentType::toString() const {
     if (parameters_.empty()) return type_;
     // The blank stands after the first semicolon alone, on purpose.
-    return type_ + "; " + parameters_.toString(";", "=");
+    std::string text = type_ + "; ";
+    detail::appendEntries(text, parameters_, ";");
+    return text;
 }
 
 }  // namespace tavrin::httpclient_core

@@ -1,20 +1,28 @@
 #include "httpclient_core/cookie.h"
 
-#include "httpclient_core/headers.h"
+#include <string_view>
+
+#include "collections/entry_text.h"
+#include "collections/header_value_tokenizer.h"
+#include "collections/trim.h"
 
 namespace tavrin::httpclient_core {
 
 NameValueCollection Cookie::parse(const std::string& text) {
     NameValueCollection cookies;
-    HttpHeaders::splitElements(
-        text,
-        [&](const std::string& piece) { cookies.add(HttpHeaders::splitParameter(piece, "=")); },
-        ";", true);
+    detail::forEachPiece(text, ";", [&](std::string_view piece) {
+        const auto cookie = detail::trimmed(piece);
+        if (cookie.empty()) return;
+        const auto [name, value] = detail::cut(cookie, "=");
+        cookies.add({std::string(name), std::string(value)});
+    });
     return cookies;
 }
 
 std::string Cookie::toString(const NameValueCollection& cookies) {
-    return cookies.toString("; ", "=");
+    std::string text;
+    detail::appendEntries(text, cookies, "; ");
+    return text;
 }
 
 }  // namespace tavrin::httpclient_core

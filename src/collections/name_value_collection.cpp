@@ -68,18 +68,17 @@ public:
     // Whether an entry may stand in the index more than once, or under a name of long ago.
     bool indexedRepeatedly = false;
 
-    Storage() {}  // Not defaulted: nodes need not be filled with zeros.
+    Storage() {
+        unused_ = firstNodes_.data();
+        end_ = unused_ + firstNodes_.size();
+    }
 
     void* allocateNode() {
         if (removed_) {
             ASAN_UNPOISON_MEMORY_REGION(removed_, sizeof(Node));
             return std::exchange(removed_, removed_->next);
         }
-        if (unused_ == end_) {
-            auto& block = blocks_.emplace_front();
-            unused_ = block.nodes.data();
-            end_ = unused_ + block.nodes.size();
-        }
+        if (unused_ == end_) blocks_.emplace_front(unused_, end_);
         return unused_++;
     }
 
@@ -94,7 +93,10 @@ private:
         std::byte memory[sizeof(value_type) + 2 * sizeof(void*)];
     };
     struct Block {
-        Block() {}  // As above.
+        Block(Node*& begin, Node*& end) {
+            begin = nodes.data();
+            end = begin + nodes.size();
+        }
 
         std::array<Node, 9> nodes;
     };
@@ -104,8 +106,8 @@ private:
     };
 
     std::array<Node, 3> firstNodes_;
-    Node* unused_ = firstNodes_.data();
-    Node* end_ = unused_ + firstNodes_.size();
+    Node* unused_ = nullptr;
+    Node* end_ = nullptr;
     std::forward_list<Block> blocks_;
     Removed* removed_ = nullptr;
 };
@@ -131,7 +133,8 @@ NameValueCollection::NameValueCollection(const NameValueCollection& other) {
     for (const auto& [name, value] : other) emplace(name, value);
 }
 
-NameValueCollection::NameValueCollection(NameValueCollection&& other) noexcept { swap(other); }
+NameValueCollection::NameValueCollection(NameValueCollection&& other) noexcept
+    : storage_(std::move(other.storage_)), entries_(std::move(other.entries_)) {}
 
 NameValueCollection::~NameValueCollection() = default;
 
@@ -298,8 +301,7 @@ void NameValueCollection::makeStorage() {
     // a header set.
     static_assert(sizeof(Storage) <= 1032);
     auto storage = std::make_unique<Storage>();
-    Entries entries(NodeAllocator<value_type>(storage.get()));
-    entries_.swap(entries);
+    entries_ = Entries(NodeAllocator<value_type>(storage.get()));
     storage_ = std::move(storage);
 }
 

@@ -6,10 +6,12 @@ namespace tavrin::httpclient_core::detail {
 
 /// `text` without the blanks, line feeds, carriage returns and tabs at its ends.
 inline std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view BLANKS = " \n\r\t";
-    const auto first = text.find_first_not_of(BLANKS);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+    const auto isBlank = [](char character) {
+        return character == ' ' || character == '\n' || character == '\r' || character == '\t';
+    };
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
 }
 
 }  // namespace tavrin::httpclient_core::detail
