@@ -1,0 +1,125 @@
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "allocation_counter.h"
+#include "httpclient_core/client.h"
+
+namespace {
+
+using namespace tavrin::httpclient_core;
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+const Fields& requestFields() {
+    static const Fields fields = {
+        {"Host", "www.example.com"},
+        {"User-Agent", "benchmark/1.0 (Linux; x86_64)"},
+        {"Accept", "text/html,application/xhtml+xml;q=0.9,*/*;q=0.8"},
+        {"Accept-Language", "en-GB,en;q=0.5"},
+        {"Accept-Encoding", "gzip, deflate"},
+        {"Cookie", "session=38afes7a8cd1e42f9b; theme=dark"},
+        {"X-Request-Id", "7f3c9a52-41d8-4b7e-9c11-0d5e8f6a2b34"},
+        {"Cache-Control", "no-cache"},
+    };
+    return fields;
+}
+
+const Fields& responseFields() {
+    static const Fields fields = {
+        {"Date", "Fri, 20 Nov 2026 10:00:00 GMT"},
+        {"Server", "nginx/1.22.1"},
+        {"Content-Type", "text/html; charset=utf-8"},
+        {"Content-Length", "0"},
+        {"Connection", "keep-alive"},
+        {"Last-Modified", "Thu, 19 Nov 2026 08:30:00 GMT"},
+        {"ETag", "\"653b1f2a-2800\""},
+        {"Cache-Control", "public, max-age=3600"},
+        {"Vary", "Accept-Encoding"},
+        {"Accept-Ranges", "bytes"},
+        {"X-Request-Id", "7f3c9a52-41d8-4b7e-9c11-0d5e8f6a2b34"},
+        {"Strict-Transport-Security", "max-age=31536000"},
+    };
+    return fields;
+}
+
+HttpHeaders headersOf(const Fields& fields) {
+    HttpHeaders headers;
+    for (const auto& [name, value] : fields) headers.addHeaderValue(name, value);
+    return headers;
+}
+
+// Answers at once, first with as many server errors as it is told.
+class InstantClient final : public HttpClient {
+public:
+    explicit InstantClient(int failures) : failures_(failures) {}
+
+    void performRequest(HttpRequest&, HttpResponse& response) const override { answer(response); }
+
+    void performAsyncRequest(HttpRequest request, HttpResponse response, std::uint64_t,
+                             RetryTask completion) const override {
+        answer(response);
+        completion(std::move(request), std::move(response), nullptr);
+    }
+
+private:
+    void answer(HttpResponse& response) const {
+        const bool fails = failed_ < failures_;
+        failed_ = fails ? failed_ + 1 : 0;
+        response.setResponseCodeAndReason(
+            fails ? HttpResponseCode::SERVICE_UNAVAILABLE : HttpResponseCode::OK, "reason");
+        response.setHeaders(headersOf(responseFields()));
+    }
+
+    int failures_;
+    mutable int failed_ = 0;
+};
+
+HttpRequest request() {
+    return HttpRequest(HttpMethod::GET, URL("http://www.example.com/index.html"),
+                       headersOf(requestFields()));
+}
+
+template <typename Work>
+void measure(benchmark::State& state, Work work) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(work());
+}
+
+// What a request costs its caller, and an answer the transport: none of it is the frame's.
+void withoutFrame(benchmark::State& state) {
+    measure(state, [] { return std::make_pair(request(), headersOf(responseFields())); });
+}
+BENCHMARK(withoutFrame)->Name("Request/Floor");
+BENCHMARK(withoutFrame)->Name("AsyncRequest/Floor");
+
+// What a further answer costs the transport.
+void furtherAnswer(benchmark::State& state) {
+    measure(state, [] {
+        return std::make_pair(
+            request(), std::make_pair(headersOf(responseFields()), headersOf(responseFields())));
+    });
+}
+BENCHMARK(furtherAnswer)->Name("RetriedRequest/Floor");
+BENCHMARK(furtherAnswer)->Name("RetriedAsyncRequest/Floor");
+
+template <int FAILURES>
+void synchronous(benchmark::State& state) {
+    const InstantClient client(FAILURES);
+    measure(state, [&] { return client.makeRequest(request()); });
+}
+BENCHMARK(synchronous<0>)->Name("Request/Ours");
+BENCHMARK(synchronous<1>)->Name("RetriedRequest/Ours");
+
+template <int FAILURES>
+void asynchronous(benchmark::State& state) {
+    const InstantClient client(FAILURES);
+    measure(state, [&] { return client.makeAsyncRequest(request()).get(); });
+}
+BENCHMARK(asynchronous<0>)->Name("AsyncRequest/Ours");
+BENCHMARK(asynchronous<1>)->Name("RetriedAsyncRequest/Ours");
+
+}  // namespace
