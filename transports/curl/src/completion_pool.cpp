@@ -99,18 +99,18 @@ bool CompletionPool::addThread(const std::shared_ptr<State>& state) {
 // With the lock held.
 bool CompletionPool::startWatcher(const std::shared_ptr<State>& state) {
     if (state->watching) return true;
-    state->watching = true;
     if (state->watcher.joinable()) {
         state->wanted.notify_one();
-        return true;
+    } else {
+        const SignalBlock block;
+        try {
+            state->watcher = std::thread([state] { watch(state); });
+        } catch (const std::system_error&) {
+            return false;
+        }
     }
-    const SignalBlock block;
-    try {
-        state->watcher = std::thread([state] { watch(state); });
-        return true;
-    } catch (const std::system_error&) {
-        return false;
-    }
+    state->watching = true;
+    return true;
 }
 
 void CompletionPool::work(const std::shared_ptr<State>& state) {

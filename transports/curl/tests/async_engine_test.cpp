@@ -1,9 +1,12 @@
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -54,6 +57,28 @@ private:
     std::mutex mutex_;
     std::condition_variable reached_;
     int left_;
+};
+
+// While it lives no thread can be started: none has room for its stack.
+class NoMoreThreads {
+public:
+    NoMoreThreads() {
+        pthread_getattr_default_np(&before_);
+        pthread_attr_t huge;
+        pthread_attr_init(&huge);
+        pthread_attr_setstacksize(&huge, std::size_t{1} << 47);
+        pthread_setattr_default_np(&huge);
+        pthread_attr_destroy(&huge);
+    }
+    ~NoMoreThreads() {
+        pthread_setattr_default_np(&before_);
+        pthread_attr_destroy(&before_);
+    }
+    NoMoreThreads(const NoMoreThreads&) = delete;
+    NoMoreThreads& operator=(const NoMoreThreads&) = delete;
+
+private:
+    pthread_attr_t before_;
 };
 
 TEST(AsyncRequest, CallsItsHandlerOnceWithTheResponse) {
@@ -215,6 +240,35 @@ TEST(AsyncRequest, HandlersThatBlockDelayNothingElse) {
     auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
 
     EXPECT_EQ(got(future).getContentLength(), 2);
+    gate.open();
+}
+
+TEST(AsyncRequest, HandlersThatBlockDelayNothingElseOnceThreadsCanBeHadAgain) {
+    const httpclient_testing::BlackHole nobody;
+    Gate gate;
+    Countdown blocked(1);
+    Countdown others(2);
+    const CurlHttpClient client(ClientConfiguration().withMaxThreads(1).withRetryStrategy(
+        httpclient_core::noRetriesStrategy()));
+    client.makeAsyncRequest(get("nonsense://x"), [&](const auto&...) {
+        blocked.count();
+        gate.pass();
+    });
+    ASSERT_TRUE(blocked.wait());
+
+    auto noThreads = std::make_unique<NoMoreThreads>();
+    client.makeAsyncRequest(get("nonsense://x"), [&](const auto&...) { others.count(); });
+    HttpRequest last = get(nobody.url());
+    last.setProgressCallback([&, calls = 0](const Progress&) mutable {
+        // Before the second call the request ahead of this one was handed to its handler, which
+        // found no thread.
+        if (++calls < 2) return ProgressResult::CONTINUE;
+        noThreads.reset();
+        return ProgressResult::CANCEL;
+    });
+    client.makeAsyncRequest(std::move(last), [&](const auto&...) { others.count(); });
+
+    EXPECT_TRUE(others.wait());
     gate.open();
 }
 
