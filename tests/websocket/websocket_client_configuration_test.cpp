@@ -317,18 +317,20 @@ TEST(WebSocketBackoff, DoublesTheDelayUpTo20Seconds) {
 
 TEST(WebSocketBackoff, DependsOnTheLastDelayAloneAfterTheFirstAttempt) {
     const auto backoff = Configuration().reconnectBackoffFcn();
-    const std::vector<std::pair<std::int64_t, std::int64_t>> delays = {{0, 0},
-                                                                       {30, 60},
-                                                                       {9999, 19998},
-                                                                       {10000, 20000},
-                                                                       {10001, 20000},
-                                                                       {15000, 20000},
-                                                                       {20000, 20000},
-                                                                       {-5, -10},
-                                                                       {-30000, -60000},
-                                                                       {INT64_MAX, 20000},
-                                                                       {INT64_MIN / 2, INT64_MIN},
-                                                                       {INT64_MIN, INT64_MIN}};
+    const std::vector<std::pair<std::int64_t, std::int64_t>> delays = {
+        {0, 0},
+        {30, 60},
+        {9999, 19998},
+        {10000, 20000},
+        {10001, 20000},
+        {15000, 20000},
+        {20000, 20000},
+        {-5, -10},
+        {-30000, -60000},
+        {INT64_MAX, 20000},
+        {INT64_MIN / 2 + 1, INT64_MIN + 2},
+        {INT64_MIN / 2, INT64_MIN},
+        {INT64_MIN, INT64_MIN}};
 
     for (const unsigned long attempt : {2ul, 7ul, 99ul, ULONG_MAX}) {
         for (const auto& [previous, next] : delays) {

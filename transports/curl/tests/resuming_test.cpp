@@ -103,6 +103,7 @@ TEST_P(Resuming, NeedsAStrongValidatorAndALength) {
     expectRight("noetag+fin@40000,noetag");
     EXPECT_EQ(rangeOf(1), "bytes=40000-");
     EXPECT_EQ(server_.requests().at(1).header("If-Range")->substr(25), " GMT");
+    EXPECT_EQ(server_.requests().size(), 2u);
 }
 
 TEST_P(Resuming, StartsAnewAfterARangeThatCannotBeHad) {
