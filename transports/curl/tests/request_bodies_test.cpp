@@ -192,14 +192,16 @@ TEST_P(RequestBodies, ThatThrowFailWithTheirOwnException) {
               "the disk is gone");
 }
 
-TEST_P(RequestBodies, ThatAreBadFromTheStartFail) {
+TEST_P(RequestBodies, ThatAreNotGoodFromTheStartFail) {
     FaultServer server;
-    HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
-    auto stream = std::make_unique<std::stringstream>("text");
-    stream->setstate(std::ios::badbit);
-    request.setRequestBody(std::move(stream));
-    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(2)), std::move(request)); }),
-                HasSubstr("request body: "));
+    for (const std::ios::iostate state : {std::ios::badbit, std::ios::failbit, std::ios::eofbit}) {
+        HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
+        auto stream = std::make_unique<std::stringstream>("text");
+        stream->setstate(state);
+        request.setRequestBody(std::move(stream));
+        EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(2)), std::move(request)); }),
+                    HasSubstr("request body: "));
+    }
     EXPECT_EQ(server.connectionsAccepted(), 0u);
 }
 
