@@ -19,11 +19,6 @@ template <typename Work>
 void measure(benchmark::State& state, Work work) {
     const AllocationsPerIteration count(state);
     for (auto _ : state) benchmark::DoNotOptimize(work());
-    state.SetBytesProcessed(state.iterations() * state.range(0));
-}
-
-std::string bodyOf(const benchmark::State& state) {
-    return std::string(static_cast<std::size_t>(state.range(0)), 'x');
 }
 
 void inPieces(std::ostream& os, const std::string& body) {
@@ -38,8 +33,9 @@ std::string readOut(std::stringstream& stream, std::size_t size) {
     return text;
 }
 
+template <std::size_t LENGTH>
 void setOurs(benchmark::State& state) {
-    const std::string body = bodyOf(state);
+    const std::string body(LENGTH, 'x');
     HttpRequest request(HttpMethod::POST, URL("http://localhost/"), {});
     measure(state, [&] {
         request.setRequestBody(body);
@@ -47,16 +43,18 @@ void setOurs(benchmark::State& state) {
     });
 }
 
+template <std::size_t LENGTH>
 void setFloor(benchmark::State& state) {
-    const std::string body = bodyOf(state);
+    const std::string body(LENGTH, 'x');
     measure(state, [&] {
         std::stringstream stream(body);
         return readOut(stream, body.size());
     });
 }
 
+template <std::size_t LENGTH>
 void receiveOurs(benchmark::State& state) {
-    const std::string body = bodyOf(state);
+    const std::string body(LENGTH, 'x');
     measure(state, [&] {
         const HttpResponse response;
         inPieces(response.getResponseBody(), body);
@@ -64,8 +62,9 @@ void receiveOurs(benchmark::State& state) {
     });
 }
 
+template <std::size_t LENGTH>
 void receiveFloor(benchmark::State& state) {
-    const std::string body = bodyOf(state);
+    const std::string body(LENGTH, 'x');
     measure(state, [&] {
         std::stringstream stream;
         inPieces(stream, body);
@@ -73,13 +72,17 @@ void receiveFloor(benchmark::State& state) {
     });
 }
 
-// The sizes that bodies are measured in.
-void typicalSizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(100)->Arg(10 * 1024)->Arg(1024 * 1024);
-}
-BENCHMARK(setOurs)->Name("SetAndRead/Ours")->Apply(typicalSizes);
-BENCHMARK(setFloor)->Name("SetAndRead/Floor")->Apply(typicalSizes);
-BENCHMARK(receiveOurs)->Name("Receive/Ours")->Apply(typicalSizes);
-BENCHMARK(receiveFloor)->Name("Receive/Floor")->Apply(typicalSizes);
+BENCHMARK(setOurs<100>)->Name("SetAndRead100/Ours");
+BENCHMARK(setFloor<100>)->Name("SetAndRead100/Floor");
+BENCHMARK(setOurs<10 * 1024>)->Name("SetAndRead10KiB/Ours");
+BENCHMARK(setFloor<10 * 1024>)->Name("SetAndRead10KiB/Floor");
+BENCHMARK(setOurs<1024 * 1024>)->Name("SetAndRead1MiB/Ours");
+BENCHMARK(setFloor<1024 * 1024>)->Name("SetAndRead1MiB/Floor");
+BENCHMARK(receiveOurs<100>)->Name("Receive100/Ours");
+BENCHMARK(receiveFloor<100>)->Name("Receive100/Floor");
+BENCHMARK(receiveOurs<10 * 1024>)->Name("Receive10KiB/Ours");
+BENCHMARK(receiveFloor<10 * 1024>)->Name("Receive10KiB/Floor");
+BENCHMARK(receiveOurs<1024 * 1024>)->Name("Receive1MiB/Ours");
+BENCHMARK(receiveFloor<1024 * 1024>)->Name("Receive1MiB/Floor");
 
 }  // namespace
