@@ -8,8 +8,8 @@
 
 namespace tavrin::httpclient_core::detail {
 
-/// Appends the entries to `text` as NameValueCollection::toString() writes them with "=" and without
-/// an encoder, in half its time: no text is copied to be handed over.
+/// Appends the entries to `text` as NameValueCollection::toString() writes them with "=" and
+/// without an encoder, in half its time: no text is copied to be handed over.
 inline void appendEntries(std::string& text, const NameValueCollection& entries,
                           std::string_view separator) {
     std::size_t length = text.size();

@@ -13,8 +13,8 @@ void forEachPiece(std::string_view text, std::string_view separators, Take take)
     const bool isSingle = separators.size() == 1;
     std::size_t begin = 0;
     for (;;) {
-        const auto end = isSingle ? text.find(separators.front(), begin)
-                                  : text.find_first_of(separators, begin);
+        const auto end =
+            isSingle ? text.find(separators.front(), begin) : text.find_first_of(separators, begin);
         if (end == std::string_view::npos) break;
         take(text.substr(begin, end - begin));
         begin = end + 1;
