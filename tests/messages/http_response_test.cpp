@@ -560,6 +560,28 @@ TEST(HttpResponseBodyString, IsEmptyForAStreamWithoutABuffer) {
     EXPECT_EQ(response.getResponseBodyString(), "");
 }
 
+TEST(HttpResponseBodyString, HoldsNoMoreThanCameOfWhatABufferPromised) {
+    struct Optimist : std::streambuf {
+        std::streamsize showmanyc() override { return 100; }
+        int_type underflow() override {
+            return rest.empty() ? traits_type::eof() : traits_type::to_int_type(rest.front());
+        }
+        int_type uflow() override {
+            const int_type next = underflow();
+            if (!rest.empty()) rest.erase(0, 1);
+            return next;
+        }
+        std::string rest = "all there is";
+    };
+    Optimist buffer;
+    const HttpResponse response =
+        responseOf([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            return std::make_unique<std::iostream>(&buffer);
+        });
+
+    EXPECT_EQ(response.getResponseBodyString(), "all there is");
+}
+
 TEST(HttpResponseBodyString, HoldsEveryByteOfALargeBody) {
     std::string body;
     for (int i = 0; i < 100000; ++i) body += static_cast<char>(i % 256);
