@@ -32,9 +32,9 @@ TEST(Checksum, OfATextKnowsSha512) {
 }
 
 TEST(Checksum, OfAFileReadsAllOfItWhereverItsPositionIs) {
-    const testing::TemporaryDirectory directory;
+    const httpclient_core::test::TemporaryDirectory directory;
     const std::string content(700000, 'x');
-    testing::writeFile(directory.file("f"), content);
+    httpclient_core::test::writeFile(directory.file("f"), content);
     const int descriptor = open(directory.file("f").c_str(), O_RDONLY | O_CLOEXEC);
     lseek(descriptor, 5, SEEK_SET);
 

@@ -9,6 +9,9 @@ namespace tavrin::http_tool {
 namespace {
 
 using httpclient_core::HttpMethod;
+using httpclient_core::test::readFile;
+using httpclient_core::test::TemporaryDirectory;
+using httpclient_core::test::writeFile;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -88,8 +91,8 @@ TEST(CommandLineText, JoinsFormDataInTheirOrder) {
 TEST(CommandLineText, PostsAnEmptyBodyToo) { EXPECT_EQ(parse({"-d", "", "http://a/"}).body, ""); }
 
 TEST(CommandLineText, TakesDataFromFiles) {
-    const testing::TemporaryDirectory directory;
-    testing::writeFile(directory.file("f"), "a=1\r\nb \n");
+    const TemporaryDirectory directory;
+    writeFile(directory.file("f"), "a=1\r\nb \n");
 
     EXPECT_EQ(parse({"-d", "@" + directory.file("f"), "http://a/"}).body, "a=1b ");
     EXPECT_EQ(parse({"--data-binary", "@" + directory.file("f"), "http://a/"}).body, "a=1\r\nb \n");
@@ -133,8 +136,8 @@ TEST(CommandLineText, RefusesHeadersThatCouldSplitTheRequest) {
 }
 
 TEST(CommandLineText, BuildsFormFields) {
-    const testing::TemporaryDirectory directory;
-    testing::writeFile(directory.file("f"), "");
+    const TemporaryDirectory directory;
+    writeFile(directory.file("f"), "");
     const auto line = parse({"-F", "a=b=c", "--form", "f=@" + directory.file("f") + ";type=x/y",
                              "-F", "e=", "http://a/"});
 
@@ -249,7 +252,7 @@ TEST(HelpText, FitsOnAScreenOfEightyColumns) {
 }
 
 TEST(Manual, TellsOfEveryOption) {
-    const std::string text = testing::readFile(TAVRIN_HTTP_MANUAL);
+    const std::string text = readFile(TAVRIN_HTTP_MANUAL);
     for (std::string name : optionNames()) {
         // In a manual page a hyphen that is to be copied is written "\-".
         for (std::size_t i = 0; (i = name.find('-', i)) != std::string::npos; i += 2) {

@@ -7,6 +7,7 @@
 namespace tavrin::http_tool::testing {
 namespace {
 
+using httpclient_core::test::writeFile;
 using ::testing::HasSubstr;
 
 // Runs of the program that go on where an earlier one ended.

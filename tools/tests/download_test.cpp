@@ -9,6 +9,7 @@
 namespace tavrin::http_tool::testing {
 namespace {
 
+using httpclient_core::test::writeFile;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;

@@ -24,9 +24,9 @@ protected:
           output_(descriptor_, Output::Access::ANYWHERE, "f") {}
     ~OutputToFile() override { close(descriptor_); }
 
-    std::string content() const { return testing::readFile(directory_.file("f")); }
+    std::string content() const { return httpclient_core::test::readFile(directory_.file("f")); }
 
-    testing::TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     int descriptor_;
     Output output_;
 };

@@ -13,6 +13,9 @@
 namespace tavrin::http_tool {
 namespace {
 
+using httpclient_core::test::readFile;
+using httpclient_core::test::TemporaryDirectory;
+using httpclient_core::test::writeFile;
 using ::testing::ThrowsMessage;
 
 constexpr char URL[] = "http://host/f?token=secret";
@@ -42,7 +45,7 @@ protected:
                     : "none";
     }
 
-    testing::TemporaryDirectory directory_;
+    TemporaryDirectory directory_;
 };
 
 TEST_F(PartFiles, BecomeTheTargetOnlyWhenFinished) {
@@ -53,22 +56,22 @@ TEST_F(PartFiles, BecomeTheTargetOnlyWhenFinished) {
     part.finish();
 
     EXPECT_EQ(directory_.listing(), "f");
-    EXPECT_EQ(testing::readFile(path()), "0123456789");
+    EXPECT_EQ(readFile(path()), "0123456789");
 }
 
 TEST_F(PartFiles, LeaveTheTargetAloneUntilThen) {
-    testing::writeFile(path(), "old");
+    writeFile(path(), "old");
     {
         PartFile part(path());
         *part.begin(URL, "", version()) << "01234";
     }
 
     EXPECT_EQ(directory_.listing(), "f");
-    EXPECT_EQ(testing::readFile(path()), "old");
+    EXPECT_EQ(readFile(path()), "old");
 }
 
 TEST_F(PartFiles, KeepThePermissionsOfWhatTheyReplace) {
-    testing::writeFile(path(), "old");
+    writeFile(path(), "old");
     chmod(path().c_str(), 0600);
     PartFile part(path());
     *part.begin(URL, "", version()) << "0123456789";
@@ -95,7 +98,7 @@ TEST_F(PartFiles, AreNotHeldForAnotherUrl) {
 TEST_F(PartFiles, DoNotTellTheUrl) {
     leave("01234");
 
-    EXPECT_THAT(testing::readFile(path() + ".part.validator"),
+    EXPECT_THAT(readFile(path() + ".part.validator"),
                 ::testing::Not(::testing::HasSubstr("secret")));
 }
 
@@ -105,7 +108,7 @@ TEST_F(PartFiles, AreContinuedWhereTheyEnd) {
     *part.continueFrom(4) << "456789";
     part.finish();
 
-    EXPECT_EQ(testing::readFile(path()), "0123456789");
+    EXPECT_EQ(readFile(path()), "0123456789");
 }
 
 TEST_F(PartFiles, WithoutAValidatorAreRemovedThoughTheyWereToBeKept) {
@@ -143,12 +146,12 @@ TEST_F(PartFiles, OfAnEarlierRunGoWhenTheyWereReplacedAndNotToBeKept) {
 
 TEST_F(PartFiles, DistrustEveryTruncationOfTheValidator) {
     leave("01234");
-    const std::string validator = testing::readFile(path() + ".part.validator");
+    const std::string validator = readFile(path() + ".part.validator");
     ASSERT_EQ(validator.back(), '\n');
 
     // The last line break tells nothing that the digits before it don't.
     for (std::size_t size = 0; size + 1 < validator.size(); ++size) {
-        testing::writeFile(path() + ".part.validator", validator.substr(0, size));
+        writeFile(path() + ".part.validator", validator.substr(0, size));
         EXPECT_EQ(held(), "none") << size;
     }
 }
@@ -167,7 +170,7 @@ TEST_F(PartFiles, ForgetWhatTheyHeld) {
     part.forget();
 
     EXPECT_FALSE(part.held(URL).has_value());
-    EXPECT_EQ(testing::readFile(path() + ".part"), "");
+    EXPECT_EQ(readFile(path() + ".part"), "");
     EXPECT_EQ(directory_.listing(), "f.part");
 }
 
@@ -175,7 +178,7 @@ TEST_F(PartFiles, WithAHeadCannotBeContinued) {
     PartFile part(path());
     *part.begin(URL, "head\n", version()) << "body";
 
-    EXPECT_EQ(testing::readFile(path() + ".part"), "head\nbody");
+    EXPECT_EQ(readFile(path() + ".part"), "head\nbody");
     EXPECT_FALSE(part.held(URL).has_value());
 }
 
@@ -188,30 +191,30 @@ TEST_F(PartFiles, AreWrittenByOneAtATime) {
 }
 
 TEST_F(PartFiles, DoNotWriteThroughALinkThatSomebodyPutThere) {
-    testing::writeFile(directory_.file("victim"), "precious");
+    writeFile(directory_.file("victim"), "precious");
     std::filesystem::create_symlink("victim", path() + ".part");
 
     EXPECT_THAT([&] { PartFile part(path()); },
                 ThrowsMessage<WriteFailure>("cannot create \"" + path() +
                                             ".part\": Too many levels of symbolic links"));
-    EXPECT_EQ(testing::readFile(directory_.file("victim")), "precious");
+    EXPECT_EQ(readFile(directory_.file("victim")), "precious");
 }
 
 TEST_F(PartFiles, FollowALinkInPlaceOfTheTarget) {
     std::filesystem::create_directory(directory_.file("d"));
-    testing::writeFile(directory_.file("d/real"), "old");
+    writeFile(directory_.file("d/real"), "old");
     std::filesystem::create_symlink("d/real", path());
     PartFile part(path());
     *part.begin(URL, "", version()) << "0123456789";
     part.finish();
 
     EXPECT_TRUE(std::filesystem::is_symlink(path()));
-    EXPECT_EQ(testing::readFile(directory_.file("d/real")), "0123456789");
+    EXPECT_EQ(readFile(directory_.file("d/real")), "0123456789");
 }
 
 TEST_F(PartFiles, RefuseADirectory) {
     EXPECT_THAT([&] { PartFile part(directory_.path()); },
-                ThrowsMessage<WriteFailure>("cannot write to \"" + directory_.path() +
+                ThrowsMessage<WriteFailure>("cannot write to \"" + directory_.path().string() +
                                             "\": it is a directory"));
 }
 
@@ -222,7 +225,7 @@ TEST_F(PartFiles, SayWhyTheyCannotBeMade) {
 }
 
 TEST_F(PartFiles, ReplaceNothingUnderANameThatTheServerChose) {
-    testing::writeFile(directory_.file("chosen"), "precious");
+    writeFile(directory_.file("chosen"), "precious");
     {
         PartFile part(path());
         *part.begin(URL, "", version()) << "0123456789";
@@ -230,14 +233,14 @@ TEST_F(PartFiles, ReplaceNothingUnderANameThatTheServerChose) {
                     ThrowsMessage<WriteFailure>("cannot rename \"" + path() + ".part\" to \"" +
                                                 directory_.file("chosen") + "\": File exists"));
     }
-    EXPECT_EQ(testing::readFile(directory_.file("chosen")), "precious");
+    EXPECT_EQ(readFile(directory_.file("chosen")), "precious");
     EXPECT_EQ(directory_.listing(), "chosen");
 
     PartFile part(path());
     *part.begin(URL, "", version()) << "0123456789";
     part.finishAs("new");
     EXPECT_EQ(part.target(), directory_.file("new"));
-    EXPECT_EQ(testing::readFile(directory_.file("new")), "0123456789");
+    EXPECT_EQ(readFile(directory_.file("new")), "0123456789");
     EXPECT_EQ(directory_.listing(), "chosen new");
 }
 

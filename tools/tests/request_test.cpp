@@ -5,6 +5,7 @@
 namespace tavrin::http_tool::testing {
 namespace {
 
+using httpclient_core::test::writeFile;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;

@@ -29,12 +29,14 @@ protected:
     Outcome run(const std::vector<std::string>& arguments, ProgramSetting setting = {}) const;
 
     /// Content of a file in the directory.
-    std::string file(const std::string& name) const { return readFile(directory_.file(name)); }
+    std::string file(const std::string& name) const {
+        return httpclient_core::test::readFile(directory_.file(name));
+    }
 
     /// The first header line of that name in the `index`-th request, or "none".
     std::string sent(std::size_t index, const std::string& header) const;
 
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     httpclient_testing::FaultServer server_;
 };
 

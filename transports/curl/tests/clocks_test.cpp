@@ -13,6 +13,7 @@
 #include "support/child_process.h"
 #include "support/interrupted_download.h"
 #include "support/server_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
@@ -88,7 +89,7 @@ TEST_P(Clocks, OfTheDayMayJump) {
     if (!std::filesystem::exists(library)) GTEST_SKIP() << library << " is not there";
     const char* offset = std::getenv("FAKETIME_TIMESTAMP_FILE");
     if (offset == nullptr) {
-        const TemporaryDirectory directory;
+        const httpclient_core::test::TemporaryDirectory directory;
         const std::string file = directory.path() / "offset";
         std::ofstream(file) << "+0";
         EXPECT_EQ(rerunWith({{"LD_PRELOAD", library},

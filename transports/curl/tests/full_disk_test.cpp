@@ -9,6 +9,7 @@
 #include "support.h"
 #include "support/child.h"
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
@@ -34,7 +35,7 @@ protected:
             const std::string text =
                 failureOf([&] { send(CurlHttpClient(configuration), std::move(request)); });
             if (text.find(" failed: response stream: ") == std::string::npos) return 1;
-            const std::string written = readFile(path);
+            const std::string written = httpclient_core::test::readFile(path);
             if (written.empty() || written != server.content().range(0, written.size())) return 2;
         }
         for (const ReceivedRequest& request : server.requests())
@@ -42,7 +43,7 @@ protected:
         return server.requests().size() == 4 ? 0 : 4;
     }
 
-    const TemporaryDirectory directory_;
+    const httpclient_core::test::TemporaryDirectory directory_;
 };
 ON_BOTH_ROADS(FullDisk);
 

@@ -12,6 +12,7 @@
 #include "support/child.h"
 #include "support/child_process.h"
 #include "support/server_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
@@ -102,7 +103,7 @@ TEST_P(Memory, IsSmallHoweverLargeADownloadIs) {
 
 TEST_P(Memory, IsSmallHoweverLargeAFileThatIsSentIs) {
     SKIP_WHERE_MEMORY_TELLS_NOTHING();
-    const TemporaryDirectory directory;
+    const httpclient_core::test::TemporaryDirectory directory;
     const std::string path = directory.path() / "file";
     std::ofstream(path).close();
     std::filesystem::resize_file(path, largeSize());

@@ -6,6 +6,7 @@
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -95,7 +96,7 @@ protected:
 
     unsigned seed_ = std::random_device()();
     int rounds_ = 1000;
-    const test::TemporaryDirectory directory_;
+    const httpclient_core::test::TemporaryDirectory directory_;
     const std::string file_ = directory_.path() / "file";
     std::mt19937 random_;
 };
@@ -128,7 +129,7 @@ TEST_P(RandomFaults, DownloadsAreNeverWrong) {
         try {
             HttpResponse response = send(client, std::move(request));
             if (toFile) {
-                body = test::readFile(file_);
+                body = httpclient_core::test::readFile(file_);
             } else {
                 body = response.getResponseBodyString();
             }

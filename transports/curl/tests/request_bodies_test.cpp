@@ -4,6 +4,7 @@
 
 #include "httpclient_testing/sha256.h"
 #include "support.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -373,15 +374,9 @@ TEST_P(RequestBodies, OfGetsAreSentOnceMoreOnADeadConnection) {
 
 class MultipartBodies : public RequestBodies {
 protected:
-    MultipartBodies() {
-        char name[] = "/tmp/httpclient_curl_XXXXXX";
-        directory_ = mkdtemp(name);
-    }
-    ~MultipartBodies() override { std::filesystem::remove_all(directory_); }
-
     std::string file(const std::string& name, const std::string& text) const {
-        std::ofstream(directory_ + "/" + name, std::ios::binary) << text;
-        return directory_ + "/" + name;
+        httpclient_core::test::writeFile(directory_.file(name), text);
+        return directory_.file(name);
     }
 
     static HttpRequest form(const std::string& url, MultipartBody body) {
@@ -396,7 +391,7 @@ protected:
         return type.substr(30);
     }
 
-    std::string directory_;
+    const httpclient_core::test::TemporaryDirectory directory_;
 };
 ON_BOTH_ROADS(MultipartBodies);
 
@@ -462,9 +457,9 @@ TEST_P(MultipartBodies, WithWhatCannotBeWrittenAreRefused) {
     both.setRequestBody("text");
     EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(both)); }),
               "Request refused: it has both a simple and a multipart body");
-    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_ + "/absent"))),
+    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_.file("absent")))),
                 HasSubstr("absent: No such file or directory"));
-    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_))),
+    EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_.path().string()))),
                 HasSubstr("is not a regular file"));
     EXPECT_EQ(server.connectionsAccepted(), 0u);
 }

@@ -1,8 +1,8 @@
-#include <filesystem>
 #include <fstream>
 #include <regex>
 
 #include "support.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -225,20 +225,8 @@ TEST_P(Resuming, ADigestShowsWhatNothingElseDoes) {
 // A file that begins with ten bytes of the application's, and maybe more behind them.
 class ResumingToFile : public Resuming {
 protected:
-    ResumingToFile() {
-        char name[] = "/tmp/httpclient_curl_XXXXXX";
-        directory_ = mkdtemp(name);
-        path_ = directory_ + "/file";
-    }
-    ~ResumingToFile() override { std::filesystem::remove_all(directory_); }
-
-    void fill(const std::string& text) const { std::ofstream(path_, std::ios::binary) << text; }
-
-    std::string fileText() const {
-        std::ostringstream text;
-        text << std::ifstream(path_, std::ios::binary).rdbuf();
-        return text.str();
-    }
+    void fill(const std::string& text) const { httpclient_core::test::writeFile(path_, text); }
+    std::string fileText() const { return httpclient_core::test::readFile(path_); }
 
     HttpRequest into(std::ios::openmode mode, std::streamoff position = 0) const {
         HttpRequest request = get(server_.url("/file"));
@@ -252,8 +240,8 @@ protected:
         return request;
     }
 
-    std::string directory_;
-    std::string path_;
+    const httpclient_core::test::TemporaryDirectory directory_;
+    const std::string path_ = directory_.file("file");
 };
 ON_BOTH_ROADS(ResumingToFile);
 

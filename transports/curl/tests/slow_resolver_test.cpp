@@ -12,6 +12,7 @@
 #include "support.h"
 #include "support/child.h"
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
@@ -46,7 +47,7 @@ bool dropOutOfTheWorld(const std::string& directory) {
 
 class SlowResolver : public OnBothRoads {
 protected:
-    const TemporaryDirectory directory_;
+    const httpclient_core::test::TemporaryDirectory directory_;
 };
 ON_BOTH_ROADS(SlowResolver);
 

@@ -8,6 +8,7 @@
 #include "support/child_process.h"
 #include "support/server_process.h"
 #include "support/system_call_trace.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 namespace {
@@ -45,7 +46,7 @@ protected:
         }
     }
 
-    const TemporaryDirectory directory_;
+    const httpclient_core::test::TemporaryDirectory directory_;
 };
 ON_BOTH_ROADS(SystemCalls);
 
@@ -99,7 +100,7 @@ TEST_P(SystemCalls, ThatFailMakeATransferLoudAtTheWorst) {
         const Outcome outcome = transfer();
         if (trace.stop().find("(INJECTED)") == std::string::npos) return false;
         ++failures;
-        EXPECT_TRUE(!outcome.downloaded || readFile(path) == content);
+        EXPECT_TRUE(!outcome.downloaded || httpclient_core::test::readFile(path) == content);
         EXPECT_TRUE(outcome.uploaded.empty() || outcome.uploaded == sha256Hex(content));
         return true;
     };

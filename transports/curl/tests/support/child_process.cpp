@@ -26,17 +26,6 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 
 }  // namespace
 
-TemporaryDirectory::TemporaryDirectory() {
-    std::string path = (std::filesystem::temp_directory_path() / "server-XXXXXX").string();
-    if (!::mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
-    path_ = path;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 ChildProcess::ChildProcess(const Command& command) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -95,12 +84,6 @@ bool answers(const tcp::endpoint& endpoint) {
     connection << "GET / HTTP/1.0\r\n\r\n" << std::flush;
     std::string statusLine;
     return static_cast<bool>(std::getline(connection, statusLine));
-}
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
 }
 
 }  // namespace tavrin::httpclient_curl::test

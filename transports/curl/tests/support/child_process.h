@@ -10,21 +10,6 @@
 
 namespace tavrin::httpclient_curl::test {
 
-/// A directory of its own below the temporary one, which goes with the object and all that is in
-/// it.
-class TemporaryDirectory {
-public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
 /// A program that runs beside the test, and ends with the object or with the thread that started
 /// it.
 class ChildProcess {
@@ -65,8 +50,5 @@ std::string hostAndPort(const boost::asio::ip::tcp::endpoint& endpoint);
 /// Whether something at `endpoint` answers a request for "/", with whatever status, within ten
 /// seconds.
 bool answers(const boost::asio::ip::tcp::endpoint& endpoint);
-
-/// The whole of a file, "" if there is none.
-std::string readFile(const std::filesystem::path& path);
 
 }  // namespace tavrin::httpclient_curl::test

@@ -21,7 +21,8 @@ HttpbinServer::HttpbinServer() : listener_(listenOnFreePort(context_)) {
     process_ = std::make_unique<ChildProcess>(command);
     if (answers(listener_.local_endpoint())) return;
     process_.reset();
-    throw std::runtime_error("httpbin does not start: " + readFile(command.output));
+    throw std::runtime_error("httpbin does not start: " +
+                             httpclient_core::test::readFile(command.output));
 }
 
 std::string HttpbinServer::url(const std::string& path) const { return "http://" + host() + path; }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -25,7 +26,7 @@ public:
 private:
     std::string host() const { return hostAndPort(listener_.local_endpoint()); }
 
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     boost::asio::io_context context_;
     boost::asio::ip::tcp::acceptor listener_;
     std::unique_ptr<ChildProcess> process_;

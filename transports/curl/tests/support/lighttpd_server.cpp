@@ -38,7 +38,8 @@ void LighttpdServer::start() {
     process_ = std::make_unique<ChildProcess>(command);
     if (answers(listener_.local_endpoint())) return;
     process_.reset();
-    throw std::runtime_error("lighttpd does not start: " + readFile(command.output));
+    throw std::runtime_error("lighttpd does not start: " +
+                             httpclient_core::test::readFile(command.output));
 }
 
 }  // namespace tavrin::httpclient_curl::test

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -31,7 +32,7 @@ private:
     const std::filesystem::path& directory() const { return directory_.path(); }
     void start();
 
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     boost::asio::io_context context_;
     boost::asio::ip::tcp::acceptor listener_;
     std::unique_ptr<ChildProcess> process_;

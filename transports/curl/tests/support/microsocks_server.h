@@ -4,6 +4,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -18,12 +19,12 @@ public:
     std::string host() const { return hostAndPort(endpoint_); }
 
     /// What it said so far: a line for each connection that it made.
-    std::string log() const { return readFile(directory_.path() / "log"); }
+    std::string log() const { return httpclient_core::test::readFile(directory_.path() / "log"); }
 
 private:
     bool start(const std::string& user, const std::string& password);
 
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     boost::asio::ip::tcp::endpoint endpoint_;
     std::unique_ptr<ChildProcess> process_;
 };

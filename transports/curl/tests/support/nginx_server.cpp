@@ -129,8 +129,8 @@ void NginxServer::start() {
     process_ = std::make_unique<ChildProcess>(command);
     if (answers(plain_.local_endpoint())) return;
     process_.reset();
-    throw std::runtime_error("nginx does not start: " + readFile(errors) +
-                             readFile(command.output));
+    throw std::runtime_error("nginx does not start: " + httpclient_core::test::readFile(errors) +
+                             httpclient_core::test::readFile(command.output));
 }
 
 }  // namespace tavrin::httpclient_curl::test

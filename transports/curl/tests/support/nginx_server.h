@@ -11,6 +11,7 @@
 
 #include "httpclient_testing/test_certificates.h"
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -68,7 +69,7 @@ private:
     void start();
 
     httpclient_testing::TestCertificates certificates_;
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     boost::asio::io_context context_;
     boost::asio::ip::tcp::acceptor plain_;
     boost::asio::ip::tcp::acceptor tls_;

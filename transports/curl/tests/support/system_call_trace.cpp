@@ -46,7 +46,7 @@ SystemCallTrace::SystemCallTrace(const std::string& expression) {
 
 std::string SystemCallTrace::stop() {
     strace_.reset();
-    return readFile(directory_.path() / "calls");
+    return httpclient_core::test::readFile(directory_.path() / "calls");
 }
 
 }  // namespace tavrin::httpclient_curl::test

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -21,7 +22,7 @@ public:
     std::string stop();
 
 private:
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     std::unique_ptr<ChildProcess> strace_;
     bool attached_ = false;
 };

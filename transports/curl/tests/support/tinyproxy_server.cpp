@@ -11,7 +11,7 @@ TinyproxyServer::TinyproxyServer(const std::string& credentials) {
         if (start(credentials)) return;
     }
     throw std::runtime_error("tinyproxy does not start: " + log() +
-                             readFile(directory_.path() / "output"));
+                             httpclient_core::test::readFile(directory_.path() / "output"));
 }
 
 bool TinyproxyServer::start(const std::string& credentials) {
@@ -43,6 +43,8 @@ std::string TinyproxyServer::url(const std::string& credentials) const {
     return "http://" + (credentials.empty() ? "" : credentials + "@") + hostAndPort(endpoint_);
 }
 
-std::string TinyproxyServer::log() const { return readFile(directory_.path() / "log"); }
+std::string TinyproxyServer::log() const {
+    return httpclient_core::test::readFile(directory_.path() / "log");
+}
 
 }  // namespace tavrin::httpclient_curl::test

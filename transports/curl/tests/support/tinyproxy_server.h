@@ -4,6 +4,7 @@
 #include <string>
 
 #include "support/child_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -24,7 +25,7 @@ public:
 private:
     bool start(const std::string& credentials);
 
-    TemporaryDirectory directory_;
+    httpclient_core::test::TemporaryDirectory directory_;
     boost::asio::ip::tcp::endpoint endpoint_;
     std::unique_ptr<ChildProcess> process_;
 };

@@ -2,17 +2,17 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
 #include <system_error>
 
-namespace tavrin::http_tool::testing {
+namespace tavrin::httpclient_core::test {
 
-TemporaryDirectory::TemporaryDirectory()
-    : path_((std::filesystem::temp_directory_path() / "tavrin-http-XXXXXX").string()) {
-    if (!mkdtemp(path_.data())) throw std::system_error(errno, std::generic_category(), path_);
+TemporaryDirectory::TemporaryDirectory() {
+    std::string path = std::filesystem::temp_directory_path() / "httpclient-test-XXXXXX";
+    if (!mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
+    path_ = path;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
@@ -30,18 +30,16 @@ std::string TemporaryDirectory::listing() const {
     return text;
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::system_error(errno, std::generic_category(), path);
+std::string readFile(const std::filesystem::path& path) {
     std::ostringstream content;
-    content << file.rdbuf();
+    content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
 }
 
-void writeFile(const std::string& path, const std::string& content) {
+void writeFile(const std::filesystem::path& path, const std::string& content) {
     std::ofstream file(path, std::ios::binary);
     file << content << std::flush;
     if (!file) throw std::system_error(errno, std::generic_category(), path);
 }
 
-}  // namespace tavrin::http_tool::testing
+}  // namespace tavrin::httpclient_core::test
