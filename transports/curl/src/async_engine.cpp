@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <future>
-#include <iterator>
 #include <limits>
-#include <optional>
 #include <utility>
 
 #include "httpclient_core/exceptions.h"
@@ -17,6 +15,39 @@ using httpclient_core::HttpRequest;
 using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpResponse;
 using httpclient_core::RetryTask;
+
+namespace {
+
+// The request whose completion runs on this thread. Its next attempt comes from within; a further
+// one of the same number is another frame's.
+class Completing {
+public:
+    Completing(const AsyncEngine* engine, std::uint64_t id, std::shared_ptr<LogicalRequest> logical)
+        : engine_(engine), id_(id), logical_(std::move(logical)), outer_(current_) {
+        current_ = this;
+    }
+    ~Completing() { current_ = outer_; }
+    Completing(const Completing&) = delete;
+    Completing& operator=(const Completing&) = delete;
+
+    static std::shared_ptr<LogicalRequest> next(const AsyncEngine* engine, std::uint64_t id) {
+        if (current_ == nullptr || current_->engine_ != engine || current_->id_ != id)
+            return nullptr;
+        return std::move(current_->logical_);
+    }
+
+private:
+    static thread_local Completing* current_;
+
+    const AsyncEngine* const engine_;
+    const std::uint64_t id_;
+    std::shared_ptr<LogicalRequest> logical_;
+    Completing* const outer_;
+};
+
+thread_local Completing* Completing::current_ = nullptr;
+
+}  // namespace
 
 SharedSettings settingsFor(const HttpRequest& request, SharedSettings common) {
     if (!request.hasClientConfiguration()) return common;
@@ -37,63 +68,52 @@ void AsyncEngine::configure(SharedSettings settings) {
     dispatch();
 }
 
-// With the lock held.
-std::shared_ptr<LogicalRequest> AsyncEngine::remembered(std::uint64_t id,
-                                                        std::shared_ptr<LogicalRequest> begun) {
-    auto& known = requests_[id];
-    if (begun == nullptr && known != nullptr && !known->underWay) return known;
-    // A client that wraps this one counts its requests itself, and may come upon a number that is
-    // in use.
-    const bool taken = known != nullptr;
-    if (begun == nullptr) begun = std::make_shared<LogicalRequest>();
-    if (!taken) known = begun;
-    return begun;
-}
-
 void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64_t id,
                          RetryTask completion, std::shared_ptr<LogicalRequest> begun) {
-    std::shared_ptr<LogicalRequest> logical;
-    std::optional<std::deque<AsyncJobPtr>> stranded;
+    const bool begins = begun != nullptr;
+    std::shared_ptr<LogicalRequest> logical =
+        begins ? std::move(begun) : Completing::next(this, id);
+    JobQueue stranded;
     std::exception_ptr noLoop;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!closing_) {
-            logical = remembered(id, std::move(begun));
-            if (logical->settings == nullptr) logical->settings = settingsFor(request, settings_);
-        } else if (begun == nullptr && requests_.count(id) != 0) {
-            logical = requests_[id];
+    bool goesOn = false;
+    try {
+        if (logical == nullptr) {
+            logical = std::make_shared<LogicalRequest>();
+            logical->alone = true;
         }
-        const bool goesOn = !closing_ && !(logical->cancelled && logical->handler);
+        const std::lock_guard<std::mutex> lock(mutex_);
+        goesOn = !closing_ && !(logical->cancelled && logical->handler);
         if (goesOn) {
-            logical->underWay = true;
-            ++logical->begun;
-            queue_.push_back(std::make_unique<AsyncJob>(std::move(request), std::move(response), id,
-                                                        std::move(completion), logical,
-                                                        shared_from_this()));
+            if (logical->settings == nullptr) logical->settings = settingsFor(request, settings_);
+            queue_.push(std::make_unique<AsyncJob>(std::move(request), std::move(response), id,
+                                                   std::move(completion), logical,
+                                                   shared_from_this()));
             dispatch();
             if (!loops_.empty()) return;
-            stranded.emplace().swap(queue_);
+            stranded.append(std::move(queue_));
             noLoop = noLoop_;
         }
+    } catch (const std::exception&) {
+        // There is no memory for the job, which therefore has taken nothing yet.
+        completion(std::move(request), std::move(response), std::current_exception());
+        return;
     }
-    if (stranded) {
-        completeAll(std::move(*stranded), noLoop);
+    if (goesOn) {
+        completeAll(std::move(stranded), noLoop);
         return;
     }
     // The strategy wants what the application, or the client's end, has cancelled. Asking it again
     // might never end, so the handler is told without it.
-    if (logical == nullptr || !logical->handler) throw HttpRequestCancelledException();
-    // A job that was queued has returned above, from the queue or as a stranded one.
+    if (begins || !logical->handler) throw HttpRequestCancelledException();
     // NOLINTNEXTLINE(bugprone-use-after-move)
     (*logical->handler)(std::move(request), std::move(response),
                         std::make_exception_ptr(HttpRequestCancelledException()));
 }
 
 // Hands jobs that no loop has carried to the pool.
-void AsyncEngine::completeAll(std::deque<AsyncJobPtr> jobs, const std::exception_ptr& error) {
-    if (jobs.empty()) return;
-    for (auto& job : jobs) job->error = error;
-    pool_.post({std::make_move_iterator(jobs.begin()), std::make_move_iterator(jobs.end())});
+void AsyncEngine::completeAll(JobQueue jobs, const std::exception_ptr& error) {
+    jobs.setError(error);
+    pool_.post(std::move(jobs));
 }
 
 std::size_t AsyncEngine::room(const EventLoop& loop) const {
@@ -139,7 +159,7 @@ bool AsyncEngine::startLoop() {
     }
 }
 
-bool AsyncEngine::fetch(EventLoop& loop, std::vector<AsyncJobPtr>& jobs) {
+bool AsyncEngine::fetch(EventLoop& loop, JobQueue& jobs) noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
     loop.woken = false;
     if (closing_) return false;
@@ -148,14 +168,13 @@ bool AsyncEngine::fetch(EventLoop& loop, std::vector<AsyncJobPtr>& jobs) {
         usable = usable || loops_[i].get() == &loop;
     while (usable && !queue_.empty() && room(loop) > 0) {
         ++loop.carried;
-        jobs.push_back(std::move(queue_.front()));
-        queue_.pop_front();
+        jobs.push(queue_.pop());
     }
     dispatch();
     return true;
 }
 
-void AsyncEngine::ended(EventLoop& loop, std::vector<AsyncJobPtr> jobs) {
+void AsyncEngine::ended(EventLoop& loop, JobQueue jobs) noexcept {
     if (jobs.empty()) return;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -165,30 +184,23 @@ void AsyncEngine::ended(EventLoop& loop, std::vector<AsyncJobPtr> jobs) {
 }
 
 void AsyncEngine::complete(AsyncJobPtr job) {
+    // It lives until the completion has run.
     const std::shared_ptr<AsyncEngine> engine = std::move(job->engine);
-    const std::shared_ptr<LogicalRequest> logical = job->logical;
-    const std::uint64_t id = job->id;
-    const std::uint64_t begun = logical->begun;
-    logical->underWay = false;
+    const Completing completing(engine.get(), job->id, std::move(job->logical));
     try {
         job->completion(std::move(job->request), std::move(job->response), std::move(job->error));
     } catch (const std::future_error&) {
         // A task that had run before, or none: there is nobody to tell.
     }
     job.reset();
-    const std::lock_guard<std::mutex> lock(engine->mutex_);
-    if (logical->begun != begun) return;  // a further attempt is on its way
-    const auto known = engine->requests_.find(id);
-    if (known != engine->requests_.end() && known->second == logical)
-        engine->requests_.erase(known);
 }
 
 void AsyncEngine::shutDown() {
-    std::deque<AsyncJobPtr> waiting;
+    JobQueue waiting;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         closing_ = true;
-        waiting.swap(queue_);
+        waiting.append(std::move(queue_));
         for (const auto& loop : loops_) loop->wake();
     }
     for (auto& thread : threads_) thread.join();

@@ -2,23 +2,20 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
-#include "async_job.h"
 #include "completion_pool.h"
 #include "event_loop.h"
+#include "job_queue.h"
 #include "settings.h"
 
 namespace tavrin::httpclient_curl::detail {
 
-// Everything asynchronous of a client: the queue, the event loops that empty it, the threads that
-// complete what they bring back, and what is remembered of each request from one attempt to the
-// next.
+// Everything asynchronous of a client: the queue, the event loops that empty it, and the threads
+// that complete what they bring back.
 class AsyncEngine : public std::enable_shared_from_this<AsyncEngine> {
 public:
     AsyncEngine(const CurlOptions& options, SharedSettings settings);
@@ -30,9 +27,9 @@ public:
     SharedSettings settings() const;
 
     // Puts an attempt into the queue. `begun` is what is to be remembered of a request that begins
-    // here, null for one that another attempt may have gone before. Throws
-    // HttpRequestCancelledException after shutDown() was called, unless the request's handler could
-    // be told so.
+    // here, null for one that another attempt may have gone before: a completion that calls this
+    // for the request it completes. Throws HttpRequestCancelledException after shutDown() was
+    // called, unless the request's handler could be told so, and nothing else.
     void submit(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
                 std::uint64_t id, httpclient_core::RetryTask completion,
                 std::shared_ptr<LogicalRequest> begun);
@@ -42,16 +39,14 @@ public:
     const std::atomic<bool>& closing() const { return closing_; }
 
     // For the loops. Fetches what `loop` has room for; false if it is to end.
-    bool fetch(EventLoop& loop, std::vector<AsyncJobPtr>& jobs);
-    void ended(EventLoop& loop, std::vector<AsyncJobPtr> jobs);
+    bool fetch(EventLoop& loop, JobQueue& jobs) noexcept;
+    void ended(EventLoop& loop, JobQueue jobs) noexcept;
 
     // For the pool. Runs a job's completion.
     static void complete(AsyncJobPtr job);
 
 private:
-    std::shared_ptr<LogicalRequest> remembered(std::uint64_t id,
-                                               std::shared_ptr<LogicalRequest> begun);
-    void completeAll(std::deque<AsyncJobPtr> jobs, const std::exception_ptr& error);
+    void completeAll(JobQueue jobs, const std::exception_ptr& error);
     void dispatch();
     bool startLoop();
     std::size_t room(const EventLoop& loop) const;
@@ -63,8 +58,7 @@ private:
     std::atomic<bool> closing_{false};
     mutable std::mutex mutex_;
     SharedSettings settings_;
-    std::deque<AsyncJobPtr> queue_;
-    std::unordered_map<std::uint64_t, std::shared_ptr<LogicalRequest>> requests_;
+    JobQueue queue_;
     std::vector<std::unique_ptr<EventLoop>> loops_;
     std::vector<std::thread> threads_;
     std::exception_ptr noLoop_;  // why the last loop could not be started

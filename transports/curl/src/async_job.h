@@ -33,6 +33,8 @@ struct AsyncJob {
     std::exception_ptr error;
     // The engine lives until its last completion has run, whatever becomes of the client meanwhile.
     std::shared_ptr<AsyncEngine> engine;
+    // Behind this one in a JobQueue.
+    std::unique_ptr<AsyncJob> next;
 };
 
 using AsyncJobPtr = std::unique_ptr<AsyncJob>;

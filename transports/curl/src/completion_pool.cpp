@@ -4,11 +4,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <map>
+#include <exception>
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "async_engine.h"
@@ -24,18 +21,33 @@ constexpr std::chrono::milliseconds ROUND{1};
 
 thread_local bool completionThread = false;
 
+// Completions for which there is no thread. Each may come back with its request's next attempt, so
+// they are run one after another, however many, and not one within the other.
+void completeHere(JobQueue orphans) {
+    static thread_local JobQueue* waiting = nullptr;
+    if (orphans.empty()) return;
+    if (waiting != nullptr) {
+        waiting->append(std::move(orphans));
+        return;
+    }
+    waiting = &orphans;
+    while (!orphans.empty()) AsyncEngine::complete(orphans.pop());
+    waiting = nullptr;
+}
+
 }  // namespace
 
 struct CompletionPool::State {
     std::mutex mutex;
     std::condition_variable called;
     std::condition_variable wanted;
-    std::deque<AsyncJobPtr> queue;
+    JobQueue queue;
     std::uint64_t posted = 0;
     std::uint64_t taken = 0;
     bool closing = false;
-    std::map<std::thread::id, std::thread> threads;
-    std::vector<std::thread> ended;
+    bool closed = false;
+    Threads threads;
+    Threads ended;
     std::thread watcher;
     bool watching = false;
 
@@ -59,22 +71,22 @@ CompletionPool::~CompletionPool() { close(); }
 
 bool CompletionPool::onCompletionThread() { return completionThread; }
 
-void CompletionPool::post(std::vector<AsyncJobPtr> jobs) {
-    std::vector<std::thread> ended;
-    std::deque<AsyncJobPtr> orphans;
+void CompletionPool::post(JobQueue jobs) noexcept {
+    Threads ended;
+    JobQueue orphans;
     {
         const std::lock_guard<std::mutex> lock(state_->mutex);
-        for (auto& job : jobs) state_->queue.push_back(std::move(job));
         state_->posted += jobs.size();
+        state_->queue.append(std::move(jobs));
         if (state_->gettingOn() == 0) addThread(state_);
         if (state_->isCrowded() && !startWatcher(state_)) {
             while (state_->isCrowded() && addThread(state_)) continue;
         }
-        if (state_->threads.empty()) orphans.swap(state_->queue);
+        if (state_->threads.empty()) orphans.append(std::move(state_->queue));
         ended.swap(state_->ended);
     }
     for (auto& thread : ended) thread.join();
-    for (auto& job : orphans) AsyncEngine::complete(std::move(job));
+    completeHere(std::move(orphans));
 }
 
 // Calls one that sleeps, else starts one. With the lock held.
@@ -86,14 +98,15 @@ bool CompletionPool::addThread(const std::shared_ptr<State>& state) {
         return true;
     }
     const SignalBlock block;
+    Threads added;
     try {
-        std::thread thread([state] { work(state); });
-        const std::thread::id id = thread.get_id();
-        state->threads.emplace(id, std::move(thread));
-        return true;
-    } catch (const std::system_error&) {
+        added.emplace_back();
+        added.back() = std::thread([state, self = added.begin()] { work(state, self); });
+    } catch (const std::exception&) {
         return false;  // those that are there will come to it
     }
+    state->threads.splice(state->threads.end(), added);
+    return true;
 }
 
 // With the lock held.
@@ -113,13 +126,12 @@ bool CompletionPool::startWatcher(const std::shared_ptr<State>& state) {
     return true;
 }
 
-void CompletionPool::work(const std::shared_ptr<State>& state) {
+void CompletionPool::work(const std::shared_ptr<State>& state, Threads::iterator self) {
     completionThread = true;
     std::unique_lock<std::mutex> lock(state->mutex);
     for (;;) {
         if (!state->queue.empty()) {
-            AsyncJobPtr job = std::move(state->queue.front());
-            state->queue.pop_front();
+            AsyncJobPtr job = state->queue.pop();
             ++state->taken;
             ++state->running;
             ++state->fresh;
@@ -141,10 +153,8 @@ void CompletionPool::work(const std::shared_ptr<State>& state) {
             if (!state->closing) break;
         }
     }
-    const auto self = state->threads.find(std::this_thread::get_id());
-    if (self == state->threads.end()) return;  // close() takes care of it
-    state->ended.push_back(std::move(self->second));
-    state->threads.erase(self);
+    if (state->closed) return;  // close() takes care of it
+    state->ended.splice(state->ended.end(), state->threads, self);
 }
 
 // Adds threads while completions wait for a whole round: as many again in each further round that
@@ -195,17 +205,16 @@ void CompletionPool::close() {
     // As long as completions wait there may have to be more threads.
     state_->wanted.notify_one();
     if (watcher.joinable()) watcher.join();
-    std::map<std::thread::id, std::thread> threads;
-    std::vector<std::thread> ended;
+    Threads threads;
     {
         const std::lock_guard<std::mutex> lock(state_->mutex);
+        state_->closed = true;
         threads.swap(state_->threads);
-        ended.swap(state_->ended);
+        threads.splice(threads.end(), state_->ended);
     }
     state_->called.notify_all();
-    for (auto& thread : ended) thread.join();
-    for (auto& [id, thread] : threads) {
-        if (id == std::this_thread::get_id()) {
+    for (auto& thread : threads) {
+        if (thread.get_id() == std::this_thread::get_id()) {
             thread.detach();
         } else {
             thread.join();

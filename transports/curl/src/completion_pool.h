@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstddef>
+#include <list>
 #include <memory>
-#include <vector>
+#include <thread>
 
-#include "async_job.h"
+#include "job_queue.h"
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -21,7 +21,7 @@ public:
 
     // Has the completions run, each on some thread of the pool; on the calling thread if no thread
     // can be had.
-    void post(std::vector<AsyncJobPtr> jobs);
+    void post(JobQueue jobs) noexcept;
 
     // Waits until everything posted has run and joins the threads. Called from a completion, it
     // does so for the others; that completion's own thread then ends by itself.
@@ -33,7 +33,9 @@ public:
 private:
     struct State;
 
-    static void work(const std::shared_ptr<State>& state);
+    using Threads = std::list<std::thread>;
+
+    static void work(const std::shared_ptr<State>& state, Threads::iterator self);
     static void watch(const std::shared_ptr<State>& state);
     static bool addThread(const std::shared_ptr<State>& state);
     static bool startWatcher(const std::shared_ptr<State>& state);

@@ -93,12 +93,21 @@ public:
 
     // The threads and connections of a client belong to the process that made it. In a child the
     // client begins anew, and what it had is left alone: closing a connection would end it for the
-    // parent.
-    void enterProcess() {
+    // parent. Nor is any of its locks taken, which one of the threads that are no more may hold.
+    void enterProcess(const HttpClient& client) {
         if (ownedByThisProcess()) return;
-        detail::SharedSettings settings = engine->settings();
+        auto settings = std::make_shared<const detail::Settings>(client.getClientConfiguration());
         abandon();
         begin(std::move(settings));
+    }
+
+    void configure(detail::SharedSettings settings) {
+        if (ownedByThisProcess()) {
+            engine->configure(std::move(settings));
+        } else {
+            abandon();
+            begin(std::move(settings));
+        }
     }
 
     const CurlOptions options;
@@ -135,11 +144,11 @@ CurlHttpClient::CurlHttpClient(ClientConfiguration configuration, CurlOptions op
 CurlHttpClient::~CurlHttpClient() = default;
 
 void CurlHttpClient::configurationChanged(const ClientConfiguration& configuration) {
-    impl_->engine->configure(std::make_shared<const detail::Settings>(configuration));
+    impl_->configure(std::make_shared<const detail::Settings>(configuration));
 }
 
 HttpResponse CurlHttpClient::makeRequest(HttpRequest request) const {
-    impl_->enterProcess();
+    impl_->enterProcess(*this);
     LogicalRequest logical;
     logical.settings = detail::settingsFor(request, impl_->engine->settings());
     const std::atomic<bool>& closing = impl_->engine->closing();
@@ -161,7 +170,7 @@ HttpResponse CurlHttpClient::makeRequest(HttpRequest request) const {
 }
 
 void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response) const {
-    impl_->enterProcess();
+    impl_->enterProcess(*this);
     const std::atomic<bool>& closing = impl_->engine->closing();
     if (closing) throw HttpRequestCancelledException();
     LogicalRequest* logical = CarriedSynchronously::of(this);
@@ -178,7 +187,7 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
 }
 
 void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler handler) const {
-    impl_->enterProcess();
+    impl_->enterProcess(*this);
     auto logical = std::make_shared<LogicalRequest>();
     logical->handler.emplace(std::move(handler));
     const CarriedAsynchronously carried(this, logical);
@@ -191,7 +200,7 @@ void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler han
 
 void CurlHttpClient::performAsyncRequest(HttpRequest request, HttpResponse response,
                                          std::uint64_t requestId, RetryTask completion) const {
-    impl_->enterProcess();
+    impl_->enterProcess(*this);
     std::shared_ptr<LogicalRequest> begun = CarriedAsynchronously::of(this);
     const CarriedAsynchronously none(nullptr, nullptr);
     impl_->engine->submit(std::move(request), std::move(response), requestId, std::move(completion),

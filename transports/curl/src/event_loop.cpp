@@ -21,12 +21,16 @@ constexpr std::size_t MOST_IDLE_HANDLES = 64;
 
 }  // namespace
 
+EventLoop::EventLoop(AsyncEngine& engine, const CurlOptions& options)
+    : engine_(engine), options_(options) {
+    idleHandles_.reserve(MOST_IDLE_HANDLES);
+}
+
 void EventLoop::run() noexcept {
-    std::vector<AsyncJobPtr> fresh;
+    JobQueue fresh;
     while (engine_.fetch(*this, fresh)) {
         try {
-            for (auto& job : fresh) begin(std::move(job));
-            fresh.clear();
+            while (!fresh.empty()) begin(fresh.pop());
             if (!transfers_.empty()) {
                 multi_.perform();
                 collectEnded();
@@ -50,7 +54,7 @@ void EventLoop::begin(AsyncJobPtr job) {
         transfer = std::make_unique<Transfer>(job, options_, takeHandle());
     } catch (...) {
         job->error = std::current_exception();
-        ended_.push_back(std::move(job));
+        ended_.push(std::move(job));
         return;
     }
     const bool more = transfer->attempt.start(*transfer->easy, clock_);
@@ -60,21 +64,21 @@ void EventLoop::begin(AsyncJobPtr job) {
 void EventLoop::carryOn(TransferPtr transfer, bool more) {
     if (more) {
         CURL* const handle = transfer->easy->get();
-        Transfer& placed = *transfers_.emplace(handle, std::move(transfer)).first->second;
         try {
+            TransferPtr& place = transfers_[handle];
             multi_.add(handle);
+            place = std::move(transfer);
             nextLook_ = Clock::time_point();
             return;
         } catch (...) {
-            placed.attempt.fail(std::current_exception());
-            placed.attempt.exchangeStopped();
+            transfers_.erase(handle);
+            transfer->attempt.fail(std::current_exception());
+            transfer->attempt.exchangeStopped();
         }
-        transfer = std::move(transfers_[handle]);
-        transfers_.erase(handle);
     }
     transfer->job->error = transfer->attempt.failure();
     if (idleHandles_.size() < MOST_IDLE_HANDLES) idleHandles_.push_back(std::move(transfer->easy));
-    ended_.push_back(std::move(transfer->job));
+    ended_.push(std::move(transfer->job));
 }
 
 std::unique_ptr<EasyHandle> EventLoop::takeHandle() {
@@ -124,9 +128,6 @@ void EventLoop::stopAll(const std::exception_ptr& failure) {
     hand();
 }
 
-void EventLoop::hand() {
-    engine_.ended(*this, std::move(ended_));
-    ended_.clear();
-}
+void EventLoop::hand() { engine_.ended(*this, std::move(ended_)); }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -4,9 +4,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "async_job.h"
 #include "attempt.h"
 #include "easy_handle.h"
+#include "job_queue.h"
 #include "multi_handle.h"
 #include "time_limits.h"
 
@@ -17,8 +17,7 @@ namespace tavrin::httpclient_curl::detail {
 // themselves.
 class EventLoop {
 public:
-    EventLoop(AsyncEngine& engine, const CurlOptions& options)
-        : engine_(engine), options_(options) {}
+    EventLoop(AsyncEngine& engine, const CurlOptions& options);
 
     // Runs until the engine closes; then every transfer ends with HttpRequestCancelledException.
     void run() noexcept;
@@ -61,7 +60,7 @@ private:
     WireClock clock_;
     std::unordered_map<CURL*, TransferPtr> transfers_;
     std::vector<std::unique_ptr<EasyHandle>> idleHandles_;
-    std::vector<AsyncJobPtr> ended_;
+    JobQueue ended_;
     Clock::time_point nextLook_;
 };
 

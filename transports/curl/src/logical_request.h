@@ -65,9 +65,7 @@ struct LogicalRequest {
     // The application has said that it wants the request no more; further attempts end at once.
     std::atomic<bool> cancelled{false};
 
-    // Asynchronous requests: whether an attempt is under way, and how many were begun.
-    std::atomic<bool> underWay{false};
-    std::atomic<std::uint64_t> begun{0};
+    // Asynchronous requests of the client's own frame.
     std::optional<OnceHandler> handler;
 };
 

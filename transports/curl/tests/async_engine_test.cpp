@@ -272,6 +272,22 @@ TEST(AsyncRequest, HandlersThatBlockDelayNothingElseOnceThreadsCanBeHadAgain) {
     gate.open();
 }
 
+TEST(AsyncRequest, RetriesGoOnWithoutAnyThreadHoweverMany) {
+    constexpr int ATTEMPTS = 30000;
+    const NoMoreThreads noThreads;
+    ClientConfiguration configuration;
+    configuration.setRetryStrategy([](const HttpRequest&, const HttpResponse&,
+                                      const std::exception_ptr&, int attempt,
+                                      int) { return attempt < ATTEMPTS; });
+    const CurlHttpClient client(configuration);
+
+    int calls = 0;
+    client.makeAsyncRequest(get("http://127.0.0.1/"),
+                            [&](const auto&, const auto&, const auto&) { ++calls; });
+
+    EXPECT_EQ(calls, 1);
+}
+
 TEST(AsyncRequest, StrategiesThatSleepDelayNothingElse) {
     FaultServer server;
     server.setPlan("/bad", "503");

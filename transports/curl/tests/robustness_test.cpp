@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <future>
+#include <mutex>
+#include <vector>
 
 #include "support.h"
 #include "support/child.h"
@@ -52,6 +54,33 @@ TEST_P(Robustness, AForkedChildWorksAndLeavesTheParentAlone) {
     server.release();
     EXPECT_EQ(parents.get().getResponseBodyString(), server.content("/bytes/10000").all());
     EXPECT_EQ(send(*client, get(server.url("/bytes/6"))).getContentLength(), 6);
+}
+
+TEST(AForkedChild, CarriesOutNothingOfTheParentsAfterItConfiguredItsClient) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    FaultServer server("stall@10");
+    server.setPlan("/bytes/1", "ok");
+    server.setPlan("/bytes/7", "ok");
+    CurlHttpClient client(once().withMaxThreads(1).withMaxRequestsPerThread(1));
+    auto stalled = client.makeAsyncRequest(get(server.url("/bytes/10000")));
+    server.waitForStalls(1);
+    auto waiting = client.makeAsyncRequest(get(server.url("/bytes/1")));
+
+    const int inherited = inChild([&] {
+        client.setClientConfiguration(once().withMaxThreads(8).withMaxRequestsPerThread(1));
+        // Time enough for whatever it should not do.
+        for (int i = 1; i < 100; ++i) client.makeRequest(get(server.url("/bytes/7")));
+        return static_cast<int>(
+            client.makeAsyncRequest(get(server.url("/bytes/7"))).get().getContentLength());
+    });
+
+    EXPECT_EQ(inherited, 7);
+    server.release();
+    EXPECT_EQ(stalled.get().getContentLength(), 10000);
+    EXPECT_EQ(waiting.get().getContentLength(), 1);
+    int sent = 0;
+    for (const auto& request : server.requests()) sent += request.target == "/bytes/1" ? 1 : 0;
+    EXPECT_EQ(sent, 1);
 }
 
 TEST_P(Robustness, ExitWithRequestsUnderWayIsClean) {
@@ -209,6 +238,70 @@ TEST_P(Robustness, AsAnothersTransportItDamagesNothing) {
                             ? outer.makeRequest(std::move(own))
                             : outer.makeAsyncRequest(std::move(own)).get();
     EXPECT_EQ(part.getResponseBodyString(), server.content("/bytes/2000").range(1000, 1000));
+}
+
+// It begins each attempt on a thread of its own, as one with a limit on its rate would.
+class DeferringWrapper final : public httpclient_core::HttpClient {
+public:
+    explicit DeferringWrapper(const httpclient_core::HttpClient& inner) : inner_(inner) {}
+    void performRequest(HttpRequest& request, HttpResponse& response) const override {
+        inner_.performRequest(request, response);
+    }
+    void performAsyncRequest(HttpRequest request, HttpResponse response, std::uint64_t id,
+                             httpclient_core::RetryTask completion) const override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        attempts_.push_back(std::async(
+            std::launch::async, [this, request = std::move(request), response = std::move(response),
+                                 id, completion = std::move(completion)]() mutable {
+                inner_.performAsyncRequest(std::move(request), std::move(response), id,
+                                           std::move(completion));
+            }));
+    }
+
+private:
+    const httpclient_core::HttpClient& inner_;
+    mutable std::mutex mutex_;
+    mutable std::vector<std::future<void>> attempts_;
+};
+
+TEST(Concurrency, AttemptsThatAnotherClientDefersDamageNothing) {
+    const CurlHttpClient inner;
+    DeferringWrapper outer(inner);
+    outer.setClientConfiguration(stubborn());
+    for (const char* plan : {"fin@700,ok", "fin@700,503,ok", "fin@700,change,ok"}) {
+        FaultServer server(plan);
+        HttpResponse response = outer.makeAsyncRequest(get(server.url("/bytes/2000"))).get();
+        EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
+        EXPECT_TRUE(response.getResponseBodyString() == server.content("/bytes/2000").all())
+            << plan;
+    }
+}
+
+// Both number their requests from the same number on.
+TEST(Concurrency, ClientsAroundOneClientDoNotMixUpTheirRequests) {
+    FaultServer server;
+    server.setPlan("/bytes/3000", "503");
+    server.setPlan("/bytes/2000", "fin@700,ok");
+    const CurlHttpClient inner;
+    std::promise<void> asleep;
+    std::promise<void> enough;
+    Wrapper first(inner);
+    first.setClientConfiguration(ClientConfiguration().withRetryStrategy(
+        [&](const auto&, const auto&, const auto&, int, int) {
+            asleep.set_value();
+            enough.get_future().wait();
+            return false;
+        }));
+    Wrapper second(inner);
+    second.setClientConfiguration(stubborn());
+
+    auto part = first.makeAsyncRequest(get(server.url("/bytes/3000"), {{"Range", "bytes=0-99"}}));
+    asleep.get_future().wait();
+    HttpResponse whole = second.makeAsyncRequest(get(server.url("/bytes/2000"))).get();
+    enough.set_value();
+
+    EXPECT_TRUE(whole.getResponseBodyString() == server.content("/bytes/2000").all());
+    EXPECT_EQ(part.get().getResponseCode(), HttpResponseCode::SERVICE_UNAVAILABLE);
 }
 
 TEST(Concurrency, ManyDownloadsWithMixedFaultsAreRight) {

@@ -23,16 +23,20 @@ namespace tavrin::httpclient_curl {
 /// at most maxRequestsPerThread() transfers (0: no limit); further ones wait in order without a
 /// thread. The response stream, the request's stream, the progress callback and the callback for
 /// changes of status or headers are used on the thread that carries the transfer, so a stream that
-/// blocks there holds up that thread's other transfers. Retry strategies, their back-off and
-/// completion handlers run on further threads, which grow with those that sleep or block, and go
-/// again. A handler may make requests on the client and wait for their futures.
+/// blocks there holds up that thread's other transfers, and those that it has room for. Retry
+/// strategies, their back-off and completion handlers run on further threads, which grow with those
+/// that sleep or block, and go again. A handler may make requests on the client and wait for their
+/// futures.
 ///
 /// **End of life.** The destructor cancels what is under way: every asynchronous request completes,
 /// once, with HttpRequestCancelledException. It returns when the handlers have; a handler that
 /// blocks, a retry strategy that sleeps and a stream or callback that blocks delay it for as long
 /// as they take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
-/// HttpRequestCancelledException. In a child process made by fork() it leaves the parent's
-/// connections alone.
+/// HttpRequestCancelledException.
+///
+/// **fork().** A child process may use and destroy a client of its parent's: there it has threads
+/// and connections of its own, none of the parent's requests, and leaves the parent's connections
+/// alone. One thread of the child uses it first, before others do.
 ///
 /// **Settings.** Every setting of ClientConfiguration has its effect. Times and speeds of 0 or less
 /// are no limit; maxRedirects() counts as 0 if it is negative and as 1000 if it is greater. If
