@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -128,6 +130,29 @@ TEST(AsyncRequest, ManyEndOnceEachOnNoMoreConnectionsThanAllowed) {
     EXPECT_EQ(right, COUNT);
     EXPECT_LE(server.mostConnectionsOpen(), 8u);
     EXPECT_LE(server.connectionsAccepted(), 16u);
+}
+
+TEST(AsyncRequest, WaitInAnyNumberWithoutAThreadEach) {
+    const httpclient_testing::BlackHole nobody;
+    constexpr int COUNT = 20000;
+    int handled = 0;
+    const auto threads = [] {
+        using Entries = std::filesystem::directory_iterator;
+        return std::distance(Entries("/proc/self/task"), Entries());
+    };
+    const auto before = threads();
+    {
+        const CurlHttpClient client;
+        std::mutex mutex;
+        for (int i = 0; i < COUNT; ++i) {
+            client.makeAsyncRequest(get(nobody.url()), [&](const auto&...) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                ++handled;
+            });
+        }
+        EXPECT_LE(threads(), before + 4);
+    }
+    EXPECT_EQ(handled, COUNT);
 }
 
 TEST(AsyncRequest, StartInOrderOnOneThread) {
