@@ -187,7 +187,6 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
 }
 
 void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler handler) const {
-    impl_->enterProcess(*this);
     auto logical = std::make_shared<LogicalRequest>();
     logical->handler.emplace(std::move(handler));
     const CarriedAsynchronously carried(this, logical);
