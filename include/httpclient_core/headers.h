@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "httpclient_core/collections.h"
@@ -105,6 +106,14 @@ public:
         const std::string& text, const std::string& separators);
 
 private:
+    friend class ContentType;
+
+    // Does what splitParameters() does, into two that are empty.
+    HTTPCLIENT_CORE_HIDDEN static void splitInto(std::string& leading,
+                                                 NameValueCollection& parameters,
+                                                 std::string_view text,
+                                                 std::string_view separators);
+
     NameValueCollection headers_;
 };
 

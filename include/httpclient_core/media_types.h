@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "httpclient_core/collections.h"
@@ -49,6 +50,12 @@ public:
     std::string toString() const;
 
 private:
+    // Reads and writes its elements without a text of their own for each.
+    friend class Accept;
+
+    HTTPCLIENT_CORE_HIDDEN static ContentType parsed(std::string_view text);
+    HTTPCLIENT_CORE_HIDDEN void appendTo(std::string& text) const;
+
     std::string type_;
     NameValueCollection parameters_;
 };

@@ -13,16 +13,7 @@ ContentType::ContentType(std::string type, NameValueCollection parameters)
 
 ContentType& ContentType::operator=(const ContentType& other) { return *this = ContentType(other); }
 
-ContentType ContentType::parse(const std::string& text) {
-    auto [type, parameters] = HttpHeaders::splitParameters(text, ";");
-    for (const auto& [name, value] : parameters) {
-        if (value.empty()) {
-            throw detail::logged(LOG_DECISION,
-                                 std::runtime_error("Missing parameter value for <" + name + ">"));
-        }
-    }
-    return ContentType(std::move(type), std::move(parameters));
-}
+ContentType ContentType::parse(const std::string& text) { return parsed(text); }
 
 std::string ContentType::getType() const { return type_; }
 
@@ -33,11 +24,26 @@ bool ContentType::operator==(const ContentType& other) const {
 }
 
 std::string ContentType::toString() const {
-    if (parameters_.empty()) return type_;
-    // The blank stands after the first semicolon alone, on purpose.
-    std::string text = type_ + "; ";
-    detail::appendEntries(text, parameters_, ";");
+    std::string text;
+    appendTo(text);
     return text;
+}
+
+ContentType ContentType::parsed(std::string_view text) {
+    ContentType result({}, {});
+    HttpHeaders::splitInto(result.type_, result.parameters_, text, ";");
+    for (const auto& [name, value] : result.parameters_) {
+        if (value.empty()) {
+            throw detail::logged(LOG_DECISION,
+                                 std::runtime_error("Missing parameter value for <" + name + ">"));
+        }
+    }
+    return result;
+}
+
+void ContentType::appendTo(std::string& text) const {
+    // The blank stands after the first semicolon alone, on purpose.
+    detail::appendEntries(text, type_, "; ", parameters_, ";");
 }
 
 }  // namespace tavrin::httpclient_core

@@ -14,14 +14,14 @@ NameValueCollection Cookie::parse(const std::string& text) {
         const auto cookie = detail::trimmed(piece);
         if (cookie.empty()) return;
         const auto [name, value] = detail::cut(cookie, "=");
-        cookies.add({std::string(name), std::string(value)});
+        cookies.append(name, value);
     });
     return cookies;
 }
 
 std::string Cookie::toString(const NameValueCollection& cookies) {
     std::string text;
-    detail::appendEntries(text, cookies, "; ");
+    detail::appendEntries(text, "", "", cookies, "; ");
     return text;
 }
 

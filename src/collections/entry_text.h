@@ -8,18 +8,20 @@
 
 namespace tavrin::httpclient_core::detail {
 
-/// Appends the entries to `text` as NameValueCollection::toString() writes them with "=" and
-/// without an encoder, in half its time: no text is copied to be handed over.
-inline void appendEntries(std::string& text, const NameValueCollection& entries,
-                          std::string_view separator) {
-    std::size_t length = text.size();
+/// Appends to `text` what leads, and behind `before` the entries as NameValueCollection::toString()
+/// writes them with "=" and without an encoder, in half its time: memory is taken once, and no text
+/// is copied to be handed over.
+inline void appendEntries(std::string& text, std::string_view leading, std::string_view before,
+                          const NameValueCollection& entries, std::string_view separator) {
+    std::size_t length = text.size() + leading.size() + before.size();
     for (const auto& [name, value] : entries) {
         length += separator.size() + name.size() + 1 + value.size();
     }
     text.reserve(length);
-    std::string_view before;
+    text.append(leading);
     for (const auto& [name, value] : entries) {
-        text.append(before).append(name).append(1, '=').append(value);
+        text.append(before).append(name).push_back('=');
+        text.append(value);
         before = separator;
     }
 }

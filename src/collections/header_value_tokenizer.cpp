@@ -45,19 +45,20 @@ std::pair<std::string, std::string> HttpHeaders::splitParameter(const std::strin
 std::pair<std::string, NameValueCollection> HttpHeaders::splitParameters(
     const std::string& text, const std::string& separators) {
     std::pair<std::string, NameValueCollection> result;
-    auto& [leading, parameters] = result;
-    // A structured binding cannot be captured before C++20, references to it can.
-    detail::forEachPiece(
-        text, separators,
-        [&leadingText = leading, &parameterList = parameters](std::string_view piece) {
-            if (leadingText.empty()) {
-                leadingText = piece;
-            } else {
-                const auto [name, value] = detail::cut(piece, "=");
-                parameterList.append(std::string(name), std::string(value));
-            }
-        });
+    splitInto(result.first, result.second, text, separators);
     return result;
+}
+
+void HttpHeaders::splitInto(std::string& leading, NameValueCollection& parameters,
+                            std::string_view text, std::string_view separators) {
+    detail::forEachPiece(text, separators, [&](std::string_view piece) {
+        if (leading.empty()) {
+            leading = piece;
+        } else {
+            const auto [name, value] = detail::cut(piece, "=");
+            parameters.append(name, value);
+        }
+    });
 }
 
 }  // namespace tavrin::httpclient_core

@@ -1,6 +1,8 @@
+#include "httpclient_core/headers.h"
+
 #include <utility>
 
-#include "httpclient_core/headers.h"
+#include "collections/header_value_tokenizer.h"
 
 namespace tavrin::httpclient_core {
 
@@ -36,8 +38,8 @@ void HttpHeaders::addHeaderValue(const std::string& name, std::string value) {
 }
 
 void HttpHeaders::addHeader(const std::string& line) {
-    auto [name, value] = splitParameter(line, ":");
-    if (!name.empty()) headers_.append(std::move(name), std::move(value));
+    const auto [name, value] = detail::cut(line, ":");
+    if (!name.empty()) headers_.append(name, value);
 }
 
 void HttpHeaders::removeHeader(const std::string& name) { headers_.erase(name); }

@@ -217,7 +217,7 @@ bool NameValueCollection::operator==(const NameValueCollection& other) const {
 }
 
 void NameValueCollection::add(std::pair<std::string, std::string> entry) {
-    append(std::move(entry.first), std::move(entry.second));
+    emplace(std::move(entry.first), std::move(entry.second));
 }
 
 void NameValueCollection::add(const std::string& name, std::string value) {
@@ -309,8 +309,8 @@ void NameValueCollection::append(const std::string& name, std::string&& value) {
     emplace(name, std::move(value));
 }
 
-void NameValueCollection::append(std::string&& name, std::string&& value) {
-    emplace(std::move(name), std::move(value));
+void NameValueCollection::append(std::string_view name, std::string_view value) {
+    emplace(name, value);
 }
 
 template <typename Name, typename Value>

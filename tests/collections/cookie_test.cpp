@@ -18,6 +18,7 @@ namespace {
 using test::entryLines;
 using test::expectFailureAndRecord;
 using test::LogCapture;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 static_assert(std::is_empty_v<Cookie>);
@@ -37,6 +38,15 @@ TEST(Cookie, KeepsRepeatedNames) {
 
     EXPECT_EQ(entryLines(cookies), "a: 1\na: 2\nA: 3\n");
     EXPECT_EQ(cookies.get("A"), "1");
+}
+
+TEST(Cookie, FindsWhatItReadUpToANulByteInTheNameAndUnderNoName) {
+    const NameValueCollection cookies = Cookie::parse(std::string("Ab\0c=1; =2; \0d=3; x=4", 21));
+
+    EXPECT_EQ(cookies.get("aB"), "1");
+    EXPECT_THAT(cookies.getAll(""), ElementsAre("2", "3"));
+    EXPECT_FALSE(cookies.has("abc"));
+    EXPECT_EQ(cookies.get("X"), "4");
 }
 
 TEST(Cookie, CutsAPieceAtItsFirstEqualsSign) {
