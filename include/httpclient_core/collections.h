@@ -151,6 +151,7 @@ private:
     // what is read out of a text is made where it stays.
     friend class Cookie;
     friend class HttpHeaders;
+    friend class QueryParameters;
 
     // Memory of the entries, and the index over them.
     class Storage;

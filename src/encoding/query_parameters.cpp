@@ -42,7 +42,7 @@ void QueryParameters::addQueryParameter(const std::string& key, std::string valu
         throw detail::logged(LOG_MISUSE,
                              std::logic_error("Cannot add QueryParameter with an empty key"));
     }
-    parameters_.add(key, std::move(value));
+    parameters_.append(key, std::move(value));
 }
 
 std::string QueryParameters::getParameterValue(const std::string& key) {
