@@ -55,13 +55,26 @@ bool Attempt::guarded(Step step) noexcept {
     try {
         step();
         return true;
-    } catch (const MalformedHead& malformed) {
-        failure_ =
-            std::make_exception_ptr(failed(url_->host(), "malformed response", malformed.reason));
     } catch (...) {
-        failure_ = std::current_exception();
+        failure_ = named(std::current_exception());
     }
     return false;
+}
+
+// Says of which host a malformed response is; other failures say themselves what they are about.
+std::exception_ptr Attempt::named(const std::exception_ptr& failure) const noexcept {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const MalformedHead& malformed) {
+        try {
+            return std::make_exception_ptr(
+                failed(url_->host(), "malformed response", malformed.reason));
+        } catch (...) {
+            return std::current_exception();
+        }
+    } catch (...) {
+        return failure;
+    }
 }
 
 template <typename Step>
@@ -99,9 +112,10 @@ void Attempt::planFirstExchange() {
 }
 
 // The frame puts its own wish in place of the application's Range, and leaves it there when it is
-// void.
+// void; but not before an attempt got as far as this.
 void Attempt::planRange() {
-    if (logical_.attempts == 1) {
+    if (logical_.firstPlanned == 0) logical_.firstPlanned = logical_.attempts;
+    if (logical_.firstPlanned == logical_.attempts) {
         const std::string* own = findHeader(headers_, "Range");
         if (own == nullptr) return;
         if (!isWishOfAnotherFrame(*own)) {

@@ -64,6 +64,7 @@ private:
     // Runs `step`; what it throws becomes the attempt's failure and false is returned.
     template <typename Step>
     bool guarded(Step step) noexcept;
+    std::exception_ptr named(const std::exception_ptr& failure) const noexcept;
     // The same for a step that is held up by the application's own code.
     template <typename Step>
     void excused(Step step);

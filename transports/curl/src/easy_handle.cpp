@@ -140,6 +140,7 @@ std::shared_ptr<const RequestUrl> EasyHandle::parsed(const URL& url) {
 }
 
 void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
+    halfSet_ = true;
     listener_ = &listener;
     error_[0] = '\0';
     set(CURLOPT_CURLU, exchange.url.handle());
@@ -172,6 +173,7 @@ void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
         reuseForbidden_ = false;
         set(CURLOPT_FORBID_REUSE, 0L);
     }
+    halfSet_ = false;
 }
 
 void EasyHandle::setMethod(const Exchange& exchange) {

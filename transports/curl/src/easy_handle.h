@@ -58,8 +58,9 @@ public:
     std::shared_ptr<const RequestUrl> parsed(const httpclient_core::URL& url);
 
     // Makes the handle ready to be added to a MultiHandle. What `exchange` refers to lives as long
-    // as it is there.
+    // as it is there. If this throws, the handle is of no further use.
     void prepare(const Exchange& exchange, ExchangeListener& listener);
+    bool isUsable() const { return !halfSet_; }
 
     // Of the exchange that was prepared last.
     const char* errorText() const { return error_; }
@@ -92,7 +93,8 @@ private:
     httpclient_core::URL url_;
     std::shared_ptr<const RequestUrl> parsedUrl_;
 
-    // What the handle is set to now.
+    // What the handle is set to now, while it is usable.
+    bool halfSet_ = false;
     std::string method_;
     std::string lines_;
     std::vector<curl_slist> nodes_;

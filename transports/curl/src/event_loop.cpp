@@ -77,7 +77,8 @@ void EventLoop::carryOn(TransferPtr transfer, bool more) {
         }
     }
     transfer->job->error = transfer->attempt.failure();
-    if (idleHandles_.size() < MOST_IDLE_HANDLES) idleHandles_.push_back(std::move(transfer->easy));
+    if (transfer->easy->isUsable() && idleHandles_.size() < MOST_IDLE_HANDLES)
+        idleHandles_.push_back(std::move(transfer->easy));
     ended_.push(std::move(transfer->job));
 }
 

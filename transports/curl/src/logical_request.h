@@ -49,6 +49,7 @@ struct LogicalRequest {
     // The application's own Range; later attempts may carry one of the frame's in its place.
     std::optional<std::string> ownRange;
     int attempts = 0;
+    int firstPlanned = 0;  // the first attempt that was not refused before it was planned
 
     // Stands for one attempt that came from elsewhere than this client's frame.
     bool alone = false;

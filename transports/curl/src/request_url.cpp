@@ -12,7 +12,11 @@ namespace {
 // A part of the URL; empty if it has none.
 std::string part(CURLU* handle, CURLUPart which, unsigned flags = 0) {
     char* text = nullptr;
-    if (curl_url_get(handle, which, &text, flags) != CURLUE_OK) return {};
+    const CURLUcode code = curl_url_get(handle, which, &text, flags);
+    if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code == CURLUE_URLDECODE)
+        throw refused("the user or password of the URL contains a control character");
+    if (code != CURLUE_OK) return {};
     const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
     return text;
 }

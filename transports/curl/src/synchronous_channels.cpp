@@ -52,7 +52,7 @@ void SynchronousChannels::run(Attempt& attempt, const std::atomic<bool>& closing
             more = false;
         }
     }
-    giveBack(std::move(channel));
+    if (channel->easy.isUsable()) giveBack(std::move(channel));
 }
 
 std::unique_ptr<SynchronousChannels::Channel> SynchronousChannels::take() {

@@ -26,13 +26,18 @@ class TimeLimits {
 public:
     void start(const Settings& settings, const WireClock& clock);
 
-    void connected() { enter(Phase::SENDING); }
+    void connected() {
+        sent_ = false;
+        enter(Phase::SENDING);
+    }
     // The last of the request was handed to the connection.
     void sent() {
+        sent_ = true;
         if (phase_ == Phase::SENDING) enter(Phase::WAITING);
     }
+    // The head was that of an interim answer, which may come while the body is being sent.
     void interim() {
-        if (phase_ == Phase::HEAD) enter(Phase::WAITING);
+        if (phase_ == Phase::HEAD) enter(sent_ ? Phase::WAITING : Phase::SENDING);
     }
     void headBegan();
     void bodyBegan() { enter(Phase::BODY); }
@@ -63,6 +68,7 @@ private:
     Clock::duration idleTimeout_{0};
     std::int64_t idleSpeed_ = 0;
     Phase phase_ = Phase::CONNECTING;
+    bool sent_ = false;
     Clock::time_point waitingSince_;
     // The last moment at which the transfer was fast enough, and how much had moved by then.
     Clock::time_point fastAt_;

@@ -61,6 +61,15 @@ TEST_P(Security, ValuesOfFieldsHoldNoLineEnds) {
     }
 }
 
+TEST_P(Security, CredentialsOfAUrlAreSentWholeOrRefused) {
+    for (const char* credentials : {"us%0aer:pw", "user:p%0dw", "user:%00"}) {
+        EXPECT_EQ(failureFor(server_.urlWithHost(std::string(credentials) + "@127.0.0.1", "/")),
+                  "Request refused: the user or password of the URL contains a control character")
+            << credentials;
+    }
+    EXPECT_TRUE(server_.requests().empty());
+}
+
 TEST_P(Security, UrlsHoldNoBlanksNorControlCharacters) {
     for (int byte = 0; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);

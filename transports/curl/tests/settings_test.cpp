@@ -1,6 +1,10 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -9,6 +13,7 @@
 
 #include "httpclient_testing/black_hole.h"
 #include "support.h"
+#include "support/child_process.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -85,6 +90,36 @@ TEST_P(Settings, ResponseTimeoutRunsFromTheRequestsLastByteToTheHead) {
                    get(server.url("/bytes/2")))
                   .getContentLength(),
               2);
+}
+
+// The body is larger than all buffers between, so that it waits for the server, which lets go on at
+// once and reads at its leisure.
+TEST_P(Settings, ResponseTimeoutBeginsBehindTheBodyThoughAnInterimAnswerCameBefore) {
+    const std::string body(40 << 20, 'x');
+    boost::asio::io_context context;
+    auto acceptor = test::listenOnFreePort(context);
+    const std::string url = "http://" + test::hostAndPort(acceptor.local_endpoint()) + "/";
+    const auto server = std::async(std::launch::async, [&] {
+        auto connection = acceptor.accept();
+        std::string received;
+        const std::size_t head =
+            boost::asio::read_until(connection, boost::asio::dynamic_buffer(received), "\r\n\r\n");
+        boost::asio::write(connection, boost::asio::buffer("HTTP/1.1 100 Continue\r\n\r\n", 25));
+        std::size_t left = body.size() - (received.size() - head);
+        std::string piece(body.size() / 6, '\0');
+        while (left > 0) {
+            std::promise<void> never;
+            never.get_future().wait_for(milliseconds(100));
+            left -= boost::asio::read(
+                connection, boost::asio::buffer(piece.data(), std::min(left, piece.size())));
+        }
+        const std::string answer = "HTTP/1.1 204 No Content\r\n\r\n";
+        boost::asio::write(connection, boost::asio::buffer(answer));
+    });
+    EXPECT_EQ(
+        send(CurlHttpClient(once().withResponseTimeout(300)), withBody(HttpMethod::PUT, url, body))
+            .getResponseCode(),
+        HttpResponseCode::NO_CONTENT);
 }
 
 TEST_P(Settings, ResponseTimeoutDoesNotRunWhileTheBodyIsSent) {
