@@ -23,9 +23,10 @@ std::string part(CURLU* handle, CURLUPart which, unsigned flags = 0) {
 
 bool has(CURLU* handle, CURLUPart which) {
     char* text = nullptr;
-    if (curl_url_get(handle, which, &text, 0) != CURLUE_OK) return false;
+    const CURLUcode code = curl_url_get(handle, which, &text, 0);
+    if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
     curl_free(text);
-    return true;
+    return code == CURLUE_OK;
 }
 
 // What splits a line or ends a text for libcurl never gets there, escaped or not by libcurl's
@@ -83,8 +84,6 @@ RequestUrl::RequestUrl(Handle handle) : handle_(std::move(handle)) {
     secure_ = part(url, CURLUPART_SCHEME) == "https";
     hasCredentials_ = has(url, CURLUPART_USER) || has(url, CURLUPART_PASSWORD);
     if (hasCredentials_) {
-        user_ = part(url, CURLUPART_USER, CURLU_URLDECODE);
-        password_ = part(url, CURLUPART_PASSWORD, CURLU_URLDECODE);
         curl_url_set(url, CURLUPART_USER, nullptr, 0);
         curl_url_set(url, CURLUPART_PASSWORD, nullptr, 0);
     }
@@ -106,7 +105,12 @@ RequestUrl RequestUrl::parse(const std::string& text) {
         throw refused(std::string("the URL is malformed: ") + curl_url_strerror(code));
     if (!isHttpScheme(handle.get())) throw refused("the URL has neither the scheme http nor https");
     if (lacksHost(text)) throw refused("the URL names no host");
-    return RequestUrl(std::move(handle));
+    std::string user = part(handle.get(), CURLUPART_USER, CURLU_URLDECODE);
+    std::string password = part(handle.get(), CURLUPART_PASSWORD, CURLU_URLDECODE);
+    RequestUrl url(std::move(handle));
+    url.user_ = std::move(user);
+    url.password_ = std::move(password);
+    return url;
 }
 
 RequestUrl RequestUrl::resolve(const std::string& location) const {

@@ -173,11 +173,18 @@ TEST_P(Redirects, LeaveFieldsOfADroppedBodyBehind) {
 }
 
 TEST_P(Redirects, TakeNoUserFromALocation) {
-    FaultServer server("302:userinfo,ok");
-    send(CurlHttpClient(once()), get(server.url(), SECRETS));
-    const ReceivedRequest second = server.requests().at(1);
-    EXPECT_FALSE(second.header("Authorization") &&
-                 *second.header("Authorization") != "Bearer s3cret");
+    FaultServer server;
+    const std::string undecodable =
+        "302:" + server.urlWithHost("us%0aer:pw@127.0.0.1", "/") + ",ok";
+    for (const std::string& plan : {std::string("302:userinfo,ok"), undecodable}) {
+        server.setPlan(plan);
+        server.forgetRequests();
+        send(CurlHttpClient(once()), get(server.url(), SECRETS));
+        const ReceivedRequest second = server.requests().at(1);
+        EXPECT_FALSE(second.header("Authorization") &&
+                     *second.header("Authorization") != "Bearer s3cret")
+            << plan;
+    }
 }
 
 TEST_P(Redirects, TakeNoSecretToAnotherSchemeNorBack) {

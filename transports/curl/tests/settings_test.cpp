@@ -95,11 +95,11 @@ TEST_P(Settings, ResponseTimeoutBeginsBehindTheBodyThoughAnInterimAnswerCameBefo
         withBody(HttpMethod::PUT, server.url(), std::string(std::size_t{40} << 20, 'x'));
     request.setHeaderValue("Expect", "100-continue");
     request.setProgressCallback([&, start = steady_clock::now()](const Progress&) {
-        if (steady_clock::now() - start > milliseconds(600)) server.release();
+        if (steady_clock::now() - start > milliseconds(1200)) server.release();
         return ProgressResult::CONTINUE;
     });
     EXPECT_EQ(
-        send(CurlHttpClient(once().withResponseTimeout(300)), std::move(request)).getResponseCode(),
+        send(CurlHttpClient(once().withResponseTimeout(800)), std::move(request)).getResponseCode(),
         HttpResponseCode::OK);
 }
 
