@@ -431,6 +431,41 @@ TEST(HttpRequestBodyString, HoldsEveryByteOfALargeBody) {
     EXPECT_EQ(request.getRequestBodyString(), body);
 }
 
+TEST(HttpRequestBodyString, LeavesAnUntouchedTextReadAndItsWritePositionAsItWas) {
+    auto owned = std::make_unique<std::stringstream>("hello");
+    auto& stream = *owned;
+    HttpRequest request(HttpMethod::POST, URL("http://a/"), {});
+    request.setRequestBody(std::move(owned));
+    stream << "J";
+
+    EXPECT_EQ(request.getRequestBodyString(), "Jello");
+    EXPECT_EQ(stream.tellg(), std::streampos(5));
+    EXPECT_EQ(stream.tellp(), std::streampos(1));
+    EXPECT_EQ(request.getRequestBodyString(), "");
+}
+
+TEST(HttpRequestBodyString, ReadsForeignMemoryThatAStringBufferWasGiven) {
+    char memory[] = "foreign";
+    std::stringbuf buffer(std::ios::in);
+    buffer.pubsetbuf(memory, 7);
+    HttpRequest request(HttpMethod::POST, URL("http://a/"), {});
+    request.setRequestBody(std::make_unique<std::istream>(&buffer));
+
+    EXPECT_EQ(request.getRequestBodyString(), "foreign");
+    EXPECT_EQ(request.getRequestBodyString(), "");
+}
+
+TEST(HttpRequestBodyString, AsksABufferDerivedFromAStringBufferItself) {
+    struct FixedBuffer : std::stringbuf {
+        FixedBuffer() : std::stringbuf("taken", std::ios::in) { setg(text, text, text + 5); }
+        char text[6] = "shown";
+    } buffer;
+    HttpRequest request(HttpMethod::POST, URL("http://a/"), {});
+    request.setRequestBody(std::make_unique<std::istream>(&buffer));
+
+    EXPECT_EQ(request.getRequestBodyString(), "shown");
+}
+
 TEST(HttpRequestBodyString, ReadsTheBufferWhateverTheStateOfTheStream) {
     HttpRequest request = get();
     request.setRequestBody(streamOf("hello"));
