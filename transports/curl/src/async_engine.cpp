@@ -95,6 +95,7 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
         }
     } catch (const std::exception&) {
         // There is no memory for the job, which therefore has taken nothing yet.
+        // cppcheck-suppress accessMoved
         completion(std::move(request), std::move(response), std::current_exception());
         return;
     }

@@ -26,9 +26,9 @@ public:
     std::size_t size() const noexcept { return size_; }
 
     void push(AsyncJobPtr job) noexcept {
-        AsyncJob* const added = job.get();
-        (empty() ? first_ : last_->next) = std::move(job);
-        last_ = added;
+        AsyncJobPtr& place = empty() ? first_ : last_->next;
+        place = std::move(job);
+        last_ = place.get();
         ++size_;
     }
 
