@@ -51,7 +51,7 @@ struct LogicalRequest {
     int attempts = 0;
     int firstPlanned = 0;  // the first attempt that was not refused before it was planned
 
-    // Stands for one attempt that came from elsewhere than this client's frame.
+    // The attempts come from elsewhere than this client's frame.
     bool alone = false;
 
     std::optional<std::streampos> bodyStart;
