@@ -52,7 +52,8 @@ HttpHeaders headersOf(const Fields& fields) {
     return headers;
 }
 
-// Answers at once, first with as many server errors as it is told.
+// Answers at once, first with as many server errors as it is told. The kit's scripted client would
+// do, were it not what is measured then: it records each request and holds it against a script.
 class InstantClient final : public HttpClient {
 public:
     explicit InstantClient(int failures) : failures_(failures) {}

@@ -60,6 +60,8 @@ ScriptedAnswer& ScriptedAnswer::withAction(
 
 std::chrono::milliseconds ScriptedAnswer::delay() const { return delay_; }
 
+bool ScriptedAnswer::isRefusal() const { return isRefusal_; }
+
 void ScriptedAnswer::answer(HttpRequest& request, HttpResponse& response) const {
     if (action_) action_(request, response);
     if (code_) {

@@ -56,6 +56,7 @@ public:
     void start(HttpRequest request, HttpResponse response, std::uint64_t requestId,
                RetryTask completion);
     void completeNext();
+    void dropNext();
 
     // Completes what is pending; nothing can be started afterwards.
     void close();
@@ -87,6 +88,7 @@ private:
     void waitFor(std::chrono::milliseconds delay);
     void carryOut(Exchange exchange);
     std::optional<Exchange> takeNext();
+    Exchange takePending();
     void runThread();
 
     const Completion completion_;
@@ -160,6 +162,7 @@ void ScriptedHttpClient::Stage::perform(HttpRequest& request, HttpResponse& resp
 void ScriptedHttpClient::Stage::start(HttpRequest request, HttpResponse response,
                                       std::uint64_t requestId, RetryTask completion) {
     Outcome outcome = outcomeOf(request, requestId);
+    if (outcome.answer && outcome.answer->isRefusal()) return play(outcome, request, response);
     Exchange exchange{std::move(request), std::move(response), std::move(completion),
                       std::move(outcome)};
     if (completion_ == Completion::ON_CALLING_THREAD) return carryOut(std::move(exchange));
@@ -172,11 +175,9 @@ void ScriptedHttpClient::Stage::start(HttpRequest request, HttpResponse response
     changed_.notify_all();
 }
 
-void ScriptedHttpClient::Stage::completeNext() {
-    auto exchange = takeNext();
-    if (!exchange) throw std::logic_error("No exchange is pending.");
-    carryOut(std::move(*exchange));
-}
+void ScriptedHttpClient::Stage::completeNext() { carryOut(takePending()); }
+
+void ScriptedHttpClient::Stage::dropNext() { takePending(); }
 
 void ScriptedHttpClient::Stage::close() {
     {
@@ -269,6 +270,12 @@ std::optional<ScriptedHttpClient::Stage::Exchange> ScriptedHttpClient::Stage::ta
     return next;
 }
 
+ScriptedHttpClient::Stage::Exchange ScriptedHttpClient::Stage::takePending() {
+    auto exchange = takeNext();
+    if (!exchange) throw std::logic_error("No exchange is pending.");
+    return std::move(*exchange);
+}
+
 void ScriptedHttpClient::Stage::runThread() {
     const auto hasWork = [this] { return closing_ || !pending_.empty(); };
     for (;;) {
@@ -317,6 +324,8 @@ bool ScriptedHttpClient::waitForPending(std::size_t count, std::chrono::millisec
 }
 
 void ScriptedHttpClient::completeNext() { stage_->completeNext(); }
+
+void ScriptedHttpClient::dropNext() { stage_->dropNext(); }
 
 void ScriptedHttpClient::completeAll() {
     while (pending() > 0) completeNext();

@@ -224,6 +224,30 @@ TEST(ScriptedHttpClient, RethrowsTheVeryObjectOfAnExceptionPointer) {
     EXPECT_EQ(caught, error);
 }
 
+TEST(ScriptedHttpClient, RefusesToStartAnAsynchronousAttempt) {
+    for (const Completion completion :
+         {Completion::ON_CALLING_THREAD, Completion::ON_OWN_THREAD, Completion::WHEN_TOLD}) {
+        ScriptedHttpClient client(completion);
+        client.expect({}, ScriptedAnswer::refusal(HttpRequestFailedException("going down")));
+        Outcomes outcomes;
+
+        EXPECT_THAT([&] { client.makeAsyncRequest(get(), outcomes.handler()); },
+                    ThrowsMessage<HttpRequestFailedException>("going down"));
+
+        EXPECT_EQ(client.pending(), 0u);
+        EXPECT_EQ(client.requests().size(), 1u);
+        EXPECT_THAT(outcomes.texts, ElementsAre());
+    }
+}
+
+TEST(ScriptedHttpClient, FailsASynchronousAttemptThatIsRefused) {
+    ScriptedHttpClient client;
+    client.setClientConfiguration(attempts(2));
+    client.expect({}, ScriptedAnswer::refusal(42)).expect({}, ScriptedAnswer(200));
+
+    EXPECT_THAT(client.makeRequest(get()), IsStatus(200));
+}
+
 TEST(ScriptedHttpClient, SetsTheTransactionReport) {
     ScriptedHttpClient client;
     client.expect({}, ScriptedAnswer(200).withTransactionReport({2, URL("http://other/")}));
@@ -507,6 +531,21 @@ TEST(ScriptedHttpClient, CompletesFurtherAttemptsToo) {
 
     EXPECT_THAT(outcomes.texts, ElementsAre("200"));
     EXPECT_EQ(client.requests().size(), 3u);
+}
+
+TEST(ScriptedHttpClient, DropsTheOldestPendingExchange) {
+    ScriptedHttpClient client(Completion::WHEN_TOLD);
+    client.expect({}, ScriptedAnswer(201)).expect({}, ScriptedAnswer(202));
+    std::future<HttpResponse> dropped = client.makeAsyncRequest(get());
+    std::future<HttpResponse> kept = client.makeAsyncRequest(get());
+
+    client.dropNext();
+    EXPECT_THAT([&] { dropped.get(); }, testing::Throws<std::future_error>());
+    client.completeNext();
+    EXPECT_THAT(kept.get(), IsStatus(202));
+
+    EXPECT_THAT([&] { client.dropNext(); },
+                ThrowsMessage<std::logic_error>("No exchange is pending."));
 }
 
 TEST(ScriptedHttpClient, LetsATestWaitForARequestOfAnotherThread) {

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -35,23 +34,6 @@ using testing::Field;
 using testing::IsEmpty;
 using testing::Not;
 
-// A transport whose asynchronous half is whatever the test says.
-class TransportOf : public HttpClient {
-public:
-    using Start = std::function<void(HttpRequest, HttpResponse, std::uint64_t, RetryTask)>;
-
-    explicit TransportOf(Start start) : start_(std::move(start)) {}
-
-    void performRequest(HttpRequest&, HttpResponse&) const override {}
-    void performAsyncRequest(HttpRequest request, HttpResponse response, std::uint64_t requestId,
-                             RetryTask completion) const override {
-        start_(std::move(request), std::move(response), requestId, std::move(completion));
-    }
-
-private:
-    Start start_;
-};
-
 // What came of an asynchronous request.
 struct Result {
     int calls = 0;
@@ -71,15 +53,6 @@ struct Result {
         };
     }
 };
-
-std::error_code futureErrorOf(std::future<HttpResponse>& response) {
-    try {
-        response.get();
-    } catch (const std::future_error& error) {
-        return error.code();
-    }
-    return {};
-}
 
 std::vector<std::uint64_t> idsOf(const ScriptedHttpClient& client) {
     std::vector<std::uint64_t> ids;
@@ -267,9 +240,8 @@ TEST(MakeAsyncRequest, RemovesTheContentTypeOfAMultipartBodyBeforeTheFirstAttemp
 }
 
 TEST(MakeAsyncRequest, LetsOutWhatTheTransportThrowsAtTheStart) {
-    const TransportOf client([](HttpRequest, HttpResponse, std::uint64_t, RetryTask) {
-        throw HttpRequestFailedException("going down");
-    });
+    ScriptedHttpClient client;
+    client.expect({}, ScriptedAnswer::refusal(HttpRequestFailedException("going down")), 2);
     Result result;
 
     EXPECT_THAT([&] { client.makeAsyncRequest(get(), result.handler()); },
@@ -281,10 +253,8 @@ TEST(MakeAsyncRequest, LetsOutWhatTheTransportThrowsAtTheStart) {
 }
 
 TEST(MakeAsyncRequest, NeverCallsAHandlerWhoseTaskIsDropped) {
-    std::vector<RetryTask> held;
-    const TransportOf client([&](HttpRequest, HttpResponse, std::uint64_t, RetryTask completion) {
-        held.push_back(std::move(completion));
-    });
+    ScriptedHttpClient client(Completion::WHEN_TOLD);
+    client.expect({}, ScriptedAnswer(200));
     Result result;
     const auto owned = std::make_shared<int>();
     client.makeAsyncRequest(
@@ -294,7 +264,7 @@ TEST(MakeAsyncRequest, NeverCallsAHandlerWhoseTaskIsDropped) {
         });
     EXPECT_EQ(owned.use_count(), 2);
 
-    held.clear();
+    client.dropNext();
 
     EXPECT_EQ(result.calls, 0);
     EXPECT_EQ(owned.use_count(), 1);
@@ -329,9 +299,11 @@ TEST(FutureOfAnAsyncRequest, ThrowsTheVeryExceptionOfTheTransport) {
 }
 
 TEST(FutureOfAnAsyncRequest, IsBrokenWhenTheTaskIsDropped) {
-    const TransportOf client([](HttpRequest, HttpResponse, std::uint64_t, RetryTask) {});
-
+    ScriptedHttpClient client(Completion::WHEN_TOLD);
+    client.expect({}, ScriptedAnswer(200));
     std::future<HttpResponse> response = client.makeAsyncRequest(get());
+
+    client.dropNext();
 
     EXPECT_EQ(futureErrorOf(response), make_error_code(std::future_errc::broken_promise));
 }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <future>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "httpclient_core/client.h"
@@ -53,6 +55,16 @@ inline std::ostream& operator<<(std::ostream& os, Road road) {
 inline HttpResponse send(const HttpClient& client, HttpRequest request, Road road) {
     if (road == Road::SYNCHRONOUS) return client.makeRequest(std::move(request));
     return client.makeAsyncRequest(std::move(request)).get();
+}
+
+/// The code of the std::future_error that the future ends in; none if it yields a response.
+inline std::error_code futureErrorOf(std::future<HttpResponse>& response) {
+    try {
+        response.get();
+    } catch (const std::future_error& error) {
+        return error.code();
+    }
+    return {};
 }
 
 }  // namespace tavrin::httpclient_core::test

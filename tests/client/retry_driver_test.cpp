@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -47,15 +45,6 @@ struct Counters {
         };
     }
 };
-
-std::error_code futureErrorOf(std::future<HttpResponse>& response) {
-    try {
-        response.get();
-    } catch (const std::future_error& error) {
-        return error.code();
-    }
-    return {};
-}
 
 // A handler that nobody is to call.
 std::shared_ptr<CompletionHandler> untouchedHandler() {
@@ -225,24 +214,15 @@ TEST(RetryDriver, BreaksThePromiseOfARequestWhoseStrategyThrows) {
 }
 
 TEST(RetryDriver, BreaksThePromiseOfARequestWhoseNextAttemptIsRefused) {
-    class RefusesTheSecond : public HttpClient {
-    public:
-        void performRequest(HttpRequest&, HttpResponse&) const override {}
-        void performAsyncRequest(HttpRequest request, HttpResponse response, std::uint64_t,
-                                 RetryTask completion) const override {
-            if (attempts_++ > 0) throw HttpRequestFailedException("going down");
-            completion(std::move(request), std::move(response), nullptr);
-        }
-
-        mutable int attempts_ = 0;
-    };
-    RefusesTheSecond client;
+    ScriptedHttpClient client;
     client.setClientConfiguration(attempts(3));
+    client.expect({}, ScriptedAnswer(503))
+        .expect({}, ScriptedAnswer::refusal(HttpRequestFailedException("going down")));
 
     std::future<HttpResponse> response = client.makeAsyncRequest(get());
 
     EXPECT_EQ(futureErrorOf(response), make_error_code(std::future_errc::broken_promise));
-    EXPECT_EQ(client.attempts_, 2);
+    EXPECT_EQ(client.problems(), "");
 }
 
 TEST(RetryDriver, BreaksThePromiseOfARequestThatCannotBePrepared) {

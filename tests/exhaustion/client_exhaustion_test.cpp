@@ -21,7 +21,7 @@
 namespace tavrin::httpclient_core {
 namespace {
 
-using httpclient_testing::ExpectedRequest;
+using httpclient_testing::Completion;
 using httpclient_testing::ScriptedAnswer;
 using httpclient_testing::ScriptedHttpClient;
 using test::entryLines;
@@ -179,24 +179,13 @@ TEST(HttpClientExhaustion, LeavesTheClientUnchangedAndNoResponseDamaged) {
     expectUnchangedWhileMemoryLacks([] { return Client(); }, showClient, operations);
 }
 
-// A client that lets every request lie, and then drops it.
-class DroppingClient : public HttpClient {
-public:
-    void performRequest(HttpRequest&, HttpResponse&) const override {}
-    void performAsyncRequest(HttpRequest, HttpResponse, std::uint64_t,
-                             RetryTask completion) const override {
-        task = std::move(completion);
-    }
-
-    mutable RetryTask task;
-};
-
 TEST(HttpClientExhaustion, BreaksThePromiseOfADroppedRequestWithoutMemory) {
-    DroppingClient client;
+    ScriptedHttpClient client(Completion::WHEN_TOLD);
+    client.expect({}, ScriptedAnswer(200));
     auto response = client.makeAsyncRequest(get());
     {
         const FailingAllocations limit(0, Failing::ALL_LATER);
-        client.task = RetryTask();
+        client.dropNext();
     }
 
     try {

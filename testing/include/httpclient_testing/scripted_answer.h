@@ -40,6 +40,15 @@ public:
         return answer;
     }
 
+    /// An attempt that does not even start: what failure() throws leaves performAsyncRequest()
+    /// itself, and nothing is ever completed. A synchronous attempt just fails.
+    template <typename Exception>
+    static ScriptedAnswer refusal(Exception exception) {
+        ScriptedAnswer answer = failure(std::move(exception));
+        answer.isRefusal_ = true;
+        return answer;
+    }
+
     /// Appends a header field. Every field is set before the first byte of the body is written.
     ScriptedAnswer& withHeader(std::string name, std::string value);
 
@@ -86,6 +95,9 @@ public:
     /// The delay; 0 by default.
     std::chrono::milliseconds delay() const;
 
+    /// Whether it came from refusal().
+    bool isRefusal() const;
+
     /// Does all of the above but wait.
     /// @throws the failure; what the action, the response's callbacks and the request's progress
     /// callback throw; HttpRequestCancelledException if the progress callback answers CANCEL;
@@ -109,6 +121,7 @@ private:
     std::vector<std::string> chunks_;
     std::optional<std::size_t> bodyLimit_;
     std::function<void()> failure_;
+    bool isRefusal_ = false;
 };
 
 }  // namespace tavrin::httpclient_testing

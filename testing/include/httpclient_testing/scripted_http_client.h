@@ -86,6 +86,11 @@ public:
     /// @throws std::logic_error "No exchange is pending."
     void completeNext();
 
+    /// Drops the oldest pending exchange without completing it, as a transport does that loses
+    /// requests: its future ends in std::future_error (broken promise), its handler uncalled.
+    /// @throws std::logic_error "No exchange is pending."
+    void dropNext();
+
     /// Calls completeNext() until nothing is pending, further attempts included.
     void completeAll();
 
