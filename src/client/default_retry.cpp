@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <typeinfo>
 #include <utility>
 
 #include "client/log.h"
@@ -13,8 +14,21 @@
 namespace tavrin::httpclient_core {
 namespace {
 
+// Whether it is certain, without a throw, that `error` was cancelled. A client that ends cancels
+// all that waits, and throwing each of so many would take longer than all else that is done about
+// them.
+bool isSurelyCancelled(const std::exception_ptr& error) {
+#ifdef __GLIBCXX__
+    return *error.__cxa_exception_type() == typeid(HttpRequestCancelledException);
+#else
+    static_cast<void>(error);
+    return false;
+#endif
+}
+
 bool isTimeout(const std::exception_ptr& error) {
     if (!error) return false;
+    if (isSurelyCancelled(error) && !detail::isLogged(LOG_EXCEPTION)) return false;
     try {
         std::rethrow_exception(error);
     } catch (const HttpRequestTimeoutException&) {

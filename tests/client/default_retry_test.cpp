@@ -50,6 +50,7 @@ HttpResponse response(int code) {
 LogRecord decision(const std::string& text) { return {LOG_CHANNEL, LOG_DECISION, text}; }
 
 std::exception_ptr failed() { return std::make_exception_ptr(HttpRequestFailedException("cut")); }
+std::exception_ptr cancelled() { return std::make_exception_ptr(HttpRequestCancelledException()); }
 std::exception_ptr timedOut() { return std::make_exception_ptr(HttpRequestTimeoutException()); }
 
 // A DefaultRetry without real waiting, and everything that it asks and does.
@@ -184,9 +185,10 @@ TEST(DefaultRetry, TellsThePredicateMethodTimeoutAndCode) {
     retry.retry(put(""), response(200), std::make_exception_ptr(LateException()), 1, 1);
     retry.retry(get(), response(206), failed(), 1, 1);
     retry.retry(get(), response(-1), std::make_exception_ptr(42), 1, 1);
+    retry.retry(get(), response(500), cancelled(), 1, 1);
 
     EXPECT_THAT(retry.asked, ElementsAre("GET in time 503", "PUT timed out -1", "PUT timed out 200",
-                                         "GET in time 206", "GET in time -1"));
+                                         "GET in time 206", "GET in time -1", "GET in time 500"));
 }
 
 TEST(DefaultRetry, LogsAnExceptionThatIsNoTimeout) {
@@ -203,6 +205,18 @@ TEST(DefaultRetry, LogsAnExceptionThatIsNoTimeout) {
                   AllOf(StartsWith("Exception caught: "),
                         HasSubstr("tavrin::httpclient_core::HttpRequestFailedException"),
                         HasSubstr("cut"))))));
+}
+
+TEST(DefaultRetry, LogsACancellation) {
+    Watched retry;
+    LogCapture log;
+
+    EXPECT_TRUE(retry(response(-1), cancelled(), 1, 1));
+
+    EXPECT_THAT(
+        log.records(),
+        ElementsAre(Field(&LogRecord::text, AllOf(StartsWith("Exception caught: "),
+                                                  HasSubstr("HttpRequestCancelledException")))));
 }
 
 TEST(DefaultRetry, LogsAnExceptionOfAnyType) {

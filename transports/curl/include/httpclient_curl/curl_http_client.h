@@ -29,9 +29,10 @@ namespace tavrin::httpclient_curl {
 /// futures.
 ///
 /// **End of life.** The destructor cancels what is under way: every asynchronous request completes,
-/// once, with HttpRequestCancelledException. It returns when the handlers have; a handler that
-/// blocks, a retry strategy that sleeps and a stream or callback that blocks delay it for as long
-/// as they take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
+/// once, with HttpRequestCancelledException. It returns when the handlers have, in a few
+/// milliseconds and about one more for each thousand requests that wait; a handler that blocks, a
+/// retry strategy that sleeps and a stream or callback that blocks delay it for as long as they
+/// take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
 /// HttpRequestCancelledException.
 ///
 /// **fork().** A child process may use and destroy a client of its parent's: there it has threads
