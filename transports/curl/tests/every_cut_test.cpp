@@ -39,6 +39,35 @@ TEST_P(EveryCut, OfTheBodyByAClose) {
     for (int k = 0; k < 2000; ++k) expectRightOrLoud("fin@" + std::to_string(k));
 }
 
+// Nothing is missing then but the end, which a length makes unnecessary.
+TEST_P(EveryCut, BehindTheLastByteOfTheBody) {
+    for (const char* cut : {"rst@end", "fin@end"}) {
+        server_.setPlan(cut);
+        server_.forgetRequests();
+        HttpResponse response = send(loud_, get(server_.url("/bytes/2000")));
+        EXPECT_TRUE(response.getResponseBodyString() == content_) << cut;
+        EXPECT_EQ(server_.requests().size(), 1U) << cut;
+        expectRightOrLoud("chunked+" + std::string(cut));
+    }
+}
+
+// There is nothing left to ask for, so the whole is asked for again.
+TEST_P(EveryCut, ByTheApplicationWhenAllBytesHaveCome) {
+    HttpRequest request = get(server_.url("/bytes/2000"));
+    bool failed = false;
+    request.setProgressCallback([&](const Progress& progress) {
+        if (progress.downloadNow == 2000 && !std::exchange(failed, true))
+            throw std::runtime_error("not now");
+        return ProgressResult::CONTINUE;
+    });
+
+    HttpResponse response = send(stubborn_, std::move(request));
+
+    EXPECT_TRUE(response.getResponseBodyString() == content_);
+    ASSERT_EQ(server_.requests().size(), 2U);
+    EXPECT_FALSE(server_.requests()[1].header("Range"));
+}
+
 TEST_P(EveryCut, OfChunks) {
     for (int k = 0; k < 2000; k += 7) {
         expectRightOrLoud("tchunk@" + std::to_string(k));
