@@ -5,15 +5,12 @@
 #include "client/log.h"
 #include "httpclient_core/configuration.h"
 #include "httpclient_core/messages.h"
+#include "messages/memory_body.h"
 #include "messages/read_rest.h"
 
 namespace tavrin::httpclient_core {
 
-ResponseStreamFactory defaultResponseStreamFactory() {
-    return [](HttpResponseCode, const std::string&, const HttpHeaders&) {
-        return std::make_unique<std::stringstream>();
-    };
-}
+ResponseStreamFactory defaultResponseStreamFactory() { return detail::MemoryBody(); }
 
 HttpRequest::HttpRequest(HttpMethod method, URL url, HttpHeaders headers)
     : HttpMessage(std::move(headers)),

@@ -1,7 +1,9 @@
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 #include "httpclient_core/messages.h"
+#include "messages/memory_body.h"
 #include "messages/no_response.h"
 #include "messages/read_rest.h"
 
@@ -143,6 +145,8 @@ void HttpResponse::announceChange() const {
 }
 
 std::unique_ptr<std::iostream> HttpResponse::makeStream() const {
+    if (responseStreamFactory_.target<detail::MemoryBody>() != nullptr)
+        return std::make_unique<std::stringstream>();
     auto stream = responseStreamFactory_(responseCode_, getResponseCodeReason(), getHeaders());
     if (!stream) throw std::logic_error("Response stream factory returned no stream.");
     return stream;
