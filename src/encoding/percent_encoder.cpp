@@ -1,7 +1,6 @@
 #include "encoding/percent_encoder.h"
 
-#include <algorithm>
-#include <cstring>
+#include <utility>
 
 namespace tavrin::httpclient_core {
 namespace {
@@ -20,12 +19,13 @@ constexpr PercentEncoder::Table PercentEncoder::table(Blank replacement) {
     for (std::size_t i = 0; i < table.size(); ++i) {
         const auto byte = static_cast<unsigned char>(i);
         if (isUnreserved(byte)) {
-            table[i] = {{static_cast<char>(byte)}, 1};
+            table[i] = Replacement{byte} | Replacement{1} << LENGTH_SHIFT;
         } else {
-            table[i] = {{'%', DIGITS[byte >> 4U], DIGITS[byte & 15U]}, 3};
+            table[i] = Replacement{'%'} | Replacement(DIGITS[byte >> 4U]) << 8U |
+                       Replacement(DIGITS[byte & 15U]) << 16U | Replacement{3} << LENGTH_SHIFT;
         }
     }
-    if (replacement == Blank::PLUS) table[' '] = {{'+'}, 1};
+    if (replacement == Blank::PLUS) table[' '] = Replacement{'+'} | Replacement{1} << LENGTH_SHIFT;
     return table;
 }
 
@@ -39,22 +39,11 @@ PercentEncoder::PercentEncoder(Blank replacement)
 void PercentEncoder::encode(std::string_view text) {
     while (!text.empty()) {
         makeRoom();
-        const std::size_t fitting = (piece_.size() - used_) / sizeof(Replacement);
-        const Table& table = table_;  // Else it is read again after every byte that is written.
-        char* out = piece_.data() + used_;
-        for (const char character : text.substr(0, fitting)) {
-            const Replacement& replacement = table[static_cast<unsigned char>(character)];
-            std::memcpy(out, &replacement, sizeof(replacement));
-            out += replacement.length;
-        }
-        used_ = static_cast<std::size_t>(out - piece_.data());
-        text.remove_prefix(std::min(fitting, text.size()));
+        const auto fitting = text.substr(0, (piece_.size() - used_) / sizeof(Replacement));
+        const char* end = write(piece_.data() + used_, fitting, table_);
+        used_ = static_cast<std::size_t>(end - piece_.data());
+        text.remove_prefix(fitting.size());
     }
-}
-
-void PercentEncoder::put(char separator) {
-    makeRoom();
-    piece_[used_++] = separator;
 }
 
 std::string PercentEncoder::take() {
@@ -63,9 +52,28 @@ std::string PercentEncoder::take() {
     return std::move(moved_);
 }
 
-// For one replacement at least.
-void PercentEncoder::makeRoom() {
-    if (piece_.size() - used_ >= sizeof(Replacement)) return;
+// Writes the replacements to `out` and returns their end.
+char* PercentEncoder::write(char* out, std::string_view text, const Table& table) {
+    const auto append = [&](char character) {
+        const Replacement replacement = table[static_cast<unsigned char>(character)];
+        for (std::size_t i = 0; i < sizeof(Replacement); ++i) {
+            out[i] = static_cast<char>(replacement >> (8U * i));
+        }
+        out += replacement >> LENGTH_SHIFT;
+    };
+    // Four at a time: one by one takes a fifth longer.
+    auto in = text.begin();
+    for (; text.end() - in >= 4; in += 4) {
+        append(in[0]);
+        append(in[1]);
+        append(in[2]);
+        append(in[3]);
+    }
+    for (; in != text.end(); ++in) append(*in);
+    return out;
+}
+
+void PercentEncoder::moveOn() {
     moved_.append(piece_.data(), used_);
     used_ = 0;
 }

@@ -100,6 +100,20 @@ TEST(PercentEncoding, PadsEveryEscapeToTwoDigitsInARow) {
     EXPECT_EQ(inQuery(std::string(2, '\0')), "%00%00");
 }
 
+// Longer than any buffer on the way, which each length in front lets end at another character.
+TEST(PercentEncoding, OfALongTextIsThatOfItsPieces) {
+    std::string text;
+    std::string encoded;
+    for (int i = 0; i < 40; ++i) {
+        text += everyByte();
+        encoded += everyByteEncoded("%20");
+    }
+    for (std::size_t length = 0; length < 8; ++length) {
+        const std::string front(length, 'x');
+        EXPECT_EQ(inQuery(front + text), front + encoded);
+    }
+}
+
 TEST(PercentEncoding, OfAnEmptyTextIsEmpty) {
     EXPECT_EQ(inQuery(""), "");
     EXPECT_EQ(inForm(""), "");
