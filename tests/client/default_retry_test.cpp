@@ -1,6 +1,4 @@
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <sys/time.h>
 
 #include <chrono>
 #include <cstdint>
@@ -19,6 +17,7 @@
 #include "httpclient_core/retry.h"
 #include "httpclient_testing/matchers.h"
 #include "httpclient_testing/scripted_http_client.h"
+#include "support/alarm_storm.h"
 #include "support/grouping_locale.h"
 #include "support/log_capture.h"
 #include "support/throws_exactly.h"
@@ -333,33 +332,9 @@ TEST(DefaultRetry, ServesManyThreadsAtOnce) {
 
 // ---- sleeping
 
-void onAlarm(int) {}
-
-// Raises SIGALRM every few milliseconds, as a program with a profiling timer does.
-class AlarmStorm {
-public:
-    AlarmStorm() {
-        struct sigaction action {};
-        action.sa_handler = onAlarm;  // and no SA_RESTART
-        sigaction(SIGALRM, &action, &previous_);
-        const itimerval often{{0, 3000}, {0, 3000}};
-        setitimer(ITIMER_REAL, &often, nullptr);
-    }
-    ~AlarmStorm() {
-        const itimerval never{};
-        setitimer(ITIMER_REAL, &never, nullptr);
-        sigaction(SIGALRM, &previous_, nullptr);
-    }
-    AlarmStorm(const AlarmStorm&) = delete;
-    AlarmStorm& operator=(const AlarmStorm&) = delete;
-
-private:
-    struct sigaction previous_ {};
-};
-
 TEST(DefaultRetry, WaitsTheWholeDelayThoughSignalsInterruptIt) {
     const RetryStrategy strategy = defaultRetryStrategy(9, 20, seconds(1), defaultIsRetriable());
-    const AlarmStorm storm;
+    const AlarmStorm storm(milliseconds(3));
     const auto start = std::chrono::steady_clock::now();
 
     EXPECT_TRUE(strategy(get(), response(503), nullptr, 2, 2));

@@ -1,6 +1,5 @@
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "support.h"
+#include "support/alarm_storm.h"
 #include "support/child.h"
 
 // AddressSanitizer's allocator does not hold its locks across fork(): the child of a process with
@@ -19,6 +19,7 @@
 namespace tavrin::httpclient_curl {
 namespace {
 
+using httpclient_core::test::AlarmStorm;
 using test::inChild;
 
 class Robustness : public OnBothRoads {};
@@ -108,13 +109,8 @@ TEST_P(Robustness, ExitWithRequestsUnderWayIsClean) {
 }
 
 TEST_P(Robustness, SignalsDisturbNothing) {
-    struct sigaction ignore = {};
-    struct sigaction before = {};
-    static std::atomic<int> ticks{0};
-    ignore.sa_handler = [](int) { ++ticks; };
-    sigaction(SIGALRM, &ignore, &before);
-    itimerval often{{0, 1000}, {0, 1000}};
-    setitimer(ITIMER_REAL, &often, nullptr);
+    const int alarmsBefore = AlarmStorm::alarms();
+    const AlarmStorm storm(std::chrono::milliseconds(1));
     FaultServer server("rst@30000,drip:200000,fin@10,ok");
     for (int i = 0; i < 10; ++i) {
         HttpResponse response = send(CurlHttpClient(stubborn()), get(server.url("/bytes/60000")));
@@ -124,10 +120,7 @@ TEST_P(Robustness, SignalsDisturbNothing) {
                  withBody(HttpMethod::PUT, server.url(), std::string(100000, 'x')));
         EXPECT_EQ(upload.getResponseBodyString().size(), 64u);
     }
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    sigaction(SIGALRM, &before, nullptr);
-    EXPECT_GT(ticks, 0);
+    EXPECT_GT(AlarmStorm::alarms(), alarmsBefore);
 }
 
 TEST_P(Robustness, ABrokenPipeKillsNobody) {
