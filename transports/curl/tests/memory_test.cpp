@@ -43,9 +43,11 @@ std::uint64_t largeSize() {
 
 class Memory : public OnBothRoads {
 protected:
-    // KiB by which the peak grows while `path` is asked for, beyond what a first answer takes.
+    // KiB by which the peak grows while `path` is asked for, beyond what a first answer and
+    // a first failure take: the code that they run, above all.
     std::int64_t growth(const CurlHttpClient& client, const std::string& path) {
-        failureOf([&] { send(client, get(server_.url("/small"))); });
+        for (const char* first : {"/small", "/cut"})
+            failureOf([&] { send(client, get(server_.url(first))); });
         ResidentPeak::begin();
         const std::int64_t before = ResidentPeak::kibibytes();
         HttpRequest request = get(server_.url(path));
@@ -61,6 +63,7 @@ protected:
     const ServerProcess server_{{}, [](FaultServer& server) {
                                     server.serve("/file", ServedContent{1, largeSize()});
                                     server.setPlan("/small", "gzip");
+                                    server.setPlan("/cut", "hfin@10");
                                     server.setPlan("/count", "hbomb:20000:200");
                                     server.setPlan("/line", "hline:200000");
                                     server.setPlan("/endless", "hinf");
