@@ -6,6 +6,7 @@
 #include <functional>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -150,6 +151,30 @@ void expectUnchangedWhileMemoryLacks(
     const std::vector<Operation<std::invoke_result_t<const Make&>>>& operations) {
     for (const auto& operation : operations) {
         AllocationSweep<std::decay_t<Make>, std::decay_t<Show>>(make, show, operation).run();
+    }
+}
+
+/// Lets `print` write to a stream while memory runs out at each point: it must write `whole`, or
+/// tell by the stream or by std::bad_alloc that there is only a part of it.
+template <typename Print>
+void expectNoCutText(const std::string& whole, const Print& print) {
+    for (const Failing failing : {Failing::ONE, Failing::ALL_LATER}) {
+        std::size_t succeeding = 0;
+        for (bool failed = true; failed; ++succeeding) {
+            std::ostringstream os;
+            bool thrown = false;
+            try {
+                const FailingAllocations limit(succeeding, failing);
+                print(os);
+            } catch (const std::bad_alloc&) {
+                thrown = true;
+            }
+            failed = FailingAllocations::anyFailed();
+            if (os) {
+                EXPECT_EQ(os.str(), thrown ? whole.substr(0, os.str().size()) : whole);
+            }
+        }
+        EXPECT_GT(succeeding, 1u) << whole << " takes no memory";
     }
 }
 

@@ -134,19 +134,50 @@ std::string sendForFuture(Client& client, HttpRequest request) {
     return show(client.transport.makeAsyncRequest(std::move(request)).get());
 }
 
-std::string sendForHandler(Client& client, HttpRequest request) {
-    std::string shown;
-    int calls = 0;
-    client.transport.makeAsyncRequest(
-        std::move(request),
-        CompletionHandler([&, text = longText("kept")](HttpRequest, HttpResponse response,
-                                                       std::exception_ptr error) {
+// What a handler was told.
+struct Told {
+    CompletionHandler handler() {
+        return [this, kept = longText("kept")](HttpRequest, HttpResponse response,
+                                               std::exception_ptr error) {
             ++calls;
             if (!error) shown = show(response);
-        }));
-    EXPECT_LE(calls, 1);
-    if (shown.empty()) throw std::bad_alloc();
-    return shown;
+        };
+    }
+
+    // Memory may have run out where nobody can be told of it.
+    std::string orNoMemory() const {
+        EXPECT_LE(calls, 1);
+        if (shown.empty()) throw std::bad_alloc();
+        return shown;
+    }
+
+    int calls = 0;
+    std::string shown;
+};
+
+std::string sendForHandler(Client& client, HttpRequest request) {
+    Told told;
+    client.transport.makeAsyncRequest(std::move(request), told.handler());
+    return told.orNoMemory();
+}
+
+std::string completeAnAttempt(Client& client, HttpRequest request) {
+    Told told;
+    auto task =
+        client.transport.retryCompletionHandler(std::make_shared<CompletionHandler>(told.handler()),
+                                                7, 0, 0, client.transport.getClientConfiguration());
+    HttpResponse response(request);
+    task(std::move(request), std::move(response), nullptr);
+    return told.orNoMemory();
+}
+
+std::string callHandler(Client&) {
+    Told told;
+    CompletionHandler handler = told.handler();
+    HttpResponse response;
+    response.setResponseCodeAndReason(HttpResponseCode::OK, longText("reason"));
+    handler(get(), std::move(response), nullptr);
+    return told.orNoMemory();
 }
 
 std::string showClient(const Client& client) {
@@ -175,6 +206,14 @@ TEST(HttpClientExhaustion, LeavesTheClientUnchangedAndNoResponseDamaged) {
              client.transport.makeAsyncRequest(withoutLength());
          })},
         {"makeAsyncRequest with a handler", request(get, sendForHandler)},
+        {"retryCompletionHandler", request(get, completeAnAttempt)},
+        {"call of a CompletionHandler", callHandler},
+        {"second call of a CompletionHandler", refused<std::future_error>([](Client&) {
+             Told told;
+             CompletionHandler handler = told.handler();
+             handler(get(), HttpResponse(), nullptr);
+             handler(get(), HttpResponse(), nullptr);
+         })},
     };
     expectUnchangedWhileMemoryLacks([] { return Client(); }, showClient, operations);
 }

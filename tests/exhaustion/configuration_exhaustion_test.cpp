@@ -82,41 +82,61 @@ std::string show(const WebSocketClientConfiguration& configuration) {
                        std::to_string(configuration.maxReadFrameSize()) +
                        std::to_string(configuration.handshakeTimeout()) + "\n";
     for (const auto code : configuration.recoverableConnectErrorCodes()) text += to_string(code);
-    if (configuration.connectErrorRecoveryEnabled()) text += " recovers";
-    if (configuration.reconnectEnabled()) text += " reconnects";
-    if (configuration.hasOnReconnectAborted()) text += " tells of an abort";
+    if (configuration.connectErrorRecoveryEnabled()) {
+        text += configuration.onRecoverableConnectError().target_type().name();
+    }
+    if (configuration.reconnectEnabled()) {
+        text += configuration.onReconnected().target_type().name();
+    }
+    if (configuration.hasOnReconnectAborted()) {
+        text += configuration.onReconnectAborted().target_type().name();
+    }
     return text + configuration.reconnectBackoffFcn().target_type().name();
 }
 
-TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
+// Everything is set, in each KIND to callbacks of types of their own, which are too large to be
+// kept inside a std::function.
+template <int KIND>
+WebSocketClientConfiguration furnished(const std::string& text) {
+    return WebSocketClientConfiguration()
+        .withCertificateFile(FilePath(text))
+        .withCustomHandshakeHeaders({{text, text}})
+        .withHandshakeTimeout(KIND)
+        .withConnectErrorRecovery([text](HttpResponse&&, unsigned long) { return true; })
+        .withRecoverableConnectErrorCodes({HttpResponseCode::NOT_FOUND, HttpResponseCode::CONFLICT})
+        .withReconnectEnabled([text](HttpResponse&&) {})
+        .withCustomReconnectBackoffFcn([text](const milliseconds& previous, unsigned long) {
+            return std::make_pair(previous, true);
+        })
+        .withOnReconnectAborted([text] {})
+        .withMaxReadFrameSize(KIND);
+}
+
+std::vector<Operation<WebSocketClientConfiguration>> webSocketOperations() {
     using Configuration = WebSocketClientConfiguration;
     const std::string text = longText("new");
-    // Callbacks too large to be kept inside a std::function.
     const auto recover = [text](HttpResponse&&, unsigned long) { return true; };
     const auto reconnected = [text](HttpResponse&&) {};
     const auto backoff = [text](const milliseconds& previous, unsigned long) {
         return std::make_pair(previous, true);
     };
     const auto aborted = [text] {};
-    const std::set codes = {HttpResponseCode::NOT_FOUND, HttpResponseCode::CONFLICT};
-    const auto other = Configuration()
-                           .withCertificateFile(FilePath(text))
-                           .withCustomHandshakeHeaders({{text, text}})
-                           .withHandshakeTimeout(9)
-                           .withConnectErrorRecovery(recover)
-                           .withRecoverableConnectErrorCodes(codes)
-                           .withReconnectEnabled(reconnected)
-                           .withCustomReconnectBackoffFcn(backoff)
-                           .withOnReconnectAborted(aborted)
-                           .withMaxReadFrameSize(9);
-    const std::vector<Operation<Configuration>> operations = {
+    const std::set codes = {HttpResponseCode::GONE, HttpResponseCode::LOCKED};
+    const auto other = furnished<1>(text);
+    return {
         {"construct", [](Configuration&) { return show(Configuration()); }},
         {"copy", [](Configuration& configuration) { return show(Configuration(configuration)); }},
         {"assign", [=](Configuration& configuration) { configuration = other; }},
+        {"certificateFile",
+         [](Configuration& configuration) { return configuration.certificateFile().toUtf8(); }},
         {"setCertificateFile",
          [=](Configuration& configuration) { configuration.setCertificateFile(FilePath(text)); }},
         {"withCertificateFile",
          [=](Configuration& configuration) { configuration.withCertificateFile(FilePath(text)); }},
+        {"customHandshakeHeaders",
+         [](Configuration& configuration) {
+             return entryLines(configuration.customHandshakeHeaders());
+         }},
         {"setCustomHandshakeHeaders",
          [=](Configuration& configuration) {
              configuration.setCustomHandshakeHeaders({{text, text}});
@@ -129,9 +149,10 @@ TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
          [=](Configuration& configuration) { configuration.setConnectErrorRecovery(recover); }},
         {"withConnectErrorRecovery",
          [=](Configuration& configuration) { configuration.withConnectErrorRecovery(recover); }},
-        {"onRecoverableConnectError", refused<std::logic_error>([](Configuration& configuration) {
-             configuration.onRecoverableConnectError();
-         })},
+        {"recoverableConnectErrorCodes",
+         [](Configuration& configuration) {
+             return std::to_string(configuration.recoverableConnectErrorCodes().size());
+         }},
         {"setRecoverableConnectErrorRespCodes",
          [=](Configuration& configuration) {
              configuration.setRecoverableConnectErrorRespCodes(codes);
@@ -144,8 +165,6 @@ TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
          [=](Configuration& configuration) { configuration.setReconnectEnabled(reconnected); }},
         {"withReconnectEnabled",
          [=](Configuration& configuration) { configuration.withReconnectEnabled(reconnected); }},
-        {"onReconnected", refused<std::logic_error>(
-                              [](Configuration& configuration) { configuration.onReconnected(); })},
         {"setCustomReconnectBackoffFcn",
          [=](Configuration& configuration) {
              configuration.setCustomReconnectBackoffFcn(backoff);
@@ -158,17 +177,61 @@ TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
          [=](Configuration& configuration) { configuration.setOnReconnectAborted(aborted); }},
         {"withOnReconnectAborted",
          [=](Configuration& configuration) { configuration.withOnReconnectAborted(aborted); }},
-        {"onReconnectAborted", refused<std::logic_error>([](Configuration& configuration) {
-             configuration.onReconnectAborted();
-         })},
     };
+}
+
+const auto showWebSocket = [](const WebSocketClientConfiguration& c) { return show(c); };
+
+WebSocketClientConfiguration bareWebSocket() {
+    return WebSocketClientConfiguration()
+        .withCertificateFile(FilePath(longText("file")))
+        .withCustomHandshakeHeaders({{longText("Name"), longText("value")}});
+}
+
+TEST(WebSocketClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
+    const auto operations = webSocketOperations();
+    expectUnchangedWhileMemoryLacks(bareWebSocket, showWebSocket, operations);
+    expectUnchangedWhileMemoryLacks([] { return furnished<0>(longText("old")); }, showWebSocket,
+                                    operations);
+}
+
+// The callbacks, by the types of what they hold.
+std::vector<Operation<WebSocketClientConfiguration>> callbacksOfAWebSocket() {
+    using Configuration = WebSocketClientConfiguration;
+    return {
+        {"onRecoverableConnectError",
+         [](Configuration& configuration) {
+             return std::string(configuration.onRecoverableConnectError().target_type().name());
+         }},
+        {"onReconnected",
+         [](Configuration& configuration) {
+             return std::string(configuration.onReconnected().target_type().name());
+         }},
+        {"reconnectBackoffFcn",
+         [](Configuration& configuration) {
+             return std::string(configuration.reconnectBackoffFcn().target_type().name());
+         }},
+        {"onReconnectAborted",
+         [](Configuration& configuration) {
+             return std::string(configuration.onReconnectAborted().target_type().name());
+         }},
+    };
+}
+
+TEST(WebSocketClientConfigurationExhaustion, GetsACallbackWholeOrNotAtAll) {
+    expectUnchangedWhileMemoryLacks([] { return furnished<0>(longText("old")); }, showWebSocket,
+                                    callbacksOfAWebSocket());
+}
+
+TEST(WebSocketClientConfigurationExhaustion, FailsToGetWhatIsAbsentAsItDoesWithMemory) {
+    using Configuration = WebSocketClientConfiguration;
     expectUnchangedWhileMemoryLacks(
-        [] {
-            return Configuration()
-                .withCertificateFile(FilePath(longText("file")))
-                .withCustomHandshakeHeaders({{longText("Name"), longText("value")}});
-        },
-        [](const Configuration& configuration) { return show(configuration); }, operations);
+        bareWebSocket, showWebSocket,
+        {{"onRecoverableConnectError",
+          refused<std::logic_error>([](Configuration& c) { c.onRecoverableConnectError(); })},
+         {"onReconnected", refused<std::logic_error>([](Configuration& c) { c.onReconnected(); })},
+         {"onReconnectAborted",
+          refused<std::logic_error>([](Configuration& c) { c.onReconnectAborted(); })}});
 }
 
 struct Nothing {};

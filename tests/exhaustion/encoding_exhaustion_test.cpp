@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <iterator>
-#include <sstream>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,6 +16,7 @@ namespace tavrin::httpclient_core {
 namespace {
 
 using test::entryLines;
+using test::expectNoCutText;
 using test::expectUnchangedWhileMemoryLacks;
 using test::longText;
 using test::Operation;
@@ -45,6 +46,16 @@ std::vector<Operation<QueryParameters>> queryOperations() {
          [=](QueryParameters&) {
              return entryLines(QueryParameters{{key, value}, {value, key}});
          }},
+        {"construct of a collection",
+         [=](QueryParameters&) {
+             return entryLines(QueryParameters(NameValueCollection{{key, value}, {"", key}}));
+         }},
+        {"copy", [](QueryParameters& query) { return entryLines(QueryParameters(query)); }},
+        {"assign",
+         [=](QueryParameters& query) {
+             const QueryParameters other = {{value, key}};
+             query = other;
+         }},
         {"construct with an empty key", refused<std::logic_error>([=](QueryParameters&) {
              QueryParameters({{key, value}, {"", value}});
          })},
@@ -60,19 +71,36 @@ TEST(QueryParametersExhaustion, LeavesTheParametersUnchanged) {
         entryLines<QueryParameters>, queryOperations());
 }
 
+TEST(QueryParametersExhaustion, NeverPrintsACutText) {
+    const QueryParameters query = {{longText("key"), longText("1")}, {longText("KEY"), "2"}};
+    expectNoCutText(query.toString(), [&](std::ostream& os) { query.toStream(os); });
+}
+
+TEST(FormUrlEncodedExhaustion, LeavesTheFormUnchanged) {
+    const NameValueCollection fields = {{longText("name"), longText("value")}, {"a b", "c"}};
+    const auto content = [](const FormUrlEncoded& form) {
+        return std::string(std::istreambuf_iterator<char>(*form.stream()), {});
+    };
+    using Form = FormUrlEncoded;
+    const std::vector<Operation<Form>> operations = {
+        {"construct", [=](Form&) { return content(Form(fields)); }},
+        {"copy", [=](Form& form) { return content(Form(form)); }},
+        {"assign",
+         [=](Form& form) {
+             const Form other({{longText("other"), longText("field")}, {"and", "another"}});
+             form = other;
+         }},
+        {"contentType", [](Form& form) { return form.contentType().toString(); }},
+        {"stream", content},
+    };
+    expectUnchangedWhileMemoryLacks([&] { return FormUrlEncoded(fields); }, content, operations);
+}
+
 struct Nothing {};
 
 std::vector<Operation<Nothing>> values() {
     const std::string name = longText("name");
-    const std::string value = longText("value");
     return {
-        {"FormUrlEncoded",
-         [=](Nothing&) {
-             const FormUrlEncoded form({{name, value}, {value, name}});
-             const auto stream = form.stream();
-             const std::string content(std::istreambuf_iterator<char>(*stream), {});
-             return form.contentType().toString() + std::to_string(form.contentLength()) + content;
-         }},
         {"FilePath",
          [=](Nothing&) {
              const FilePath path(name);

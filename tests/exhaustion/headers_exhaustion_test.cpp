@@ -35,6 +35,10 @@ std::vector<Operation<HttpHeaders>> headerOperations() {
         {"addHeader without a colon",
          refused<std::runtime_error>([=](HttpHeaders& headers) { headers.addHeader(name); })},
         {"removeHeader", [=](HttpHeaders& headers) { headers.removeHeader(longText("Name")); }},
+        {"construct",
+         [=](HttpHeaders&) {
+             return entryLines(HttpHeaders{{name, value}, {name, name}});
+         }},
         {"copy", [](HttpHeaders& headers) { return entryLines(HttpHeaders(headers)); }},
         {"assign",
          [=](HttpHeaders& headers) {
@@ -88,6 +92,7 @@ std::vector<Operation<Nothing>> parsing() {
          }},
         {"ContentType::parse of an empty value",
          refused<std::runtime_error>([=](Nothing&) { ContentType::parse(a + "; " + b + "="); })},
+        {"ContentType::getType", [=](Nothing&) { return ContentType(a, {}).getType(); }},
         {"ContentType::getParameters",
          [=](Nothing&) {
              return show(ContentType(a, {{a, b}}).getParameters());
@@ -105,6 +110,9 @@ std::vector<Operation<Nothing>> parsing() {
              const Accept accept({ContentType(a, {}), ContentType(b, {{a, b}})});
              return accept.getTypes().at(1).toString();
          }},
+        {"Accept::at a place behind the last", refused<std::out_of_range>([=](Nothing&) {
+             return Accept({ContentType(a, {})}).at(1).toString();
+         })},
         {"Cookie::parse",
          [=](Nothing&) { return show(Cookie::parse(a + "=" + b + "; " + b + "=" + a)); }},
         {"Cookie::parse of a bad piece",

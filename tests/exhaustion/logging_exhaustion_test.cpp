@@ -1,12 +1,11 @@
 #include <gmock/gmock.h>
 
 #include <cstddef>
-#include <new>
 #include <stdexcept>
 #include <string>
 
+#include "exhaustion/allocation_sweep.h"
 #include "exhaustion/failing_allocations.h"
-#include "httpclient_core/collections.h"
 #include "httpclient_core/logging.h"
 #include "httpclient_core/messages.h"
 #include "httpclient_core/retry.h"
@@ -15,10 +14,12 @@
 namespace tavrin::httpclient_core {
 namespace {
 
-using test::allocationsInUse;
+using test::expectUnchangedWhileMemoryLacks;
 using test::Failing;
 using test::FailingAllocations;
 using test::LogCapture;
+using test::longText;
+using test::refused;
 
 // A record is whole or missing; what the library decides is the same with it and without.
 TEST(LoggingExhaustion, WritesNoCutRecordAndChangesNoDecision) {
@@ -52,23 +53,19 @@ TEST(LoggingExhaustion, WritesNoCutRecordAndChangesNoDecision) {
     }
 }
 
-TEST(LoggingExhaustion, KeepsTheMaskThatItCannotChange) {
-    const LogCapture log(LOG_MISUSE);
-    const std::string unknown(300, 'x');
-    for (std::size_t succeeding = 0;; ++succeeding) {
-        const auto inUse = allocationsInUse();
-        try {
-            const FailingAllocations limit(succeeding, Failing::ALL_LATER);
-            setLogSeverityMask(unknown, 0);
-            ADD_FAILURE() << "not refused";
-        } catch (const std::bad_alloc&) {
-        } catch (const std::out_of_range& error) {
-            EXPECT_EQ(error.what(), unknown + " not found.");
-        }
-        EXPECT_EQ(allocationsInUse(), inUse);
-        EXPECT_EQ(getLogSeverityMask(LOG_CHANNEL), LOG_MISUSE);
-        if (!FailingAllocations::anyFailed()) break;
-    }
+TEST(LoggingExhaustion, LeavesTheMasksUnchangedWhenItRefusesAChannel) {
+    struct Masks {
+        Masks() { setLogSeverityMask(LOG_CHANNEL, LOG_MISUSE); }
+    };
+    const LogCapture restoringThem;
+    const std::string unknown = longText("unknown");
+    expectUnchangedWhileMemoryLacks(
+        [] { return Masks(); },
+        [](const Masks&) { return std::to_string(getLogSeverityMask(LOG_CHANNEL)); },
+        {{"setLogSeverityMask",
+          refused<std::out_of_range>([=](Masks&) { setLogSeverityMask(unknown, 0); })},
+         {"getLogSeverityMask",
+          refused<std::out_of_range>([=](Masks&) { getLogSeverityMask(unknown); })}});
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ namespace tavrin::httpclient_core {
 namespace {
 
 using test::entryLines;
+using test::expectNoCutText;
 using test::expectUnchangedWhileMemoryLacks;
 using test::longText;
 using test::Operation;
@@ -86,6 +87,17 @@ std::vector<Operation<HttpMessage>> messageOperations() {
         {"setCookie",
          [=](HttpMessage& message) {
              message.setCookie({{text, text}, {"a", "b"}});
+         }},
+        {"construct",
+         [=](HttpMessage&) {
+             return entryLines(HttpMessage(HttpHeaders{{text, text}}).getHeaders());
+         }},
+        {"copy",
+         [](HttpMessage& message) { return entryLines(HttpMessage(message).getHeaders()); }},
+        {"assign",
+         [=](HttpMessage& message) {
+             const HttpMessage other({{text, text}});
+             message = other;
          }},
         {"getCookie", [](HttpMessage& message) { return message.getCookie().toString(";", "="); }},
     };
@@ -229,6 +241,12 @@ TEST(HttpRequestExhaustion, GetsWhatIsThereWholeOrNotAtAll) {
           [](Request& request) {
               return request.getMultipartBody().getDataPart("part").getData();
           }},
+         {"getRequestBodyString",
+          [](Request& request) {
+              request.getRequestBody().clear();
+              request.getRequestBody().seekg(0);
+              return request.getRequestBodyString();
+          }},
          {"getProgressCallback", [](Request& request) { request.getProgressCallback(); }},
          {"getClientConfiguration",
           [](Request& request) { return request.getClientConfiguration().proxy(); }}});
@@ -260,6 +278,7 @@ HttpResponse bareResponse() {
     HttpResponse response(request);
     response.setHeaders(wornHeaders());
     response.setResponseCodeAndReason(HttpResponseCode::OK, longText("reason"));
+    response.setTransactionReport(TransactionReport(1, URL(longText("http://other/"))));
     return response;
 }
 
@@ -293,6 +312,10 @@ TEST(HttpResponseExhaustion, LeavesTheResponseUnchanged) {
          [=](Response& response) {
              response.setTransactionReport(TransactionReport(2, URL(text)));
          }},
+        {"getTransactionReport",
+         [](Response& response) {
+             return response.getTransactionReport().effectiveURL().toAsciiString();
+         }},
         {"setResponseBody", [=](Response& response) { response.setResponseBody(text); }},
         {"getResponseBody", [](Response& response) { response.getResponseBody().flush(); }},
     };
@@ -311,6 +334,24 @@ TEST(HttpResponseExhaustion, ReadsTheWholeBodyOrNone) {
                                           answered.response.getResponseBody().seekg(0);
                                           return answered.response.getResponseBodyString();
                                       }}});
+}
+
+TEST(HttpResponseExhaustion, FailsWithoutAStreamAsItDoesWithMemory) {
+    const auto streamless = [] {
+        HttpRequest request(HttpMethod::GET, URL("http://host/"), {});
+        request.setResponseStreamFactory(
+            [](HttpResponseCode, const std::string&, const HttpHeaders&) { return nullptr; });
+        return HttpResponse(request);
+    };
+    using Response = HttpResponse;
+    expectUnchangedWhileMemoryLacks(
+        streamless, showResponse,
+        {{"getResponseBody",
+          refused<std::logic_error>([](Response& response) { response.getResponseBody(); })},
+         {"getResponseBodyString",
+          refused<std::logic_error>([](Response& response) { response.getResponseBodyString(); })},
+         {"setResponseBody", refused<std::logic_error>(
+                                 [](Response& response) { response.setResponseBody("text"); })}});
 }
 
 TEST(HttpResponseExhaustion, KeepsTheBodyThatItCannotReset) {
@@ -342,6 +383,20 @@ TEST(MessagesExhaustion, NameCodesAndMethodsWholeOrNotAtAll) {
           }}});
 }
 
+TEST(MessagesExhaustion, NeverPrintACutText) {
+    constexpr int MORE_THAN_A_STREAM_HOLDS_AT_FIRST = 100;
+    const auto expectNoCut = [](const std::string& text, const auto& value) {
+        std::string whole;
+        for (int i = 0; i < MORE_THAN_A_STREAM_HOLDS_AT_FIRST; ++i) whole += text;
+        expectNoCutText(whole, [&](std::ostream& os) {
+            for (int i = 0; i < MORE_THAN_A_STREAM_HOLDS_AT_FIRST; ++i) os << value;
+        });
+    };
+    expectNoCut("DELETE", HttpMethod::DELETE);
+    expectNoCut("404", HttpResponseCode::NOT_FOUND);
+    expectNoCut(longText("http://host/"), URL(longText("http://host/")));
+}
+
 TEST(TransactionReportExhaustion, IsAssignedWholeOrNotAtAll) {
     const TransactionReport other(2, URL(longText("http://other/")));
     expectUnchangedWhileMemoryLacks(
@@ -349,7 +404,10 @@ TEST(TransactionReportExhaustion, IsAssignedWholeOrNotAtAll) {
         [](const TransactionReport& report) {
             return std::to_string(report.redirectCount()) + report.effectiveURL().toAsciiString();
         },
-        {{"assign", [&](TransactionReport& report) { report = other; }}});
+        {{"assign", [&](TransactionReport& report) { report = other; }},
+         {"copy", [&](TransactionReport&) {
+              return TransactionReport(other).effectiveURL().toAsciiString();
+          }}});
 }
 
 }  // namespace

@@ -85,6 +85,14 @@ std::vector<Operation<Part>> partOperations() {
 TEST(PartHeaderExhaustion, LeavesTheHeaderUnchanged) {
     auto operations = headerOperations<PartHeader>();
     operations.push_back(assign(otherHeader()));
+    operations.emplace_back("construct", [](PartHeader&) {
+        return show(PartHeader(longText("new"))) + show(PartHeader(longText("new"), "type"));
+    });
+    operations.emplace_back("getPartName", [](PartHeader& part) { return part.getPartName(); });
+    operations.emplace_back("getContentType",
+                            [](PartHeader& part) { return part.getContentType(); });
+    operations.emplace_back("getCustomHeaders",
+                            [](PartHeader& part) { return entryLines(part.getCustomHeaders()); });
 
     expectUnchangedWhileMemoryLacks(header, showAny, operations);
 }
@@ -94,8 +102,13 @@ TEST(DataPartExhaustion, LeavesThePartUnchanged) {
     operations.push_back(assign(DataPart(otherHeader(), longText("other data"))));
     operations.emplace_back("setData", [](DataPart& part) { part.setData(longText("new")); });
     operations.emplace_back("withData", [](DataPart& part) { part.withData(longText("new")); });
+    operations.emplace_back("getData", [](DataPart& part) { return part.getData(); });
     operations.emplace_back("construct",
                             [](DataPart&) { return show(DataPart(header(), longText("new"))); });
+    operations.emplace_back("construct of a header alone",
+                            [](DataPart&) { return show(DataPart(header())); });
+    operations.emplace_back("construct of data alone",
+                            [](DataPart&) { return show(DataPart(longText("new"))); });
 
     expectUnchangedWhileMemoryLacks([] { return DataPart(header(), longText("data")); }, showAny,
                                     operations);
@@ -111,6 +124,12 @@ TEST(FilePartExhaustion, LeavesThePartUnchanged) {
         refused<std::logic_error>([](FilePart& part) { part.setFilePath(FilePath("")); }));
     operations.emplace_back(
         "construct", [](FilePart&) { return show(FilePart(header(), FilePath(longText("new")))); });
+    operations.emplace_back("construct of a path alone",
+                            [](FilePart&) { return show(FilePart(FilePath(longText("new")))); });
+    operations.emplace_back("construct of an empty path",
+                            refused<std::logic_error>([](FilePart&) { FilePart(FilePath("")); }));
+    operations.emplace_back("getFilePath",
+                            [](FilePart& part) { return part.getFilePath().toUtf8(); });
 
     expectUnchangedWhileMemoryLacks([] { return FilePart(header(), FilePath(longText("path"))); },
                                     showAny, operations);

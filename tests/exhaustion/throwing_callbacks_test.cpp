@@ -9,6 +9,7 @@
 #include <exception>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -302,12 +303,11 @@ TEST(ThrowingCallbacks, BreakThePromiseOfAnAsynchronousRequest) {
     }
 }
 
-TEST(ThrowingCallbacks, OfAResponseOrItsBodyFailTheAttempt) {
-    // A strategy that gives up at once hands the attempt's exception on.
-    const auto noRetries = ClientConfiguration().withRetryStrategy(noRetriesStrategy());
-    Client client(noRetries);
-    const std::vector<std::pair<std::string, std::function<void(HttpRequest&, Trap&)>>> callbacks =
-        {
+// What a request may bring that is called while a response comes in.
+const std::vector<std::pair<std::string, std::function<void(HttpRequest&, Trap&)>>>&
+callbacksOfRequests() {
+    static const std::vector<std::pair<std::string, std::function<void(HttpRequest&, Trap&)>>>
+        table = {
             {"before a change",
              [](HttpRequest& request, Trap& trap) {
                  request.setPreRespCodeAndHeadersCallback([&] { trap.call(); });
@@ -328,7 +328,14 @@ TEST(ThrowingCallbacks, OfAResponseOrItsBodyFailTheAttempt) {
                  });
              }},
         };
-    for (const auto& [name, install] : callbacks) {
+    return table;
+}
+
+TEST(ThrowingCallbacks, OfAResponseOrItsBodyFailTheAttempt) {
+    // A strategy that gives up at once hands the attempt's exception on.
+    const auto noRetries = ClientConfiguration().withRetryStrategy(noRetriesStrategy());
+    Client client(noRetries);
+    for (const auto& [name, install] : callbacksOfRequests()) {
         SCOPED_TRACE(name);
         Trap trap(0);
         const auto armed = [&, &install = install] {
@@ -342,6 +349,57 @@ TEST(ThrowingCallbacks, OfAResponseOrItsBodyFailTheAttempt) {
         trap.disarm();
         EXPECT_EQ(client.transport.makeRequest(armed()).getResponseBodyString(), "busy");
         EXPECT_EQ(client.transport.makeAsyncRequest(armed()).get().getResponseBodyString(), "busy");
+    }
+}
+
+// What comes of a request whose callback throws at each of its calls in turn, until none is left.
+template <typename Send>
+std::vector<std::string> outcomesWhile(const std::function<void(HttpRequest&, Trap&)>& install,
+                                       Send send) {
+    std::vector<std::string> outcomes;
+    for (int goingWell = 0;; ++goingWell) {
+        const auto client = clientWithStrategy([] {});
+        Trap trap(goingWell);
+        auto request = get();
+        install(request, trap);
+        std::string outcome;
+        try {
+            outcome = send(client->transport, std::move(request)).getResponseBodyString();
+        } catch (const CallbackFailed&) {
+            outcome = "failed";
+        } catch (const std::future_error& error) {
+            EXPECT_EQ(error.code(), std::future_errc::broken_promise);
+            outcome = "broken";
+        }
+        if (!trap.wasHit()) return outcomes;
+        outcomes.push_back(outcome);
+        EXPECT_EQ(send(client->transport, get()).getResponseBodyString(), "busy");
+    }
+}
+
+// The strategy asks for two attempts: what throws in the first one is made good by the second, and
+// what throws between them ends the request, an asynchronous one without anybody to tell.
+TEST(ThrowingCallbacks, OfARetriedRequestFailTheirAttemptOrTheRequest) {
+    struct {
+        std::vector<std::string> synchronous, asynchronous;
+    } const expected[] = {
+        {{"busy", "busy", "failed", "failed", "failed", "failed"},
+         {"busy", "busy", "broken", "broken", "failed", "failed"}},
+        {{"busy", "failed"}, {"busy", "broken"}},
+        {{"busy", "failed"}, {"busy", "failed"}},
+    };
+    const auto sendAndWait = [](const HttpClient& client, HttpRequest request) {
+        return client.makeRequest(std::move(request));
+    };
+    const auto sendForFuture = [](const HttpClient& client, HttpRequest request) {
+        return client.makeAsyncRequest(std::move(request)).get();
+    };
+    ASSERT_EQ(std::size(expected), callbacksOfRequests().size());
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        const auto& [name, install] = callbacksOfRequests()[i];
+        SCOPED_TRACE(name);
+        EXPECT_EQ(outcomesWhile(install, sendAndWait), expected[i].synchronous);
+        EXPECT_EQ(outcomesWhile(install, sendForFuture), expected[i].asynchronous);
     }
 }
 
