@@ -9,6 +9,9 @@
 /// Requests that are under way at once in the work "parallel".
 constexpr std::size_t IN_FLIGHT = 32;
 
+/// Futures that an asynchronous contender holds then, so that its queue never runs dry.
+constexpr std::size_t QUEUED = 8 * IN_FLIGHT;
+
 /// What a contender is to do, against a server on this machine.
 struct Task {
     std::string url;

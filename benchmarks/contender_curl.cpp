@@ -6,40 +6,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "contender.h"
+#include "curl_response.h"
 
 namespace {
 
-struct Response {
-    std::uint64_t discarded = 0;
-    std::string body;
-    std::vector<std::pair<std::string, std::string>> headers;
-};
-
-std::size_t discardPiece(char*, std::size_t size, std::size_t count, void* to) {
-    static_cast<Response*>(to)->discarded += size * count;
-    return size * count;
-}
-
-std::size_t keepPiece(char* data, std::size_t size, std::size_t count, void* to) {
-    static_cast<Response*>(to)->body.append(data, size * count);
-    return size * count;
-}
-
-std::size_t keepHeader(char* data, std::size_t size, std::size_t count, void* to) {
-    const std::string_view line(data, size * count);
-    const std::size_t colon = line.find(':');
-    if (colon != std::string_view::npos) {
-        const std::size_t value = std::min(line.find_first_not_of(' ', colon + 1), line.size());
-        const std::size_t end = std::max(line.find_last_not_of("\r\n") + 1, value);
-        static_cast<Response*>(to)->headers.emplace_back(line.substr(0, colon),
-                                                         line.substr(value, end - value));
-    }
+std::size_t countPiece(char*, std::size_t size, std::size_t count, void* to) {
+    *static_cast<std::uint64_t*>(to) += size * count;
     return size * count;
 }
 
@@ -54,12 +29,12 @@ Handle handleFor(const Task& task) {
 
 Handle smallHandleFor(const Task& task) {
     Handle handle = handleFor(task);
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, keepPiece);
-    curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, keepHeader);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, CurlResponse::keepPiece);
+    curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, CurlResponse::keepHeader);
     return handle;
 }
 
-void receiveInto(const Handle& handle, Response& response) {
+void receiveInto(const Handle& handle, CurlResponse& response) {
     curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &response);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &response);
 }
@@ -67,7 +42,7 @@ void receiveInto(const Handle& handle, Response& response) {
 void sequential(const Task& task) {
     const Handle handle = smallHandleFor(task);
     for (std::size_t i = 0; i < task.requests; ++i) {
-        Response response;
+        CurlResponse response;
         receiveInto(handle, response);
         expect(curl_easy_perform(handle.get()) == CURLE_OK, "A request failed");
         expect(response.body.size() == task.bytes, "A response is short");
@@ -78,16 +53,16 @@ void parallel(const Task& task) {
     const std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi(curl_multi_init(),
                                                               curl_multi_cleanup);
     std::vector<Handle> handles;
-    std::vector<Response> responses(std::min(IN_FLIGHT, task.requests));
+    std::vector<CurlResponse> responses(std::min(IN_FLIGHT, task.requests));
     std::size_t started = 0;
-    const auto start = [&](const Handle& handle, Response& response) {
-        response = Response();
+    const auto start = [&](const Handle& handle, CurlResponse& response) {
+        response = CurlResponse();
         receiveInto(handle, response);
         curl_easy_setopt(handle.get(), CURLOPT_PRIVATE, &response);
         curl_multi_add_handle(multi.get(), handle.get());
         ++started;
     };
-    for (Response& response : responses)
+    for (CurlResponse& response : responses)
         start(handles.emplace_back(smallHandleFor(task)), response);
 
     for (std::size_t ended = 0; ended < task.requests;) {
@@ -98,7 +73,7 @@ void parallel(const Task& task) {
             expect(message->data.result == CURLE_OK, "A request failed");
             char* own = nullptr;
             curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &own);
-            Response& response = *reinterpret_cast<Response*>(own);
+            CurlResponse& response = *reinterpret_cast<CurlResponse*>(own);
             expect(response.body.size() == task.bytes, "A response is short");
             curl_multi_remove_handle(multi.get(), message->easy_handle);
             ++ended;
@@ -109,18 +84,24 @@ void parallel(const Task& task) {
     }
 }
 
-void download(const Task& task, curl_write_callback write) {
+void download(const Task& task, curl_write_callback write, void* to) {
     const Handle handle = handleFor(task);
-    Response response;
     curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, write);
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &response);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, to);
     expect(curl_easy_perform(handle.get()) == CURLE_OK, "The download failed");
-    expect(response.discarded + response.body.size() == task.bytes, "The download is short");
 }
 
-void discard(const Task& task) { download(task, discardPiece); }
+void discard(const Task& task) {
+    std::uint64_t bytes = 0;
+    download(task, countPiece, &bytes);
+    expect(bytes == task.bytes, "The download is short");
+}
 
-void intoMemory(const Task& task) { download(task, keepPiece); }
+void intoMemory(const Task& task) {
+    CurlResponse response;
+    download(task, CurlResponse::keepPiece, &response);
+    expect(response.body.size() == task.bytes, "The download is short");
+}
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 

@@ -57,18 +57,19 @@ void sequential(const Task& task) {
         expectWhole(client.makeRequest(get(task)), task);
 }
 
-// The client lets so many go at a time; the queue never runs dry.
 void parallel(const Task& task) {
     const CurlHttpClient client(
         ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(IN_FLIGHT));
     std::deque<std::future<HttpResponse>> futures;
-    for (std::size_t i = 0; i < task.requests; ++i) {
-        futures.push_back(client.makeAsyncRequest(get(task)));
-        if (futures.size() < 8 * IN_FLIGHT) continue;
+    const auto takeFirst = [&] {
         expectWhole(futures.front().get(), task);
         futures.pop_front();
+    };
+    for (std::size_t i = 0; i < task.requests; ++i) {
+        futures.push_back(client.makeAsyncRequest(get(task)));
+        if (futures.size() == QUEUED) takeFirst();
     }
-    for (auto& future : futures) expectWhole(future.get(), task);
+    while (!futures.empty()) takeFirst();
 }
 
 void download(const Task& task, const ResponseStreamFactory& factory) {
