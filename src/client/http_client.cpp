@@ -50,7 +50,7 @@ public:
 
     std::future<HttpResponse> future() { return promise_.get_future(); }
 
-    void operator()(HttpRequest, HttpResponse response, std::exception_ptr error) {
+    void operator()(HttpRequest&&, HttpResponse&& response, std::exception_ptr&& error) {
         brokenPromise_ = nullptr;
         if (error) {
             promise_.set_exception(std::move(error));

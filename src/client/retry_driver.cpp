@@ -15,7 +15,7 @@ struct RetryDriver {
     std::uint64_t requestId;
     ClientConfiguration configuration;
 
-    void operator()(HttpRequest request, HttpResponse response, std::exception_ptr error) {
+    void operator()(HttpRequest&& request, HttpResponse&& response, std::exception_ptr&& error) {
         const auto strategy = configuration.retryStrategy();
         // Before the strategy is asked, unlike in the synchronous loop, and on purpose.
         if (isSuccess(response)) consecutiveAttempts = 0;

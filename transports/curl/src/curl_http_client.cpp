@@ -192,7 +192,7 @@ void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler han
     const CarriedAsynchronously carried(this, logical);
     HttpClient::makeAsyncRequest(
         std::move(request),
-        [logical](HttpRequest made, HttpResponse response, std::exception_ptr error) {
+        [logical](HttpRequest&& made, HttpResponse&& response, std::exception_ptr&& error) {
             (*logical->handler)(std::move(made), std::move(response), std::move(error));
         });
 }

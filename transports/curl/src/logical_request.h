@@ -33,8 +33,8 @@ struct HeldBytes {
 class OnceHandler {
 public:
     explicit OnceHandler(httpclient_core::CompletionHandler handler);
-    void operator()(httpclient_core::HttpRequest request, httpclient_core::HttpResponse response,
-                    std::exception_ptr error);
+    void operator()(httpclient_core::HttpRequest&& request,
+                    httpclient_core::HttpResponse&& response, std::exception_ptr&& error);
 
 private:
     std::atomic<bool> called_{false};
