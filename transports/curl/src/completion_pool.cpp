@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "async_engine.h"
+#include "left_thread.h"
 #include "signal_block.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -50,6 +51,10 @@ struct CompletionPool::State {
     Threads ended;
     std::thread watcher;
     bool watching = false;
+
+    // For the thread that closes the pool, if it is one of its own, and what it has to join.
+    std::unique_ptr<LeftThread> left = std::make_unique<LeftThread>();
+    std::unique_ptr<LeftThread> leftBefore;
 
     // Threads that sleep until they are called, calls that none of them has heard yet, and threads
     // that run a completion; what remains of all threads is about to take one.
@@ -153,7 +158,12 @@ void CompletionPool::work(const std::shared_ptr<State>& state, Threads::iterator
             if (!state->closing) break;
         }
     }
-    if (state->closed) return;  // close() takes care of it
+    if (state->closed) {  // close() takes care of it
+        std::unique_ptr<LeftThread> before = std::move(state->leftBefore);
+        lock.unlock();
+        LeftThread::join(std::move(before));
+        return;
+    }
     state->ended.splice(state->ended.end(), state->threads, self);
 }
 
@@ -213,13 +223,16 @@ void CompletionPool::close() {
         threads.splice(threads.end(), state_->ended);
     }
     state_->called.notify_all();
+    std::thread self;
     for (auto& thread : threads) {
         if (thread.get_id() == std::this_thread::get_id()) {
-            thread.detach();
+            self = std::move(thread);
         } else {
             thread.join();
         }
     }
+    if (self.joinable())
+        state_->leftBefore = LeftThread::leave(std::move(state_->left), std::move(self));
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -24,7 +24,7 @@ public:
     void post(JobQueue jobs) noexcept;
 
     // Waits until everything posted has run and joins the threads. Called from a completion, it
-    // does so for the others; that completion's own thread then ends by itself.
+    // does so for the others; that completion's own thread becomes a LeftThread.
     void close();
 
     // Whether the calling thread belongs to a pool.

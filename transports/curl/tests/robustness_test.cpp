@@ -3,10 +3,13 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <future>
 #include <mutex>
+#include <thread>
 #include <vector>
 
+#include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/alarm_storm.h"
 #include "support/child.h"
@@ -106,6 +109,77 @@ TEST_P(Robustness, ExitWithRequestsUnderWayIsClean) {
             },
             testing::ExitedWithCode(7), "");
     }
+}
+
+// Has a handler destroy the client that calls it, and then do something more.
+template <typename Action>
+void destroyFromItsHandler(Action more) {
+    const auto destroyed = std::make_shared<std::promise<void>>();
+    const auto client = std::make_shared<std::unique_ptr<CurlHttpClient>>();
+    *client = std::make_unique<CurlHttpClient>();
+    (*client)->makeAsyncRequest(get("nonsense://x"), [=](const auto&...) {
+        client->reset();
+        destroyed->set_value();
+        more();
+    });
+    destroyed->get_future().wait();
+}
+
+// A fresh process, in which nothing but the test has asked to be told of its end.
+bool isFresh() { return std::getenv("FRESH_PROCESS") != nullptr; }
+int inFreshProcess() { return test::rerunWith({{"FRESH_PROCESS", "1"}}); }
+
+TEST(Exit, WaitsForHandlersThatDestroyedTheirClients) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    if (!isFresh()) {
+        EXPECT_EQ(inFreshProcess(), 7);
+        return;
+    }
+    static std::atomic<int> ended{0};
+    static std::promise<void> begun;
+    // The first to be registered is called last.
+    std::atexit([] { _exit(ended == 3 ? 7 : 1); });
+    for (int i = 0; i < 3; ++i) {
+        destroyFromItsHandler([i] {
+            if (i == 0) begun.get_future().wait();
+            httpclient_testing::sha256Hex(std::string(30000000, 'x'));
+            ++ended;
+        });
+    }
+    std::atexit([] { begun.set_value(); });
+    std::exit(2);
+}
+
+TEST(Exit, MayBeCalledByHandlersThatDestroyedTheirClients) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    if (!isFresh()) {
+        EXPECT_EQ(inFreshProcess(), 7);
+        return;
+    }
+    std::promise<void> another;
+    destroyFromItsHandler([ready = another.get_future().share()] {
+        ready.wait();
+        std::exit(7);
+    });
+    destroyFromItsHandler([] {});
+    another.set_value();
+    pause();
+}
+
+TEST(AForkedChild, DoesNotWaitForHandlersOfItsParents) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    std::promise<void> ended;
+    destroyFromItsHandler([end = ended.get_future().share()] { end.wait(); });
+
+    EXPECT_EXIT(
+        {
+            // One of them takes the place of the parent's in memory.
+            for (int i = 0; i < 9; ++i) std::thread([] { pause(); }).detach();
+            std::exit(7);
+        },
+        testing::ExitedWithCode(7), "");
+
+    ended.set_value();
 }
 
 TEST_P(Robustness, SignalsDisturbNothing) {

@@ -33,7 +33,8 @@ namespace tavrin::httpclient_curl {
 /// milliseconds and about one more for each thousand requests that wait; a handler that blocks, a
 /// retry strategy that sleeps and a stream or callback that blocks delay it for as long as they
 /// take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
-/// HttpRequestCancelledException.
+/// HttpRequestCancelledException. A handler may destroy the client that calls it; all other threads
+/// of the client have ended then, and the end of the program waits for that handler to return.
 ///
 /// **fork().** A child process may use and destroy a client of its parent's: there it has threads
 /// and connections of its own, none of the parent's requests, and leaves the parent's connections
