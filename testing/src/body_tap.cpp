@@ -1,5 +1,6 @@
 #include "body_tap.h"
 
+#include <algorithm>
 #include <istream>
 #include <streambuf>
 #include <utility>
@@ -48,9 +49,9 @@ protected:
     }
     // Going back before anything was written drops what an earlier attempt left.
     pos_type seekpos(pos_type position, std::ios::openmode which) override {
-        if ((which & std::ios::out) && tap_->written_.empty() &&
-            position < target_.pubseekoff(0, std::ios::cur, std::ios::out)) {
-            tap_->fresh_ = true;
+        if ((which & std::ios::out) && tap_->written_.empty()) {
+            const off_type dropped = target_.pubseekoff(0, std::ios::cur, std::ios::out) - position;
+            if (dropped > 0) tap_->drop(static_cast<std::size_t>(dropped));
         }
         return target_.pubseekpos(position, which);
     }
@@ -86,6 +87,7 @@ struct BodyTap::TappedFactory {
                                               const HttpHeaders& headers) const {
         std::unique_ptr<std::iostream> stream = original(code, reason, headers);
         tap->written_.clear();
+        tap->before_.clear();
         tap->fresh_ = std::exchange(tap->made_, true);
         tap->head_ = Head{code, reason, headers};
         // Nothing can be written to a stream without a buffer, or to none.
@@ -107,9 +109,15 @@ std::shared_ptr<BodyTap> BodyTap::of(const HttpRequest& request) {
 }
 
 void BodyTap::beginAttempt() {
+    before_ += written_;
     written_.clear();
     head_.reset();
     fresh_ = false;
+}
+
+void BodyTap::drop(std::size_t bytes) {
+    before_.resize(before_.size() - std::min(bytes, before_.size()));
+    fresh_ = true;
 }
 
 }  // namespace tavrin::httpclient_testing::detail

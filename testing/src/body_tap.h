@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,11 +26,14 @@ public:
     // The one that was installed last; null if none was.
     static std::shared_ptr<BodyTap> of(const httpclient_core::HttpRequest& request);
 
-    // Forgets what was written so far, for the next attempt.
+    // What was written so far is an earlier attempt's from now on.
     void beginAttempt();
 
     // The body that was written since then.
     const std::string& written() const { return written_; }
+
+    // What earlier attempts had written, as far as it still stands before it.
+    const std::string& before() const { return before_; }
 
     // Whether that body takes the place of bytes that an earlier attempt had written.
     bool isFresh() const { return fresh_; }
@@ -42,7 +46,11 @@ private:
     class Stream;
     struct TappedFactory;
 
+    // Takes back as many of the bytes that earlier attempts had written.
+    void drop(std::size_t bytes);
+
     std::string written_;
+    std::string before_;
     std::optional<Head> head_;
     bool made_ = false;
     bool fresh_ = false;

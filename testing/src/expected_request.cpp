@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-#include "credentials.h"
+#include "httpclient_testing/credentials.h"
 #include "httpclient_testing/wire_text.h"
 #include "printable.h"
 
@@ -43,14 +43,15 @@ ExpectedRequest& ExpectedRequest::withMethod(HttpMethod method) {
 }
 
 ExpectedRequest& ExpectedRequest::withUrl(std::string url) {
-    std::string description = "URL " + urlWithoutCredentials(url);
+    std::string description = "URL " + Credentials().blankedUrl(url);
     return withCondition(std::move(description), [url = std::move(url)](const auto& request) {
         return request.url == url;
     });
 }
 
 ExpectedRequest& ExpectedRequest::withHeader(std::string name, std::string value) {
-    std::string description = "header " + name + ": " + fieldValueWithoutCredentials(name, value);
+    std::string description =
+        "header " + name + ": " + Credentials().blankedHeaderValue(name, value);
     return withCondition(std::move(description),
                          [name = std::move(name), value = std::move(value)](const auto& request) {
                              return hasField(request.headers, name, value);
@@ -73,7 +74,8 @@ ExpectedRequest& ExpectedRequest::withHeaders(HttpHeaders headers) {
 }
 
 ExpectedRequest& ExpectedRequest::withBody(std::string body) {
-    std::string description = "body \"" + detail::printableBeginning(body) + "\"";
+    std::string description =
+        "body \"" + detail::printableBeginning(Credentials().blankedBody(body)) + "\"";
     return withCondition(std::move(description), [body = std::move(body)](const auto& request) {
         return request.body == body;
     });

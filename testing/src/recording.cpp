@@ -1,25 +1,23 @@
 #include "recording.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
-#include <variant>
 
-#include "credentials.h"
-#include "header_line.h"
 #include "httpclient_core/exceptions.h"
+#include "message_secrets.h"
+#include "quotable_secrets.h"
+#include "secret_names.h"
+#include "secrets.h"
 
 namespace tavrin::httpclient_testing::detail {
 namespace {
 
-using httpclient_core::DataPart;
-using httpclient_core::FilePart;
 using httpclient_core::HttpHeaders;
 using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpRequestFailedException;
 using httpclient_core::HttpRequestTimeoutException;
-using httpclient_core::MultipartBody;
-using httpclient_core::PartHeader;
 
 struct FailureType {
     const char* name;
@@ -54,90 +52,76 @@ const std::vector<FailureType>& failureTypes() {
     return TYPES;
 }
 
-HttpHeaders withoutCredentials(const HttpHeaders& headers, const CredentialNames& further) {
-    HttpHeaders blanked;
-    for (const auto& [name, value] : headers) {
-        blanked.addHeaderValue(name, fieldValueWithoutCredentials(name, value, further));
+// In a sentence a word is easily spared; in a body it may be what the application waits for.
+constexpr std::size_t SHORTEST_IN_SENTENCE = 2;
+constexpr std::size_t SHORTEST_IN_MESSAGE = 8;
+
+// The length of a body that was blanked, if the field had been right before.
+void adjustContentLength(HttpHeaders& headers, std::size_t before, std::size_t now) {
+    const auto field = headers.find(HttpHeaders::CONTENT_LENGTH);
+    if (field == headers.end() || field->second != std::to_string(before)) return;
+    headers.setHeaderValue(HttpHeaders::CONTENT_LENGTH, std::to_string(now));
+}
+
+// Takes all credentials out of what came for a request.
+class ResponseBlanking {
+public:
+    ResponseBlanking(const RecordedRequest& request, const Credentials& credentials)
+        : credentials_(credentials), names_(credentials.further()), quotable_(request, names_) {}
+
+    void blankSentence(std::string& text) const {
+        Secrets found = secretsInSentence(text, names_);
+        addAll(found, quotable_.in(text, SHORTEST_IN_SENTENCE), 0);
+        text = replaced(text, std::move(found));
     }
-    return blanked;
-}
 
-// The media type alone, without parameters; "" if there is none.
-std::string mediaType(const HttpHeaders& headers) {
-    const auto type = headers.find(HttpHeaders::CONTENT_TYPE);
-    if (type == headers.end()) return {};
-    return std::string(withoutBlanks(type->second.substr(0, type->second.find(';'))));
-}
-
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && sameName(text.substr(text.size() - end.size()), end);
-}
-
-std::string bodyWithoutCredentials(const std::string& body, const HttpHeaders& headers,
-                                   const CredentialNames& further) {
-    const std::string type = mediaType(headers);
-    if (endsWith(type, "/x-www-form-urlencoded"))
-        return parametersWithoutCredentials(body, further);
-    if (endsWith(type, "/json") || endsWith(type, "+json")) {
-        return jsonWithoutCredentials(body, further);
+    void blank(RecordedResponse& response, const std::string& bodyBefore) const {
+        blankSentence(response.reason);
+        response.body = overwrittenRest(bodyBefore, response);
+        HttpHeaders headers;
+        for (const auto& [name, value] : response.headers) {
+            Secrets found = secretsInHeaderValue(name, value, names_);
+            addAll(found, quotable_.in(value, SHORTEST_IN_MESSAGE), 0);
+            headers.addHeaderValue(name, replaced(value, std::move(found)));
+        }
+        response.headers = std::move(headers);
+        response.effectiveUrl = credentials_.blankedUrl(response.effectiveUrl);
     }
-    return body;
-}
 
-template <typename Part>
-Part partWithoutCredentials(Part part, const CredentialNames& further) {
-    PartHeader header = part.getHeader();
-    header.setCustomHeaders(withoutCredentials(header.getCustomHeaders(), further));
-    part.setHeader(std::move(header));
-    if constexpr (std::is_same_v<Part, DataPart>) {
-        if (isSecretParameter(part.getHeader().getPartName(), further)) part.setData(BLANKED);
+private:
+    // A credential, or its name, may have begun in what an earlier attempt brought.
+    std::string overwrittenRest(const std::string& before, const RecordedResponse& response) const {
+        const std::string whole = before + response.body;
+        Secrets found = secretsInBody(whole, contentType(response.headers), names_);
+        addAll(found, quotable_.in(whole, SHORTEST_IN_MESSAGE), 0);
+        return overwritten(whole, found).substr(before.size());
     }
-    return part;
-}
 
-MultipartBody withoutCredentials(const MultipartBody& body, const CredentialNames& further) {
-    MultipartBody blanked;
-    for (const auto& part : body.getContent()) {
-        std::visit([&](const auto& one) { blanked.addPart(partWithoutCredentials(one, further)); },
-                   part);
-    }
-    return blanked;
-}
-
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
-        text.replace(at, what.size(), by);
-    }
-    return text;
-}
+    const Credentials& credentials_;
+    const SecretNames names_;
+    const QuotableSecrets quotable_;
+};
 
 }  // namespace
 
-RecordedRequest withoutCredentials(RecordedRequest request, const CredentialNames& further) {
-    request.url = urlWithoutCredentials(request.url, further);
+RecordedRequest withoutCredentials(RecordedRequest request, const Credentials& credentials) {
+    request.url = credentials.blankedUrl(request.url);
     if (request.body) {
-        request.body = bodyWithoutCredentials(*request.body, request.headers, further);
+        const std::size_t before = request.body->size();
+        request.body = credentials.blankedBody(*request.body, contentType(request.headers));
+        adjustContentLength(request.headers, before, request.body->size());
     }
-    if (request.multipartBody) {
-        request.multipartBody = withoutCredentials(*request.multipartBody, further);
-    }
-    request.headers = withoutCredentials(request.headers, further);
+    if (request.multipartBody) request.multipartBody = credentials.blanked(*request.multipartBody);
+    request.headers = credentials.blanked(request.headers);
     return request;
 }
 
-RecordedExchange withoutCredentials(RecordedExchange exchange, const CredentialNames& further) {
-    const std::string user = userInfo(exchange.request.url);
-    if (exchange.failure && !user.empty()) {
-        exchange.failure->text =
-            replaced(exchange.failure->text, user + "@", BLANKED + std::string("@"));
-    }
-    exchange.request = withoutCredentials(std::move(exchange.request), further);
-    if (exchange.response) {
-        RecordedResponse& response = *exchange.response;
-        response.body = bodyWithoutCredentials(response.body, response.headers, further);
-        response.headers = withoutCredentials(response.headers, further);
-        response.effectiveUrl = urlWithoutCredentials(response.effectiveUrl, further);
-    }
+RecordedExchange withoutCredentials(RecordedExchange exchange, const std::string& bodyBefore,
+                                    const Credentials& credentials) {
+    const ResponseBlanking blanking(exchange.request, credentials);
+    if (exchange.failure) blanking.blankSentence(exchange.failure->text);
+    if (exchange.response) blanking.blank(*exchange.response, bodyBefore);
+    exchange.request = withoutCredentials(std::move(exchange.request), credentials);
     return exchange;
 }
 

@@ -7,7 +7,7 @@
 
 #include "httpclient_core/messages.h"
 #include "httpclient_core/multipart.h"
-#include "httpclient_testing/credential_names.h"
+#include "httpclient_testing/credentials.h"
 #include "httpclient_testing/recorded_request.h"
 
 namespace tavrin::httpclient_testing::detail {
@@ -37,13 +37,19 @@ struct RecordedExchange {
 };
 
 struct Recording {
-    CredentialNames credentials;
+    Credentials credentials;
     std::vector<RecordedExchange> exchanges;
 };
 
-// Both with BLANKED in place of every credential.
-RecordedRequest withoutCredentials(RecordedRequest request, const CredentialNames& further);
-RecordedExchange withoutCredentials(RecordedExchange exchange, const CredentialNames& further);
+// The request with "***" in place of every credential. The length of its body is that of the body
+// as it stands there: a credential of another length is no other request.
+RecordedRequest withoutCredentials(RecordedRequest request, const Credentials& credentials);
+
+// The same of all that an attempt consists of. What the response's body loses is overwritten byte
+// for byte, so that its length, and the ranges of a body that came in several attempts, are still
+// true; `bodyBefore` is what came of it in earlier ones.
+RecordedExchange withoutCredentials(RecordedExchange exchange, const std::string& bodyBefore,
+                                    const Credentials& credentials);
 
 // The type is the nearest one that a recording knows.
 RecordedFailure recordedFailure(const std::exception_ptr& error);

@@ -58,7 +58,7 @@ bool isCancellation(const std::exception_ptr& error) {
 class RecordingHttpClient::Tape {
 public:
     Tape(std::string path, CredentialNames further)
-        : path_(std::move(path)), further_(std::move(further)) {}
+        : path_(std::move(path)), credentials_(std::move(further)) {}
 
     // A place in the order of attempts.
     std::size_t reserve() {
@@ -67,8 +67,8 @@ public:
         return exchanges_.size() - 1;
     }
 
-    void put(std::size_t place, RecordedExchange exchange) {
-        exchange = detail::withoutCredentials(std::move(exchange), further_);
+    void put(std::size_t place, RecordedExchange exchange, const std::string& bodyBefore) {
+        exchange = detail::withoutCredentials(std::move(exchange), bodyBefore, credentials_);
         const std::lock_guard lock(mutex_);
         exchanges_[place] = std::move(exchange);
         ++recorded_;
@@ -96,7 +96,7 @@ public:
 private:
     Recording recordedSoFar() const {
         const std::lock_guard lock(mutex_);
-        Recording recording{further_, {}};
+        Recording recording{credentials_, {}};
         for (const auto& exchange : exchanges_) {
             if (exchange) recording.exchanges.push_back(*exchange);
         }
@@ -104,7 +104,7 @@ private:
     }
 
     const std::string path_;
-    const CredentialNames further_;
+    const Credentials credentials_;
     std::mutex saving_;
     mutable std::mutex mutex_;
     std::vector<std::optional<RecordedExchange>> exchanges_;
@@ -184,7 +184,7 @@ private:
     void put(std::optional<RecordedResponse> answer, const std::exception_ptr& error) {
         RecordedExchange exchange{request_, std::move(answer), std::nullopt};
         if (error) exchange.failure = detail::recordedFailure(error);
-        tape_->put(*place_, std::move(exchange));
+        tape_->put(*place_, std::move(exchange), tap_->before());
         place_.reset();
     }
 

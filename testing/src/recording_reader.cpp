@@ -183,6 +183,13 @@ std::vector<std::string> readNames(const Node& node) {
     return names;
 }
 
+Credentials readCredentials(const Node& node) {
+    node.holdingOnly({"headers", "parameters", "harmless"});
+    CredentialNames names{readNames(node["headers"]), readNames(node["parameters"])};
+    if (node.has("harmless")) names.harmless = readNames(node["harmless"]);
+    return Credentials(std::move(names));
+}
+
 Json parse(const std::string& json) {
     try {
         return Json::parse(json);
@@ -200,9 +207,7 @@ Recording parseRecording(const std::string& json) {
     if (const int version = root["version"].number<int>(); version != 1) {
         root["version"].fail("is " + std::to_string(version) + ", but only 1 is known");
     }
-    const Node credentials = root["credentials"].holdingOnly({"headers", "parameters"});
-    Recording recording{{readNames(credentials["headers"]), readNames(credentials["parameters"])},
-                        {}};
+    Recording recording{readCredentials(root["credentials"]), {}};
     for (const Node& exchange : root["exchanges"].elements()) {
         recording.exchanges.push_back(readExchange(exchange));
     }

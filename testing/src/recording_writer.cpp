@@ -108,20 +108,25 @@ Json toJson(const RecordedExchange& exchange) {
     return json;
 }
 
+Json list(const std::vector<std::string>& names) {
+    Json json = Json::array();
+    for (const std::string& name : names) json.push_back(bytes(name));
+    return json;
+}
+
+Json toJson(const CredentialNames& names) {
+    Json json{{"headers", list(names.headers)}, {"parameters", list(names.parameters)}};
+    if (!names.harmless.empty()) json["harmless"] = list(names.harmless);
+    return json;
+}
+
 }  // namespace
 
 std::string jsonOf(const Recording& recording) {
-    Json credentials{{"headers", Json::array()}, {"parameters", Json::array()}};
-    for (const auto& name : recording.credentials.headers) {
-        credentials["headers"].push_back(bytes(name));
-    }
-    for (const auto& name : recording.credentials.parameters) {
-        credentials["parameters"].push_back(bytes(name));
-    }
     Json exchanges = Json::array();
     for (const auto& one : recording.exchanges) exchanges.push_back(toJson(one));
     const Json json{{"version", 1},
-                    {"credentials", std::move(credentials)},
+                    {"credentials", toJson(recording.credentials.further())},
                     {"exchanges", std::move(exchanges)}};
     return json.dump(2) + "\n";
 }

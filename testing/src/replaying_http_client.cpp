@@ -32,12 +32,12 @@ Recording readRecording(const std::string& path) {
 
 // The request as it would stand in the recording: without credentials. What an edited recording
 // holds of them is blanked as well.
-ExpectedRequest expectedRequest(const RecordedRequest& recorded, const CredentialNames& further,
+ExpectedRequest expectedRequest(const RecordedRequest& recorded, const Credentials& credentials,
                                 Matching matching) {
-    const RecordedRequest wanted = detail::withoutCredentials(recorded, further);
-    const auto agrees = [wanted, further](auto isEqual) {
-        return [wanted, further, isEqual](const RecordedRequest& request) {
-            return isEqual(detail::withoutCredentials(request, further), wanted);
+    const RecordedRequest wanted = detail::withoutCredentials(recorded, credentials);
+    const auto agrees = [wanted, credentials](auto isEqual) {
+        return [wanted, credentials, isEqual](const RecordedRequest& request) {
+            return isEqual(detail::withoutCredentials(request, credentials), wanted);
         };
     };
     ExpectedRequest expected;
@@ -46,7 +46,7 @@ ExpectedRequest expectedRequest(const RecordedRequest& recorded, const Credentia
         "URL " + detail::printable(wanted.url),
         agrees([](const auto& request, const auto& other) { return request.url == other.url; }));
     if (matching == Matching::LOOSE) return expected;
-    expected.withCondition("exactly these headers:\n" + wireText(wanted.headers),
+    expected.withCondition("exactly these headers:\n" + wireText(wanted.headers, credentials),
                            agrees([](const auto& request, const auto& other) {
                                return std::equal(request.headers.begin(), request.headers.end(),
                                                  other.headers.begin(), other.headers.end());
@@ -84,6 +84,7 @@ ReplayingHttpClient::ReplayingHttpClient(const std::string& path, Matching match
     : ScriptedHttpClient(completion) {
     if (matching == Matching::LOOSE) setOrder(ScriptOrder::ANY);
     const Recording recording = readRecording(path);
+    setCredentials(recording.credentials);
     for (const RecordedExchange& exchange : recording.exchanges) {
         expect(expectedRequest(exchange.request, recording.credentials, matching),
                answerOf(exchange));

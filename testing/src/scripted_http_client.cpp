@@ -45,6 +45,7 @@ public:
     void expect(ExpectedRequest request, ScriptedAnswer answer, std::size_t times);
     void setOrder(ScriptOrder order);
     void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
+    void setCredentials(Credentials credentials);
 
     std::vector<RecordedRequest> requests() const;
     std::string problems() const;
@@ -96,6 +97,7 @@ private:
     mutable std::condition_variable changed_;  // pending_ or closing_
     ScriptOrder order_ = ScriptOrder::AS_WRITTEN;
     std::function<void(std::chrono::milliseconds)> delayHook_;
+    Credentials credentials_;
     std::list<Expectation> script_;
     std::vector<RecordedRequest> requests_;
     std::string unexpected_;
@@ -119,6 +121,11 @@ void ScriptedHttpClient::Stage::setOrder(ScriptOrder order) {
 void ScriptedHttpClient::Stage::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
     const std::lock_guard lock(mutex_);
     delayHook_ = std::move(hook);
+}
+
+void ScriptedHttpClient::Stage::setCredentials(Credentials credentials) {
+    const std::lock_guard lock(mutex_);
+    credentials_ = std::move(credentials);
 }
 
 std::vector<RecordedRequest> ScriptedHttpClient::Stage::requests() const {
@@ -223,7 +230,7 @@ ScriptedHttpClient::Stage::expectationFor(const RecordedRequest& request) {
 
 std::string ScriptedHttpClient::Stage::describeUnexpected(const RecordedRequest& request) const {
     std::string text = "Unexpected request " + std::to_string(requests_.size()) + ":\n" +
-                       wireText(request) + "\nExpected instead (! is not met):\n";
+                       wireText(request, credentials_) + "\nExpected instead (! is not met):\n";
     if (script_.empty()) return text + "  no further request\n\n";
     for (const Expectation& left : script_) {
         text += left.request.describeAgainst(request) + "\n";
@@ -304,6 +311,10 @@ void ScriptedHttpClient::setOrder(ScriptOrder order) { stage_->setOrder(order); 
 
 void ScriptedHttpClient::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
     stage_->setDelayHook(std::move(hook));
+}
+
+void ScriptedHttpClient::setCredentials(Credentials credentials) {
+    stage_->setCredentials(std::move(credentials));
 }
 
 std::vector<RecordedRequest> ScriptedHttpClient::requests() const { return stage_->requests(); }

@@ -3,8 +3,9 @@
 #include <iterator>
 #include <sstream>
 
-#include "credentials.h"
+#include "message_secrets.h"
 #include "printable.h"
+#include "record_request.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -14,7 +15,6 @@ using detail::printableBeginning;
 using httpclient_core::DataPart;
 using httpclient_core::FilePart;
 using httpclient_core::HttpHeaders;
-using httpclient_core::HttpMethod;
 using httpclient_core::HttpRequest;
 using httpclient_core::HttpResponse;
 using httpclient_core::MultipartBody;
@@ -30,13 +30,10 @@ std::string multipartText(const MultipartBody& body) {
     return text + ")";
 }
 
-std::string requestText(HttpMethod method, const std::string& url, const HttpHeaders& headers,
-                        const std::string& body) {
-    std::ostringstream text;
-    text << method << ' ' << printable(urlWithoutCredentials(url)) << " HTTP/1.1\n"
-         << wireText(headers) << '\n'
-         << body;
-    return text.str();
+// What the body shows is cut off at last: half a credential would not be known for one.
+std::string bodyText(const std::string& body, const HttpHeaders& headers,
+                     const Credentials& credentials) {
+    return printableBeginning(credentials.blankedBody(body, detail::contentType(headers)));
 }
 
 // Reads the buffer, not the stream, so that a stream at its end is put back as it was.
@@ -51,30 +48,33 @@ std::string peek(std::istream& stream) {
 
 }  // namespace
 
-std::string wireText(const RecordedRequest& request) {
-    std::string body = printableBeginning(request.body.value_or(""));
-    if (request.multipartBody) body += multipartText(*request.multipartBody);
-    return requestText(request.method, request.url, request.headers, body);
+std::string wireText(const RecordedRequest& request, const Credentials& credentials) {
+    std::ostringstream text;
+    text << request.method << ' ' << printable(credentials.blankedUrl(request.url)) << " HTTP/1.1\n"
+         << wireText(request.headers, credentials) << '\n'
+         << bodyText(request.body.value_or(""), request.headers, credentials);
+    if (request.multipartBody) text << multipartText(*request.multipartBody);
+    return text.str();
 }
 
-std::string wireText(const HttpRequest& request) {
-    std::string body = printableBeginning(peekBody(request));
-    if (request.hasMultipartBody()) body += multipartText(request.getMultipartBody());
-    return requestText(request.getHttpMethod(), request.getURL().toAsciiString(),
-                       request.getHeaders(), body);
+std::string wireText(const HttpRequest& request, const Credentials& credentials) {
+    RecordedRequest recorded = detail::recordWithoutBody(request, std::nullopt);
+    recorded.body = peekBody(request);
+    return wireText(recorded, credentials);
 }
 
-std::string wireText(const HttpResponse& response) {
+std::string wireText(const HttpResponse& response, const Credentials& credentials) {
+    const HttpHeaders headers = response.getHeaders();
     return "HTTP/1.1 " + to_string(response.getResponseCode()) + " " +
-           printable(response.getResponseCodeReason()) + "\n" + wireText(response.getHeaders()) +
-           "\n" + printableBeginning(peekBody(response));
+           printable(credentials.blankedText(response.getResponseCodeReason())) + "\n" +
+           wireText(headers, credentials) + "\n" +
+           bodyText(peekBody(response), headers, credentials);
 }
 
-std::string wireText(const HttpHeaders& headers) {
+std::string wireText(const HttpHeaders& headers, const Credentials& credentials) {
     std::string text;
-    for (const auto& [name, value] : headers) {
-        text +=
-            printable(name) + ": " + printable(fieldValueWithoutCredentials(name, value)) + "\n";
+    for (const auto& [name, value] : credentials.blanked(headers)) {
+        text += printable(name) + ": " + printable(value) + "\n";
     }
     return text;
 }

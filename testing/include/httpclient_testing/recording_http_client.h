@@ -31,10 +31,13 @@ namespace tavrin::httpclient_testing {
 /// thrown derives from, else the last. If the other client doesn't ask the retry strategy about a
 /// request that was cancelled, the attempt is recorded with the header fields of the one before.
 ///
-/// Credentials never reach the file: what wireText() blanks is "***" there, and so are parameters
-/// of those names in form bodies, texts that are members of those names in JSON bodies, and parts
-/// of those names in multipart bodies; further names may be given. Other bodies are written down as
-/// they are, and so are the names of files in multipart bodies.
+/// Credentials never reach the file: what Credentials knows for one is left out of URLs, header
+/// fields, bodies, reasons and the texts of failures, and what a request had is left out of what
+/// came for it too, should it be quoted there. A request has "***" in their place, and the length
+/// of its body is that of the one in the file. In the body of a response each of their bytes is a
+/// "*", and each digit of a number a 1, so that lengths, ranges and resumed bodies stay right.
+/// Images, archives and the like are written down as they are, and so are the names of files in
+/// multipart bodies: have a look at the file before it is shared.
 ///
 /// All operations may be called from several threads at once.
 class HTTPCLIENT_TESTING_EXPORT RecordingHttpClient : public httpclient_core::HttpClient {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "httpclient_core/client.h"
+#include "httpclient_testing/credentials.h"
 #include "httpclient_testing/expected_request.h"
 #include "httpclient_testing/export.h"
 #include "httpclient_testing/recorded_request.h"
@@ -62,6 +63,10 @@ public:
     /// Called with an answer's delay in place of waiting for it; empty by default: delays are
     /// waited for on the thread of the exchange. What it throws fails the attempt.
     void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
+
+    /// What the texts below leave out of the requests that came; by default what Credentials knows
+    /// by itself. An ExpectedRequest describes itself with no more than that.
+    void setCredentials(Credentials credentials);
 
     /// All attempts so far in the order in which they came, those that were not expected too.
     std::vector<RecordedRequest> requests() const;

@@ -4,30 +4,31 @@
 
 #include "httpclient_core/headers.h"
 #include "httpclient_core/messages.h"
+#include "httpclient_testing/credentials.h"
 #include "httpclient_testing/export.h"
 #include "httpclient_testing/recorded_request.h"
 
 namespace tavrin::httpclient_testing {
 
 /// A message as it would stand on the wire, for people to read: start line, header fields, an empty
-/// line, body, with line feeds for line ends. Credentials are "***": the values of Authorization,
-/// Proxy-Authorization, Cookie, Set-Cookie, X-Api-Key, Api-Key, X-Auth-Token, X-Access-Token,
-/// X-Csrf-Token and X-Xsrf-Token; and, in the URL and in Location, Content-Location and Referer,
-/// what stands before the "@" and the values of the query parameters access_token, api_key, apikey,
-/// auth_token, client_secret, id_token, password, refresh_token, signature and token. Bytes that
-/// are no printable text are written as \x00 to \xff, and of a body that is longer than 1024 bytes
-/// only the beginning is shown, with its length. Of a multipart body the names of the parts are
-/// shown.
+/// line, body, with line feeds for line ends. In place of what `credentials` knows to be one stands
+/// "***". Bytes that are no printable text are written as \x00 to \xff, and of a body that is
+/// longer than 1024 bytes only the beginning is shown, with its length. Of a multipart body the
+/// names of the parts are shown.
 ///
 /// Linear in the message. A request's or response's body is read where it stands and put back to
 /// that place; a body stream that cannot go back is consumed. A response that has no body stream
 /// yet gets one.
-HTTPCLIENT_TESTING_EXPORT std::string wireText(const RecordedRequest& request);
-HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpRequest& request);
-HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpResponse& response);
+HTTPCLIENT_TESTING_EXPORT std::string wireText(const RecordedRequest& request,
+                                               const Credentials& credentials = Credentials());
+HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpRequest& request,
+                                               const Credentials& credentials = Credentials());
+HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpResponse& response,
+                                               const Credentials& credentials = Credentials());
 
 /// The header fields alone, a line each.
-HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpHeaders& headers);
+HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpHeaders& headers,
+                                               const Credentials& credentials = Credentials());
 
 /// What is left to read of a message's simple body, which is put back to where it stood; a body
 /// stream that cannot go back is consumed. "" for a request without a body. Linear.

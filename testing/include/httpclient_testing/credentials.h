@@ -1,0 +1,79 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "httpclient_core/collections.h"
+#include "httpclient_core/headers.h"
+#include "httpclient_core/multipart.h"
+#include "httpclient_testing/credential_names.h"
+#include "httpclient_testing/export.h"
+
+namespace tavrin::httpclient_testing {
+
+/// Knows what proves who somebody is, and writes texts without it: "***" in its place. Everything
+/// that the kit shows or keeps went through here.
+///
+/// A name is that of a credential if it is, or ends with, one of the known words, whatever its
+/// letter case and whatever stands between the words: `token`, `password`, `secret`, `signature`,
+/// `assertion`, `credential`, `cookie`, `authorization`, `api_key`, `access_key`, `session_id` and
+/// their like, so that `X-Auth-Token`, `refreshToken` and `user[password]` are, and `token_type` is
+/// not. Short words count alone, with or without "X-" before them: `auth`, `code`, `key`, `pass`,
+/// `pin`, `pwd`, `session`, `sid`, `sig` and others. Digits at the end don't count. CredentialNames
+/// adds names and takes some out.
+///
+/// Empty values are left, as are true, false and null: they tell that there is nothing to hide.
+///
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take time linear in the texts.
+class HTTPCLIENT_TESTING_EXPORT Credentials {
+public:
+    explicit Credentials(CredentialNames further = {});
+
+    /// Whether a header field, or a parameter, of that name holds a credential.
+    bool isHeader(const std::string& name) const;
+    bool isParameter(const std::string& name) const;
+
+    /// The URL without what stands before the "@" of its authority, with a scheme, with "//" or as
+    /// "user:password@host"; and without the values of such parameters in its query, its fragment
+    /// and a URL that another parameter holds. Names may be percent-encoded.
+    std::string blankedUrl(const std::string& url) const;
+
+    /// The value of a header field: nothing but "***" if the field holds credentials, without the
+    /// challenge's numbers (`nonce`, `opaque`) in WWW-Authenticate and Proxy-Authenticate, as a URL
+    /// in Location, Content-Location and Referer, and as blankedText() else.
+    std::string blankedHeaderValue(const std::string& name, const std::string& value) const;
+
+    /// The value of a parameter, a form's field or a cookie: nothing but "***" if the name says so.
+    std::string blankedParameter(const std::string& name, const std::string& value) const;
+
+    /// A body, or the beginning of one. A form is treated as a query is; in JSON the texts and
+    /// numbers of such a member go, those inside its arrays and objects too; in a multipart body
+    /// the content of such a part, while other parts are bodies of their own. Images, archives and
+    /// the like stay as they are, as does what holds a NUL byte. All else is JSON if it begins so,
+    /// and text if not.
+    std::string blankedBody(const std::string& body, const std::string& contentType = "") const;
+
+    /// Any text, such as an exception's: without the user information of URLs, the values of
+    /// `name=value` and `"name": "value"`, all that follows `name: ` on its line, the content of
+    /// `<name>`, and what follows the names of the schemes Basic, Bearer, Negotiate and NTLM. Short
+    /// names need a "=" or quotes: an "error code: 7" is left.
+    std::string blankedText(const std::string& text) const;
+
+    /// Each value by its name.
+    httpclient_core::HttpHeaders blanked(const httpclient_core::HttpHeaders& headers) const;
+    httpclient_core::NameValueCollection blanked(
+        const httpclient_core::NameValueCollection& parameters) const;
+
+    /// Each part's header fields, and its data by the part's name and content type. Files are not
+    /// looked into.
+    httpclient_core::MultipartBody blanked(const httpclient_core::MultipartBody& body) const;
+
+    /// What was given to the constructor.
+    const CredentialNames& further() const { return further_; }
+
+private:
+    CredentialNames further_;
+};
+
+}  // namespace tavrin::httpclient_testing

@@ -1,0 +1,171 @@
+#include "text_secrets.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "header_line.h"
+
+namespace tavrin::httpclient_testing::detail {
+namespace {
+
+constexpr char BLANKS[] = " \t\r\n";
+// What ends an authority, or a value without quotes, in a text around it.
+constexpr char AUTHORITY_ENDS[] = " \t\r\n\"'<>\\/?#";
+constexpr char VALUE_ENDS[] = " \t\r\n\"'<>&";
+
+bool isOneOf(std::string_view characters, char character) {
+    return characters.find(character) != std::string_view::npos;
+}
+
+bool isLetterOrDigit(char character) {
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9');
+}
+
+bool isNameByte(char character) {
+    return isLetterOrDigit(character) || isOneOf("_-.~%[]$", character) ||
+           static_cast<unsigned char>(character) >= 0x80;
+}
+
+bool isTokenByte(char character) {
+    return isLetterOrDigit(character) || isOneOf("-._~+/", character);
+}
+
+// Goes from one character that may stand between a name and a value to the next, and looks at both
+// sides of it.
+class TextScanner {
+public:
+    TextScanner(std::string_view text, const SecretNames& names) : text_(text), names_(names) {}
+
+    Secrets scan() {
+        while ((at_ = text_.find_first_of("@=:>", at_)) != std::string_view::npos) {
+            const std::size_t here = at_++;
+            if (text_[here] == '@') {
+                findUserInformation(here);
+            } else {
+                findValue(here);
+            }
+        }
+        for (const char* const scheme : {"basic", "bearer", "negotiate", "ntlm"}) {
+            findBehindScheme(scheme);
+        }
+        return std::move(found_);
+    }
+
+private:
+    struct Name {
+        std::string_view text;
+        std::size_t begin;
+        bool isQuoted;
+        bool isApart;  // blanks follow it
+    };
+
+    void findUserInformation(std::size_t at) {
+        const auto before = text_.find_last_of(AUTHORITY_ENDS, at);
+        if (before == std::string_view::npos || before == 0 || text_[before] != '/') return;
+        if (text_[before - 1] == '/') add(found_, before + 1, at);
+    }
+
+    Name nameBefore(std::size_t separator) const {
+        std::size_t end = separator;
+        while (end > 0 && isOneOf(BLANKS, text_[end - 1])) --end;
+        Name name{{}, 0, false, end < separator};
+        if (end > 0 && isOneOf("\"'", text_[end - 1])) {
+            name.isQuoted = true;
+            --end;
+            if (end > 0 && text_[end - 1] == '\\') --end;
+        }
+        name.begin = end;
+        while (name.begin > 0 && isNameByte(text_[name.begin - 1])) --name.begin;
+        name.text = text_.substr(name.begin, end - name.begin);
+        return name;
+    }
+
+    bool isSecret(const Name& name, char separator) const {
+        if (name.text.empty()) return false;
+        if (separator == '>') {
+            return name.begin > 0 && text_[name.begin - 1] == '<' &&
+                   names_.isUnmistakable(name.text);
+        }
+        const bool isCertain = name.isQuoted || (separator == '=' && !name.isApart);
+        return isCertain ? names_.isParameter(name.text) : names_.isUnmistakable(name.text);
+    }
+
+    void findValue(std::size_t separator) {
+        const Name name = nameBefore(separator);
+        if (!isSecret(name, text_[separator])) return;
+        if (text_[separator] == '>') return take(separator + 1, text_.find('<', separator));
+        std::size_t begin = text_.find_first_not_of(BLANKS, separator + 1);
+        if (begin == std::string_view::npos) return;
+        if (text_[separator] == ':' && !name.isQuoted) {
+            return take(begin, text_.find_first_of("\r\n", begin));
+        }
+        if (text_[begin] == '\\' && begin + 1 < text_.size()) return takeQuoted(begin + 2, "\\\"");
+        if (isOneOf("\"'", text_[begin])) return takeQuoted(begin + 1, text_.substr(begin, 1));
+        take(begin, text_.find_first_of(VALUE_ENDS, begin));
+    }
+
+    // Up to a quote that is no escaped one.
+    void takeQuoted(std::size_t begin, std::string_view quote) {
+        std::size_t end = text_.find(quote, begin);
+        while (end != std::string_view::npos && quote.size() == 1 && text_[end - 1] == '\\') {
+            end = text_.find(quote, end + 1);
+        }
+        take(begin, end);
+    }
+
+    void take(std::size_t begin, std::size_t end) {
+        end = std::min(end, text_.size());
+        add(found_, begin, end);
+        at_ = std::max(at_, end);
+    }
+
+    void findBehindScheme(std::string_view scheme) {
+        for (std::size_t at = 0; at + scheme.size() + 1 < text_.size(); ++at) {
+            const bool isWord = at == 0 || !isLetterOrDigit(text_[at - 1]);
+            if (!isWord || !sameName(text_.substr(at, scheme.size()), scheme)) continue;
+            const std::size_t begin = at + scheme.size();
+            if (text_[begin] == ' ') takeToken(text_.find_first_not_of(' ', begin));
+        }
+    }
+
+    // "realm=..." is no token but a parameter.
+    void takeToken(std::size_t begin) {
+        if (begin == std::string_view::npos) return;
+        std::size_t end = begin;
+        while (end < text_.size() && isTokenByte(text_[end])) ++end;
+        if (end == begin) return;
+        while (end < text_.size() && text_[end] == '=') ++end;
+        const bool isParameter = text_[end - 1] == '=' && end < text_.size() &&
+                                 !isOneOf(BLANKS, text_[end]) && !isOneOf(",;)", text_[end]);
+        if (!isParameter) add(found_, begin, end);
+    }
+
+    const std::string_view text_;
+    const SecretNames& names_;
+    std::size_t at_ = 0;
+    Secrets found_;
+};
+
+}  // namespace
+
+Secrets secretsInText(std::string_view text, const SecretNames& names) {
+    return TextScanner(text, names).scan();
+}
+
+Secrets secretsInBareAuthority(std::string_view text) {
+    static const std::vector<std::string_view> ADDRESSES{"acct", "mailto", "sip", "sips", "xmpp"};
+    const auto end = std::min(text.find_first_of("/?#"), text.size());
+    const auto at = text.substr(0, end).rfind('@');
+    if (at == std::string_view::npos) return {};
+    const auto colon = text.substr(0, at).find(':');
+    const bool isAddress = std::any_of(ADDRESSES.begin(), ADDRESSES.end(), [&](auto scheme) {
+        return sameName(scheme, text.substr(0, colon));
+    });
+    Secrets found;
+    if (colon != std::string_view::npos && !isAddress) add(found, 0, at);
+    return found;
+}
+
+}  // namespace tavrin::httpclient_testing::detail
