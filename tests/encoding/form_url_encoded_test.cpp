@@ -109,7 +109,7 @@ TEST(FormUrlEncoded, GivesEveryCallerAStreamOfItsOwnAtTheStart) {
 
     const std::unique_ptr<std::istream> other = form.stream();
 
-    EXPECT_NE(one.get(), other.get());
+    EXPECT_NE(one, other);
     EXPECT_EQ(other->tellg(), std::istream::pos_type(0));
     EXPECT_EQ(rest(*other), "name=value");
     EXPECT_EQ(rest(*one), "value");

@@ -10,10 +10,7 @@ namespace tavrin::httpclient_core::test {
 /// ISO 8859-1, of which 0xC4 and 0xE4 are one in two cases.
 class Latin1Locale {
 public:
-    Latin1Locale() {
-        static Latin1Letters facet;
-        previous_ = std::locale::global(std::locale(std::locale::classic(), &facet));
-    }
+    Latin1Locale() : previous_(std::locale::global({std::locale::classic(), facet()})) {}
 
     ~Latin1Locale() { std::locale::global(previous_); }
 
@@ -53,6 +50,11 @@ private:
             return masks;
         }
     };
+
+    static Latin1Letters* facet() {
+        static Latin1Letters letters;
+        return &letters;
+    }
 
     std::locale previous_;
 };
