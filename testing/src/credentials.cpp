@@ -23,11 +23,7 @@ template <typename Part>
 Part blankedPart(Part part, const Credentials& credentials) {
     PartHeader header = part.getHeader();
     header.setCustomHeaders(credentials.blanked(header.getCustomHeaders()));
-    if constexpr (std::is_same_v<Part, DataPart>) {
-        part.setData(credentials.isParameter(header.getPartName())
-                         ? credentials.blankedParameter(header.getPartName(), part.getData())
-                         : credentials.blankedBody(part.getData(), header.getContentType()));
-    }
+    if constexpr (std::is_same_v<Part, DataPart>) part.setData(credentials.blankedData(part));
     part.setHeader(std::move(header));
     return part;
 }
@@ -79,6 +75,13 @@ NameValueCollection Credentials::blanked(const NameValueCollection& parameters) 
     NameValueCollection blanked;
     for (const auto& [name, value] : parameters) blanked.add(name, blankedParameter(name, value));
     return blanked;
+}
+
+std::string Credentials::blankedData(const DataPart& part) const {
+    const PartHeader header = part.getHeader();
+    const std::string data = part.getData();
+    return isParameter(header.getPartName()) ? blankedParameter(header.getPartName(), data)
+                                             : blankedBody(data, header.getContentType());
 }
 
 MultipartBody Credentials::blanked(const MultipartBody& body) const {

@@ -14,6 +14,8 @@ namespace {
 
 using httpclient_core::HttpHeaders;
 
+constexpr std::size_t LONGEST_BOUNDARY = 70;
+
 bool isOneOf(const std::vector<std::string_view>& names, std::string_view name) {
     return std::any_of(names.begin(), names.end(),
                        [name](std::string_view candidate) { return sameName(candidate, name); });
@@ -92,6 +94,13 @@ bool beginsAsJson(std::string_view body) {
            (body[open] == '[' && (body[inside] == '{' || body[inside] == '['));
 }
 
+// The boundary of a text that may be a multipart body; "" if it can be none.
+std::string_view firstDelimiter(std::string_view body) {
+    if (body.substr(0, 2) != "--") return {};
+    const std::string_view line = body.substr(2, body.find_first_of("\r\n") - 2);
+    return line.size() <= LONGEST_BOUNDARY ? line : std::string_view();
+}
+
 }  // namespace
 
 Secrets secretsInUrl(std::string_view url, const SecretNames& names) {
@@ -122,11 +131,15 @@ Secrets secretsInBody(std::string_view body, std::string_view contentType,
     const std::string_view type = withoutBlanks(contentType.substr(0, contentType.find(';')));
     if (isForm(type)) return secretsInParameters(body, names);
     if (isJson(type)) return secretsInJson(body, names);
-    if (sameName(type.substr(0, 10), "multipart/")) {
-        return secretsInMultipart(body, contentType, names);
-    }
+    const std::string_view boundary = boundaryOf(contentType);
+    if (!boundary.empty()) return secretsInMultipart(body, boundary, names);
     if (isBinary(type, body)) return {};
-    return beginsAsJson(body) ? secretsInJson(body, names) : secretsInText(body, names);
+    if (beginsAsJson(body)) return secretsInJson(body, names);
+    Secrets found = secretsInText(body, names);
+    if (const auto delimiter = firstDelimiter(body); !delimiter.empty()) {
+        addAll(found, secretsInMultipart(body, delimiter, names), 0);
+    }
+    return found;
 }
 
 std::string contentType(const HttpHeaders& headers) {

@@ -7,7 +7,6 @@
 
 #include "header_line.h"
 #include "message_secrets.h"
-#include "text_secrets.h"
 
 namespace tavrin::httpclient_testing::detail {
 namespace {
@@ -76,10 +75,9 @@ private:
 
 }  // namespace
 
-Secrets secretsInMultipart(std::string_view body, std::string_view contentType,
+Secrets secretsInMultipart(std::string_view body, std::string_view boundary,
                            const SecretNames& names) {
-    const std::string delimiter = "--" + std::string(parameter(contentType, "boundary"));
-    if (delimiter == "--") return secretsInText(body, names);
+    const std::string delimiter = "--" + std::string(boundary);
     Secrets found;
     auto at = body.find(delimiter);
     while (at != std::string_view::npos) {
@@ -93,6 +91,10 @@ Secrets secretsInMultipart(std::string_view body, std::string_view contentType,
         addAll(found, PartScanner(body.substr(begin, end - begin), names).scan(), begin);
     }
     return found;
+}
+
+std::string_view boundaryOf(std::string_view contentType) {
+    return parameter(contentType, "boundary");
 }
 
 }  // namespace tavrin::httpclient_testing::detail

@@ -1,10 +1,30 @@
 #include "httpclient_testing/received_request.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "header_line.h"
 
 namespace tavrin::httpclient_testing {
+
+using httpclient_core::HttpHeaders;
+
+std::string ReceivedRequest::url() const {
+    const auto host = header("Host");
+    if (target.empty() || target.front() != '/' || !host) return target;
+    return (overTls ? "https://" : "http://") + *host + target;
+}
+
+HttpHeaders ReceivedRequest::headers() const {
+    HttpHeaders fields;
+    for (const std::string& line : headerLines) {
+        const auto colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        const std::string_view value = std::string_view(line).substr(colon + 1);
+        fields.addHeaderValue(line.substr(0, colon), std::string(detail::withoutBlanks(value)));
+    }
+    return fields;
+}
 
 std::optional<std::string> ReceivedRequest::header(const std::string& name) const {
     for (const auto& line : headerLines) {

@@ -17,7 +17,10 @@ Secrets merged(Secrets secrets) {
         if (apart.empty() || secret.begin >= apart.back().end) {
             apart.push_back(secret);
         } else {
-            apart.back().end = std::max(apart.back().end, secret.end);
+            Secret& last = apart.back();
+            const bool isSame = last.begin == secret.begin && last.end == secret.end;
+            last.isNumber = isSame && (last.isNumber || secret.isNumber);
+            last.end = std::max(last.end, secret.end);
         }
     }
     return apart;

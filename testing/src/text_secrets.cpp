@@ -13,6 +13,7 @@ constexpr char BLANKS[] = " \t\r\n";
 // What ends an authority, or a value without quotes, in a text around it.
 constexpr char AUTHORITY_ENDS[] = " \t\r\n\"'<>\\/?#";
 constexpr char VALUE_ENDS[] = " \t\r\n\"'<>&";
+constexpr char MEMBER_ENDS[] = " \t\r\n\"'<>&,]}";
 
 bool isOneOf(std::string_view characters, char character) {
     return characters.find(character) != std::string_view::npos;
@@ -32,20 +33,20 @@ bool isTokenByte(char character) {
     return isLetterOrDigit(character) || isOneOf("-._~+/", character);
 }
 
-// Goes from one character that may stand between a name and a value to the next, and looks at both
-// sides of it.
+// Goes from one character that may stand behind a credential, or behind its name, to the next.
 class TextScanner {
 public:
     TextScanner(std::string_view text, const SecretNames& names) : text_(text), names_(names) {}
 
     Secrets scan() {
-        while ((at_ = text_.find_first_of("@=:>", at_)) != std::string_view::npos) {
-            const std::size_t here = at_++;
-            if (text_[here] == '@') {
-                findUserInformation(here);
-            } else {
-                findValue(here);
-            }
+        findUserInformation();
+        const Secrets users = found_;
+        auto user = users.begin();
+        while ((at_ = text_.find_first_of("=:>", at_)) != std::string_view::npos) {
+            while (user != users.end() && user->end <= at_) ++user;
+            const bool isInside = user != users.end() && user->begin <= at_;
+            const std::size_t separator = at_++;
+            if (!isInside) findValue(separator);
         }
         for (const char* const scheme : {"basic", "bearer", "negotiate", "ntlm"}) {
             findBehindScheme(scheme);
@@ -61,10 +62,13 @@ private:
         bool isApart;  // blanks follow it
     };
 
-    void findUserInformation(std::size_t at) {
-        const auto before = text_.find_last_of(AUTHORITY_ENDS, at);
-        if (before == std::string_view::npos || before == 0 || text_[before] != '/') return;
-        if (text_[before - 1] == '/') add(found_, before + 1, at);
+    void findUserInformation() {
+        std::size_t begin = 0;
+        for (std::size_t at = 0; at < text_.size(); ++at) {
+            if (isOneOf(AUTHORITY_ENDS, text_[at])) begin = at + 1;
+            const bool isAuthority = begin >= 2 && text_.substr(begin - 2, 2) == "//";
+            if (text_[at] == '@' && isAuthority) add(found_, begin, at);
+        }
     }
 
     Name nameBefore(std::size_t separator) const {
@@ -103,7 +107,7 @@ private:
         }
         if (text_[begin] == '\\' && begin + 1 < text_.size()) return takeQuoted(begin + 2, "\\\"");
         if (isOneOf("\"'", text_[begin])) return takeQuoted(begin + 1, text_.substr(begin, 1));
-        take(begin, text_.find_first_of(VALUE_ENDS, begin));
+        take(begin, text_.find_first_of(name.isQuoted ? MEMBER_ENDS : VALUE_ENDS, begin));
     }
 
     // Up to a quote that is no escaped one.

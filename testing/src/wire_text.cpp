@@ -36,6 +36,15 @@ std::string bodyText(const std::string& body, const HttpHeaders& headers,
     return printableBeginning(credentials.blankedBody(body, detail::contentType(headers)));
 }
 
+std::string blankedLine(const std::string& line, const Credentials& credentials) {
+    const auto value = line.find_first_not_of(" \t", line.find(':') + 1);
+    if (line.find(':') == std::string::npos || value == std::string::npos) {
+        return credentials.blankedText(line);
+    }
+    return line.substr(0, value) +
+           credentials.blankedHeaderValue(line.substr(0, line.find(':')), line.substr(value));
+}
+
 // Reads the buffer, not the stream, so that a stream at its end is put back as it was.
 std::string peek(std::istream& stream) {
     std::streambuf* buffer = stream.rdbuf();
@@ -69,6 +78,19 @@ std::string wireText(const HttpResponse& response, const Credentials& credential
            printable(credentials.blankedText(response.getResponseCodeReason())) + "\n" +
            wireText(headers, credentials) + "\n" +
            bodyText(peekBody(response), headers, credentials);
+}
+
+std::string wireText(const ReceivedRequest& request, const Credentials& credentials) {
+    std::string text =
+        printable(request.method + ' ' + credentials.blankedUrl(request.target)) + " HTTP/1.1\n";
+    for (const std::string& line : request.headerLines) {
+        text += printable(blankedLine(line, credentials)) + '\n';
+    }
+    text += '\n' + bodyText(request.body, request.headers(), credentials);
+    if (request.bodySize > request.body.size()) {
+        text += "... of " + std::to_string(request.bodySize) + " bytes";
+    }
+    return text;
 }
 
 std::string wireText(const HttpHeaders& headers, const Credentials& credentials) {

@@ -65,8 +65,10 @@ public:
     httpclient_core::NameValueCollection blanked(
         const httpclient_core::NameValueCollection& parameters) const;
 
-    /// Each part's header fields, and its data by the part's name and content type. Files are not
-    /// looked into.
+    /// The data of a part, by its name, or else as a body of its content type.
+    std::string blankedData(const httpclient_core::DataPart& part) const;
+
+    /// Each part's header fields and data. Files are not looked into.
     httpclient_core::MultipartBody blanked(const httpclient_core::MultipartBody& body) const;
 
     /// What was given to the constructor.

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "httpclient_core/headers.h"
 #include "httpclient_testing/export.h"
 
 namespace tavrin::httpclient_testing {
@@ -49,6 +50,13 @@ struct HTTPCLIENT_TESTING_EXPORT ReceivedRequest {
     /// stay 0 before.
     int answerStatus = 0;
     std::size_t answerHeadSize = 0;
+
+    /// The URL that was asked for: the target itself in absolute form, or of a CONNECT; else
+    /// scheme, the value of Host and the target. Without a Host, just the target.
+    std::string url() const;
+
+    /// The header lines as fields, in their order; lines without a colon are left out. Linear.
+    httpclient_core::HttpHeaders headers() const;
 
     /// The value of the first header line with this name, without the blanks around it; nothing if
     /// there is none. Names compare without regard to case. Linear in the number of header lines.

@@ -6,6 +6,7 @@
 #include "httpclient_core/messages.h"
 #include "httpclient_testing/credentials.h"
 #include "httpclient_testing/export.h"
+#include "httpclient_testing/received_request.h"
 #include "httpclient_testing/recorded_request.h"
 
 namespace tavrin::httpclient_testing {
@@ -24,6 +25,11 @@ HTTPCLIENT_TESTING_EXPORT std::string wireText(const RecordedRequest& request,
 HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpRequest& request,
                                                const Credentials& credentials = Credentials());
 HTTPCLIENT_TESTING_EXPORT std::string wireText(const httpclient_core::HttpResponse& response,
+                                               const Credentials& credentials = Credentials());
+
+/// The same of what a FaultServer received, as far as it keeps it: the lines are those that came,
+/// malformed ones too.
+HTTPCLIENT_TESTING_EXPORT std::string wireText(const ReceivedRequest& request,
                                                const Credentials& credentials = Credentials());
 
 /// The header fields alone, a line each.
