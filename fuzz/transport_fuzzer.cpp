@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "byte_server.h"
 #include "check.h"
 #include "httpclient_core/httpclient_core.h"
 #include "httpclient_curl/curl_http_client.h"
 #include "response_model.h"
+#include "socket_pairs.h"
 
 using namespace tavrin::httpclient_core;
 using tavrin::httpclient_curl::CurlHttpClient;
@@ -22,6 +22,9 @@ namespace {
 
 constexpr std::int64_t MOST_DECODED_BYTES = 1 << 20;
 constexpr std::size_t MOST_PIECES = 64;
+constexpr std::size_t MOST_BYTES = 1 << 16;
+
+const std::string UPLOAD = "an upload\r\n\r\n";
 
 // The first byte chooses among these, the second one how finely the answers are cut; then the
 // answers follow, with NEXT between them.
@@ -30,6 +33,7 @@ struct Dialogue {
 
     AskedFor asked;
     bool resume = false;
+    bool uploads = false;
     std::size_t pieceSize = 1;
     std::vector<std::string> answers;
 };
@@ -39,6 +43,7 @@ Dialogue readDialogue(const std::uint8_t* data, std::size_t size) {
     Dialogue dialogue;
     dialogue.asked = {(flags & 1U) != 0, (flags & 2U) != 0, (flags & 4U) != 0};
     dialogue.resume = (flags & 8U) != 0;
+    dialogue.uploads = (flags & 16U) != 0 && !dialogue.asked.head;
     std::string rest(reinterpret_cast<const char*>(data + 2), size - 2);
     const std::string next = Dialogue::NEXT;
     for (auto end = rest.find(next); end != std::string::npos; end = rest.find(next)) {
@@ -84,12 +89,13 @@ Outcome failure() {
     return outcome;
 }
 
-// Every host is reached through the server, wherever a redirect may lead. There is no limit of
-// time: the answers end by themselves, and a client that waits on is found to hang.
-ClientConfiguration configurationFor(const Dialogue& dialogue, int port) {
+// Every host is reached through a proxy, so that no name is looked up, wherever a redirect may
+// lead. There is no limit of time: the answers end by themselves, and a client that waits on is
+// found to hang.
+ClientConfiguration configurationFor(const Dialogue& dialogue) {
     const int attempts = static_cast<int>(dialogue.answers.size());
     return ClientConfiguration()
-        .withProxy("http://127.0.0.1:" + std::to_string(port))
+        .withProxy("http://127.0.0.1:1")
         .withFollowRedirects(dialogue.asked.followed)
         .withMaxRedirects(5)
         .withResumeOnRetry(dialogue.resume)
@@ -109,26 +115,47 @@ CurlOptions optionsFor(const Dialogue& dialogue) {
 }
 
 HttpRequest requestFor(const Dialogue& dialogue) {
-    return HttpRequest(dialogue.asked.head ? HttpMethod::HEAD : HttpMethod::GET,
-                       URL("http://server.example/"), {});
+    const URL url("http://server.example/");
+    if (!dialogue.uploads)
+        return HttpRequest(dialogue.asked.head ? HttpMethod::HEAD : HttpMethod::GET, url, {});
+    HttpRequest request(HttpMethod::POST, url, {});
+    request.setRequestBody(UPLOAD);
+    return request;
+}
+
+// A server may answer, and so end the request, before it has all of the upload, but what it has is
+// the upload's beginning.
+void checkReceived(const std::vector<std::string>& connections, const Dialogue& dialogue) {
+    if (connections.empty()) return;
+    const auto end = connections.front().find("\r\n\r\n");
+    CHECK(end != std::string::npos);
+    const std::string body = connections.front().substr(end + 4, UPLOAD.size());
+    if (dialogue.uploads)
+        CHECK(UPLOAD.rfind(body, 0) == 0);
+    else
+        CHECK(dialogue.asked.followed || body.empty());
 }
 
 // Each request has a client of its own, and so no connection that an earlier one left.
-Outcome synchronously(const Dialogue& dialogue, int port) {
-    const CurlHttpClient client(configurationFor(dialogue, port), optionsFor(dialogue));
+Outcome synchronously(const Dialogue& dialogue) {
+    SocketPairs connections(dialogue.answers, MOST_BYTES);
+    const CurlHttpClient client(configurationFor(dialogue), optionsFor(dialogue));
+    Outcome outcome = failure();
     try {
-        return outcomeOf(client.makeRequest(requestFor(dialogue)));
+        outcome = outcomeOf(client.makeRequest(requestFor(dialogue)));
     } catch (const HttpRequestFailedException&) {
-        return failure();
     }
+    checkReceived(connections.received(), dialogue);
+    return outcome;
 }
 
-Outcome asynchronously(const Dialogue& dialogue, int port) {
+Outcome asynchronously(const Dialogue& dialogue) {
+    SocketPairs connections(dialogue.answers, dialogue.pieceSize);
     std::atomic<int> completions = 0;
     std::promise<Outcome> promise;
     auto outcome = promise.get_future();
     {
-        const CurlHttpClient client(configurationFor(dialogue, port), optionsFor(dialogue));
+        const CurlHttpClient client(configurationFor(dialogue), optionsFor(dialogue));
         client.makeAsyncRequest(
             requestFor(dialogue),
             [&](const HttpRequest&, const HttpResponse& response, const std::exception_ptr& error) {
@@ -143,6 +170,7 @@ Outcome asynchronously(const Dialogue& dialogue, int port) {
         outcome.wait();
     }
     // The client is gone, and with it whatever might complete the request again.
+    checkReceived(connections.received(), dialogue);
     return outcome.get();
 }
 
@@ -170,14 +198,10 @@ bool dependsOnPackets(const Dialogue& dialogue) {
 // Whatever a server says, a request ends once, on both roads alike and however the bytes are cut,
 // with the response that a model makes of it where it has an opinion.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size < 2) return 0;
-    static ByteServer server;
+    if (size < 2 || size > MOST_BYTES) return 0;
     const Dialogue dialogue = readDialogue(data, size);
-
-    server.setAnswers(dialogue.answers, size);
-    const Outcome whole = synchronously(dialogue, server.port());
-    server.setAnswers(dialogue.answers, dialogue.pieceSize);
-    const Outcome cut = asynchronously(dialogue, server.port());
+    const Outcome whole = synchronously(dialogue);
+    const Outcome cut = asynchronously(dialogue);
     if (!dependsOnPackets(dialogue)) CHECK(cut == whole);
 
     if (dialogue.asked.decoded) CHECK(whole.body.size() <= MOST_DECODED_BYTES);
