@@ -93,7 +93,8 @@ extern "C" [[gnu::visibility("default")]] int socket(int domain, int type, int p
     return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
 }
 
-extern "C" [[gnu::visibility("default")]] int connect(int socket, const sockaddr* address, socklen_t size) {
+extern "C" [[gnu::visibility("default")]] int connect(int socket, const sockaddr* address,
+                                                      socklen_t size) {
     if (isInternet(address) && isNearEnd(socket)) return 0;
     return static_cast<int>(syscall(SYS_connect, socket, address, size));
 }
