@@ -326,11 +326,7 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     guarded([&] {
         if (failure_ != nullptr) return;
         if (verdict_ == Verdict::DELIVER) {
-            if (code == CURLE_OUT_OF_MEMORY && sendings_ > 0 && !head_.complete()) {
-                // What libcurl says of a line that is too long for it.
-                throw MalformedHead{
-                    "a line of its head has more than 100 KiB, or memory has run out"};
-            }
+            if (sendings_ > 0 && !head_.complete()) checkHead(code);
             if (code != CURLE_OK) {
                 failure_ =
                     failureOf(code, url_->host(), easy_->errorText(), settings_.certificateFile);
@@ -351,6 +347,14 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     });
     if (!again) end();
     return again;
+}
+
+// What libcurl says of a head that it cannot take apart.
+void Attempt::checkHead(CURLcode code) {
+    if (code == CURLE_OUT_OF_MEMORY)
+        throw MalformedHead{"a line of its head has more than 100 KiB, or memory has run out"};
+    if (code == CURLE_BAD_FUNCTION_ARGUMENT)
+        throw MalformedHead{"its first field begins with a blank"};
 }
 
 void Attempt::followRedirect() {

@@ -74,6 +74,7 @@ private:
     bool isWishOfAnotherFrame(const std::string& range) const;
     void makeBody(const BodyFraming& framing);
     void prepareExchange();
+    static void checkHead(CURLcode code);
     void followRedirect();
     void headComplete();
     void judge();

@@ -5,6 +5,7 @@
 #include <climits>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "failure.h"
 #include "tls_closure.h"
@@ -94,8 +95,14 @@ void EasyHandle::set(CURLoption option, Value value) {
         throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
 }
 
-EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
-    if (handle_ == nullptr) throw std::bad_alloc();
+EasyHandle::EasyHandle(const CurlOptions& options)
+    : sessions_(curl_share_init()), handle_(curl_easy_init()) {
+    if (handle_ == nullptr || sessions_ == nullptr ||
+        curl_share_setopt(sessions_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION) !=
+            CURLSHE_OK) {
+        throw std::bad_alloc();
+    }
+    set(CURLOPT_SHARE, sessions_.get());
     systemCaFile_ = stringInfo(get(), CURLINFO_CAINFO);
     systemCaPath_ = stringInfo(get(), CURLINFO_CAPATH);
     set(CURLOPT_ERRORBUFFER, error_);
@@ -139,8 +146,19 @@ std::shared_ptr<const RequestUrl> EasyHandle::parsed(const URL& url) {
     return parsedUrl_;
 }
 
+// libcurl 7.88 remembers the last header line of a response beyond its being freed, and a response
+// whose first line is a folded one would be written there. A copy has the handle's options and
+// nothing that a server left in it; its TLS sessions alone are worth keeping.
+void EasyHandle::forgetResponse() {
+    std::unique_ptr<CURL, Cleanup> copy(curl_easy_duphandle(get()));
+    if (copy == nullptr) throw std::bad_alloc();
+    handle_ = std::move(copy);
+    set(CURLOPT_SHARE, sessions_.get());
+}
+
 void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
     halfSet_ = true;
+    if (listener_ != nullptr) forgetResponse();
     listener_ = &listener;
     error_[0] = '\0';
     set(CURLOPT_CURLU, exchange.url.handle());

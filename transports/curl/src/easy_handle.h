@@ -71,6 +71,9 @@ private:
     struct Cleanup {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
     };
+    struct ShareCleanup {
+        void operator()(CURLSH* share) const { curl_share_cleanup(share); }
+    };
 
     static int onPrerequest(void* self, char* remote, char* local, int remotePort, int localPort);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
@@ -78,6 +81,7 @@ private:
     static std::size_t onRead(char* to, std::size_t size, std::size_t count, void* self);
     static int onSeek(void* self, curl_off_t offset, int origin);
 
+    void forgetResponse();
     void setMethod(const Exchange& exchange);
     void setHeaders(const Exchange& exchange);
     void setTrust(const std::string& certificateFile);
@@ -85,6 +89,8 @@ private:
     template <typename Value>
     void set(CURLoption option, Value value);
 
+    // Outlives the handles that use it.
+    std::unique_ptr<CURLSH, ShareCleanup> sessions_;
     std::unique_ptr<CURL, Cleanup> handle_;
     ExchangeListener* listener_ = nullptr;
     char error_[CURL_ERROR_SIZE] = "";

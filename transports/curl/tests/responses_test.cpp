@@ -157,6 +157,21 @@ TEST_P(Responses, FoldedLinesAreUnfolded) {
     EXPECT_EQ(response.getHeaderValue("X-Odd"), "first second");
 }
 
+TEST_P(Responses, FoldedLineWithNoneBeforeItFailsOnAConnectionThatIsUsedAgainToo) {
+    httpclient_testing::FaultStep folded;
+    folded.oddFirstLines = " Folded: before any line\r\n";
+    FaultServer server(httpclient_testing::FaultPlan({folded, {}, folded}));
+    const CurlHttpClient client(once());
+    const std::string url = server.url("/bytes/5");
+    const std::string malformed = "Request to " + hostOf(server) +
+                                  " failed: malformed response: its first field begins with a "
+                                  "blank";
+
+    EXPECT_EQ(failureOf([&] { send(client, get(url)); }), malformed);
+    EXPECT_EQ(send(client, get(url)).getResponseBodyString().size(), 5U);
+    EXPECT_EQ(failureOf([&] { send(client, get(url)); }), malformed);
+}
+
 TEST_P(Responses, RepeatedHeadersStayInOrder) {
     FaultServer server("header:X-A=1+header:X-B=2+header:x-a=3");
     HttpResponse response = send(CurlHttpClient(once()), get(server.url("/bytes/5")));
