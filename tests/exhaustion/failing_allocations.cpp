@@ -1,5 +1,6 @@
 #include "exhaustion/failing_allocations.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -7,20 +8,29 @@
 namespace {
 
 using tavrin::httpclient_core::test::Failing;
+using tavrin::httpclient_core::test::Whose;
 
 constexpr std::size_t NEVER = std::numeric_limits<std::size_t>::max();
-std::size_t allocationsUntilFailure = NEVER;
-Failing failingThen = Failing::ONE;
-bool failed = false;
-std::size_t inUse = 0;
+std::atomic<std::size_t> allocationsUntilFailure{NEVER};
+std::atomic<Failing> failingThen{Failing::ONE};
+std::atomic<Whose> whoseFail{Whose::THIS_THREAD};
+std::atomic<bool> failed{false};
+std::atomic<std::size_t> inUse{0};
+thread_local bool saysSo = false;
+
+// Whether this allocation is the one to fail, or one behind it.
+bool failsNow() {
+    std::size_t left = allocationsUntilFailure;
+    while (left != NEVER && left > 0) {
+        if (allocationsUntilFailure.compare_exchange_weak(left, left - 1)) return false;
+    }
+    if (left == NEVER) return false;
+    return failingThen == Failing::ALL_LATER ||
+           allocationsUntilFailure.compare_exchange_strong(left, NEVER);
+}
 
 void failIfTold() {
-    if (allocationsUntilFailure == NEVER) return;
-    if (allocationsUntilFailure > 0) {
-        --allocationsUntilFailure;
-        return;
-    }
-    if (failingThen == Failing::ONE) allocationsUntilFailure = NEVER;
+    if (saysSo != (whoseFail == Whose::THIS_THREAD) || !failsNow()) return;
     failed = true;
     throw std::bad_alloc();
 }
@@ -57,13 +67,18 @@ void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { rel
 
 namespace tavrin::httpclient_core::test {
 
-FailingAllocations::FailingAllocations(std::size_t succeeding, Failing failing) {
-    allocationsUntilFailure = succeeding;
-    failingThen = failing;
+FailingAllocations::FailingAllocations(std::size_t succeeding, Failing failing, Whose whose) {
+    saysSo = true;
     failed = false;
+    failingThen = failing;
+    whoseFail = whose;
+    allocationsUntilFailure = succeeding;
 }
 
-FailingAllocations::~FailingAllocations() { allocationsUntilFailure = NEVER; }
+FailingAllocations::~FailingAllocations() {
+    allocationsUntilFailure = NEVER;
+    saysSo = false;
+}
 
 bool FailingAllocations::anyFailed() { return failed; }
 

@@ -15,11 +15,17 @@ inline std::ostream& operator<<(std::ostream& os, Failing failing) {
     return os << (failing == Failing::ONE ? "one fails" : "all later ones fail");
 }
 
-/// While it lives, allocations of the program throw std::bad_alloc after `succeeding` others. For
-/// tests of a single thread; linking it replaces the program's allocation functions.
+/// Whose allocations fail.
+enum class Whose {
+    THIS_THREAD,   ///< those of the thread that says so
+    OTHER_THREADS  ///< those of all others, counted together
+};
+
+/// While it lives, allocations throw std::bad_alloc after `succeeding` others. One may live at a
+/// time; linking it replaces the program's allocation functions.
 class FailingAllocations {
 public:
-    FailingAllocations(std::size_t succeeding, Failing failing);
+    FailingAllocations(std::size_t succeeding, Failing failing, Whose whose = Whose::THIS_THREAD);
     ~FailingAllocations();
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;

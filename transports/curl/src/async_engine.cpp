@@ -55,7 +55,9 @@ SharedSettings settingsFor(const HttpRequest& request, SharedSettings common) {
 }
 
 AsyncEngine::AsyncEngine(const CurlOptions& options, SharedSettings settings)
-    : options_(options), settings_(std::move(settings)) {}
+    : options_(options),
+      cancelled_(std::make_exception_ptr(HttpRequestCancelledException())),
+      settings_(std::move(settings)) {}
 
 SharedSettings AsyncEngine::settings() const {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -105,10 +107,9 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
     }
     // The strategy wants what the application, or the client's end, has cancelled. Asking it again
     // might never end, so the handler is told without it.
-    if (begins || !logical->handler) throw HttpRequestCancelledException();
+    if (begins || !logical->handler) std::rethrow_exception(cancelled_);
     // NOLINTNEXTLINE(bugprone-use-after-move)
-    (*logical->handler)(std::move(request), std::move(response),
-                        std::make_exception_ptr(HttpRequestCancelledException()));
+    (*logical->handler)(std::move(request), std::move(response), std::exception_ptr(cancelled_));
 }
 
 // Hands jobs that no loop has carried to the pool.
@@ -205,7 +206,7 @@ void AsyncEngine::shutDown() {
         for (const auto& loop : loops_) loop->wake();
     }
     for (auto& thread : threads_) thread.join();
-    completeAll(std::move(waiting), std::make_exception_ptr(HttpRequestCancelledException()));
+    completeAll(std::move(waiting), cancelled_);
     pool_.close();
 }
 

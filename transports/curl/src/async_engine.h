@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -38,6 +39,9 @@ public:
     void shutDown();
     const std::atomic<bool>& closing() const { return closing_; }
 
+    // What is cancelled ends with it.
+    const std::exception_ptr& cancelled() const { return cancelled_; }
+
     // For the loops. Fetches what `loop` has room for; false if it is to end.
     bool fetch(EventLoop& loop, JobQueue& jobs) noexcept;
     void ended(EventLoop& loop, JobQueue jobs) noexcept;
@@ -55,6 +59,8 @@ private:
     }
 
     const CurlOptions& options_;
+    // Made while there is memory: without any, a client still ends.
+    const std::exception_ptr cancelled_;
     std::atomic<bool> closing_{false};
     mutable std::mutex mutex_;
     SharedSettings settings_;

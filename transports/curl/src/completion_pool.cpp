@@ -123,7 +123,7 @@ bool CompletionPool::startWatcher(const std::shared_ptr<State>& state) {
         const SignalBlock block;
         try {
             state->watcher = std::thread([state] { watch(state); });
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) {
             return false;
         }
     }

@@ -45,7 +45,7 @@ void EventLoop::run() noexcept {
             stopAll(std::current_exception());
         }
     }
-    stopAll(std::make_exception_ptr(httpclient_core::HttpRequestCancelledException()));
+    stopAll(engine_.cancelled());
 }
 
 void EventLoop::begin(AsyncJobPtr job) {
