@@ -1,147 +1,263 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <future>
+#include <memory>
 #include <optional>
-#include <string>
+#include <stdexcept>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "check.h"
-#include "httpclient_core/httpclient_core.h"
 #include "httpclient_testing/scripted_http_client.h"
+#include "retry_model.h"
 
 using namespace tavrin::httpclient_core;
+using tavrin::httpclient_testing::Completion;
+using tavrin::httpclient_testing::RecordedRequest;
 using tavrin::httpclient_testing::ScriptedAnswer;
 using tavrin::httpclient_testing::ScriptedHttpClient;
 
 namespace {
 
-// What one attempt meets, and whether the strategy asks for another.
-struct Step {
-    int code;
-    bool acceptsRanges;
-    std::string body;
-    bool fails;
-    bool retry;
-};
+enum class Handler { STORES, STORES_AND_THROWS, FUTURE };
 
-std::vector<Step> readDialogue(FuzzedDataProvider& input) {
-    constexpr int CODES[] = {200, 206, 302, 404, 416, 503, -1};
-    std::vector<Step> steps;
-    do {
-        Step step;
-        step.code = input.PickValueInArray(CODES);
-        step.acceptsRanges = input.ConsumeBool();
-        step.body = step.code == -1 ? "" : input.ConsumeRandomLengthString(30);
-        step.fails = input.ConsumeBool();
-        step.retry = input.remaining_bytes() > 0 && steps.size() < 50;
-        steps.push_back(std::move(step));
-    } while (steps.back().retry);
-    return steps;
-}
+// What a request came to, as its caller sees it; nothing if it was lost.
+struct Result {
+    std::exception_ptr error;
+    std::optional<HttpResponse> response;
+};
+using Outcome = std::optional<Result>;
 
 ScriptedAnswer answerOf(const Step& step) {
+    if (!step.answers) {
+        return step.refused ? ScriptedAnswer::refusal(step.fault)
+                            : ScriptedAnswer::failure(step.fault);
+    }
     ScriptedAnswer answer(step.code, "Told");
-    if (step.acceptsRanges) answer.withHeader("Accept-Ranges", "bytes");
-    answer.withBody(step.body);
-    if (step.fails) answer.withFailure(HttpRequestFailedException("told to"));
+    if (!step.acceptRanges.empty()) answer.withHeader("Accept-Ranges", step.acceptRanges);
+    for (const auto& chunk : step.chunks) answer.withChunk(chunk);
+    if (step.fault != nullptr) answer.withFailure(step.fault);
     return answer;
 }
 
-// What a client does, told as plainly as can be.
-struct Expected {
-    std::vector<std::optional<std::string>> ranges;
-    std::string body;
-};
+// One request with all that is said in the course of it, held against what is expected.
+class Play {
+public:
+    Play(const Dialogue& dialogue, const Road& road)
+        : dialogue_(dialogue), expected_(expectedOf(dialogue, road)) {}
 
-Expected expectedOf(const std::vector<Step>& steps, bool resume) {
-    Expected expected;
-    std::optional<std::string> range;
-    for (const auto& step : steps) {
-        expected.ranges.push_back(range);
-        expected.body += step.body;
-        if (!step.retry || step.code == -1) continue;
-        if (step.code == 416) {
-            range.reset();
-            expected.body.clear();
-        } else if (resume && step.acceptsRanges) {
-            range = "bytes=" + std::to_string(expected.body.size()) + "-";
-        } else {
-            expected.body.clear();
+    const Expected& expected() const { return expected_; }
+
+    std::unique_ptr<ScriptedHttpClient> client(Completion completion) const {
+        auto client = std::make_unique<ScriptedHttpClient>(completion);
+        for (const Step& step : dialogue_.steps) client->expect({}, answerOf(step));
+        return client;
+    }
+
+    HttpRequest request() {
+        HttpRequest request = dialogue_.request();
+        if (dialogue_.reportsProgress)
+            request.setProgressCallback([this](const Progress& now) { return report(now); });
+        ClientConfiguration configuration;
+        configuration.setResumeOnRetry(dialogue_.resume);
+        configuration.setRetryStrategy(
+            [this](const HttpRequest&, const HttpResponse& response,
+                   const std::exception_ptr& error, int total,
+                   int consecutive) { return advise(response, error, total, consecutive); });
+        request.setClientConfiguration(std::move(configuration));
+        return request;
+    }
+
+    void check(const Outcome& outcome) const {
+        CHECK(asked_ == expected_.asked);
+        CHECK(progress_ == expected_.progress);
+        CHECK(outcome.has_value() == (expected_.end != Expected::LOST));
+        if (!outcome) return;
+        CHECK(expected_.error.isMetBy(outcome->error));
+        if (!outcome->response) return;
+        CHECK(outcome->response->getResponseCode() ==
+              static_cast<HttpResponseCode>(expected_.code));
+        CHECK(outcome->response->getResponseBodyString() == expected_.body);
+    }
+
+    void checkAttempts(const std::vector<RecordedRequest>& attempts) const {
+        CHECK(attempts.size() == expected_.attempts.size());
+        for (std::size_t i = 0; i < attempts.size(); ++i) {
+            const RecordedRequest& attempt = attempts[i];
+            const ExpectedAttempt& expected = expected_.attempts[i];
+            CHECK(attempt.method == dialogue_.method);
+            CHECK(attempt.body == expected.body);
+            CHECK(attempt.headers.hasHeader("Range") == expected.range.has_value());
+            CHECK(!expected.range || attempt.headers.getHeaderValue("Range") == *expected.range);
+            const bool isMultipart = dialogue_.body == BodyKind::MULTIPART;
+            CHECK(attempt.multipartBody.has_value() == isMultipart);
+            CHECK(!isMultipart || !attempt.headers.hasHeader("Content-Type"));
         }
     }
-    return expected;
+
+private:
+    bool advise(const HttpResponse& response, const std::exception_ptr& error, int total,
+                int consecutive) {
+        CHECK(asked_ < expected_.asked);
+        const ExpectedAttempt& expected = expected_.attempts[asked_];
+        const Advice advice = dialogue_.steps[asked_].advice;
+        CHECK(total == static_cast<int>(++asked_));
+        CHECK(consecutive == expected.consecutive);
+        CHECK(expected.error.isMetBy(error));
+        CHECK(response.getResponseCode() == static_cast<HttpResponseCode>(expected.code));
+        if (advice == Advice::THROW) std::rethrow_exception(dialogue_.strategyFault);
+        return advice == Advice::RETRY;
+    }
+
+    ProgressResult report(const Progress& now) {
+        progress_.emplace_back(now.downloadTotal, now.downloadNow);
+        return dialogue_.steps[asked_].cancels ? ProgressResult::CANCEL : ProgressResult::CONTINUE;
+    }
+
+    const Dialogue& dialogue_;
+    const Expected expected_;
+    std::size_t asked_ = 0;
+    std::vector<std::pair<std::int64_t, std::int64_t>> progress_;
+};
+
+Outcome synchronously(const ScriptedHttpClient& client, Play& play) {
+    Result result;
+    try {
+        result.response = client.makeRequest(play.request());
+    } catch (...) {
+        result.error = std::current_exception();
+    }
+    return result;
 }
 
-HttpRequest requestFollowing(const std::vector<Step>& steps, bool resume, std::size_t& asked) {
-    HttpRequest request(HttpMethod::GET, URL("http://example/"), {});
-    request.setRequestBody("the body");
-    ClientConfiguration configuration;
-    configuration.setResumeOnRetry(resume);
-    configuration.setRetryStrategy([&steps, &asked](const HttpRequest&, const HttpResponse&,
-                                                    const std::exception_ptr&, int total, int) {
-        CHECK(total == static_cast<int>(++asked));
-        return steps[asked - 1].retry;
-    });
-    request.setClientConfiguration(std::move(configuration));
-    return request;
+// Starts the request, whose result comes out of what is returned.
+std::future<Result> start(const ScriptedHttpClient& client, Play& play, Handler handler) {
+    std::promise<Result> promise;
+    auto result = promise.get_future();
+    client.makeAsyncRequest(
+        play.request(), [promise = std::move(promise), handler, completed = false](
+                            HttpRequest, HttpResponse response, std::exception_ptr error) mutable {
+            CHECK(!std::exchange(completed, true));
+            promise.set_value({std::move(error), std::move(response)});
+            if (handler == Handler::STORES_AND_THROWS) throw 42;
+        });
+    return result;
 }
 
-void checkAttempts(const ScriptedHttpClient& client, const Expected& expected) {
-    CHECK(client.problems().empty());
-    const auto attempts = client.requests();
-    CHECK(attempts.size() == expected.ranges.size());
-    for (std::size_t i = 0; i < attempts.size(); ++i) {
-        CHECK(attempts[i].body == "the body");
-        CHECK(attempts[i].headers.hasHeader("Range") == expected.ranges[i].has_value());
-        CHECK(!expected.ranges[i] ||
-              attempts[i].headers.getHeaderValue("Range") == *expected.ranges[i]);
+// Tells the client when to complete, until the request is lost or at its end.
+void completeAll(std::unique_ptr<ScriptedHttpClient>& client, const Road& road) {
+    for (std::size_t attempt = 0; client->pending() > 0; ++attempt) {
+        if (road.droppedAt == attempt) {
+            client->dropNext();
+        } else if (road.destroyedAt == attempt) {
+            client.reset();
+            return;
+        } else {
+            client->completeNext();
+        }
     }
 }
 
-void checkResponse(const HttpResponse& response, const Step& last, const Expected& expected) {
-    CHECK(response.getResponseCode() == static_cast<HttpResponseCode>(last.code));
-    CHECK(response.getResponseBodyString() == expected.body);
+template <typename Value>
+Outcome outcomeOf(std::future<Value> future) {
+    Result result;
+    try {
+        if constexpr (std::is_same_v<Value, Result>)
+            return future.get();
+        else
+            result.response = future.get();
+    } catch (const std::future_error& error) {
+        CHECK(error.code() == std::future_errc::broken_promise);
+        return std::nullopt;
+    } catch (...) {
+        result.error = std::current_exception();
+    }
+    return result;
+}
+
+template <typename Value>
+Outcome finish(std::unique_ptr<ScriptedHttpClient>& client, const Road& road,
+               std::future<Value> future) {
+    completeAll(client, road);
+    return outcomeOf(std::move(future));
+}
+
+Outcome asynchronously(std::unique_ptr<ScriptedHttpClient>& client, Play& play, const Road& road,
+                       Handler handler) {
+    try {
+        if (handler == Handler::FUTURE)
+            return finish(client, road, client->makeAsyncRequest(play.request()));
+        return finish(client, road, start(*client, play, handler));
+    } catch (...) {
+        return Result{std::current_exception(), std::nullopt};
+    }
+}
+
+void playSynchronously(const Dialogue& dialogue) {
+    Play play(dialogue, Road());
+    const auto client = play.client(Completion::ON_CALLING_THREAD);
+    play.check(synchronously(*client, play));
+    play.checkAttempts(client->requests());
+}
+
+void playAsynchronously(const Dialogue& dialogue, const Road& road, Completion completion,
+                        Handler handler) {
+    Play play(dialogue, road);
+    auto client = play.client(completion);
+    const Outcome outcome = asynchronously(client, play, road, handler);
+    play.check(outcome);
+    if (client != nullptr) play.checkAttempts(client->requests());
+}
+
+// The frame takes no request whose framing is unclear.
+void checkRefused(const Dialogue& dialogue) {
+    const ScriptedHttpClient client;
+    int refusals = 0;
+    try {
+        client.makeRequest(dialogue.request());
+    } catch (const std::logic_error&) {
+        ++refusals;
+    }
+    try {
+        client.makeAsyncRequest(dialogue.request(), [](HttpRequest, HttpResponse,
+                                                       std::exception_ptr) { CHECK(false); });
+    } catch (const std::logic_error&) {
+        ++refusals;
+    }
+    CHECK(refusals == 2);
+    CHECK(client.requests().empty());
+}
+
+Road readRoad(FuzzedDataProvider& input, Completion completion) {
+    Road road;
+    road.asynchronous = true;
+    if (completion != Completion::WHEN_TOLD) return road;
+    const auto end = input.ConsumeIntegralInRange(0, 3);
+    const auto at = input.ConsumeIntegralInRange<std::size_t>(0, 5);
+    if (end == 1) road.droppedAt = at;
+    if (end == 2) road.destroyedAt = at;
+    return road;
 }
 
 }  // namespace
 
-// Both roads make the attempts that the strategy asks for, with the ranges that were held, and end
-// once, as the last attempt does.
+// Both roads make the attempts that the strategy asks for, with the bodies and ranges that they are
+// to have, and end once: as the last attempt did, or as the strategy that threw.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr Completion COMPLETIONS[] = {Completion::ON_CALLING_THREAD, Completion::WHEN_TOLD,
+                                          Completion::ON_OWN_THREAD};
+    constexpr Handler HANDLERS[] = {Handler::STORES, Handler::STORES_AND_THROWS, Handler::FUTURE};
     FuzzedDataProvider input(data, size);
-    const bool resume = input.ConsumeBool();
-    const auto steps = readDialogue(input);
-    const auto expected = expectedOf(steps, resume);
-    ScriptedHttpClient synchronous;
-    ScriptedHttpClient asynchronous;
-    for (const auto& step : steps) {
-        synchronous.expect({}, answerOf(step));
-        asynchronous.expect({}, answerOf(step));
+    const auto completion = input.PickValueInArray(COMPLETIONS);
+    const auto handler = input.PickValueInArray(HANDLERS);
+    const Road road = readRoad(input, completion);
+    const Dialogue dialogue = readDialogue(input);
+    if (dialogue.isRefused()) {
+        checkRefused(dialogue);
+        return 0;
     }
-
-    std::size_t asked = 0;
-    bool failed = false;
-    try {
-        const auto response = synchronous.makeRequest(requestFollowing(steps, resume, asked));
-        checkResponse(response, steps.back(), expected);
-    } catch (const HttpRequestFailedException&) {
-        failed = true;
-    }
-    CHECK(failed == steps.back().fails);
-    CHECK(asked == steps.size());
-    checkAttempts(synchronous, expected);
-
-    asked = 0;
-    int completions = 0;
-    asynchronous.makeAsyncRequest(
-        requestFollowing(steps, resume, asked),
-        [&](const HttpRequest&, const HttpResponse& response, const std::exception_ptr& error) {
-            ++completions;
-            CHECK((error != nullptr) == steps.back().fails);
-            checkResponse(response, steps.back(), expected);
-        });
-    CHECK(completions == 1);
-    CHECK(asked == steps.size());
-    checkAttempts(asynchronous, expected);
+    playSynchronously(dialogue);
+    playAsynchronously(dialogue, road, completion, handler);
     return 0;
 }
