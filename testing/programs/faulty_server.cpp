@@ -43,7 +43,7 @@ void waitForTheEnd(int termination) {
     }
 }
 
-void run(const FaultServerOptions& options, const std::string& path) {
+void serve(const FaultServerOptions& options, const std::string& path) {
     const int termination = terminationDescriptor();
     FaultServer server(options);
     std::cout << "url " << server.url(path) << "\nsha256 " << server.content(path).sha256() << '\n';
@@ -52,9 +52,7 @@ void run(const FaultServerOptions& options, const std::string& path) {
     waitForTheEnd(termination);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app(
         "Serves bytes on 127.0.0.1 and a free port, and fails as told. Prints the URL and the "
         "SHA-256 of "
@@ -74,13 +72,19 @@ int main(int argc, char** argv) {
                  "Speak TLS with a throw-away certificate, and print the file of its CA");
     CLI11_PARSE(app, argc, argv);
 
+    options.plan = FaultPlan::parse(plan);
+    if (tls) options.tls = TlsKind::GOOD;
+    serve(options, path);
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
     try {
-        options.plan = FaultPlan::parse(plan);
-        if (tls) options.tls = TlsKind::GOOD;
-        run(options, path);
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "faulty-server: " << error.what() << '\n';
         return EXIT_FAILURE;
     }
-    return EXIT_SUCCESS;
 }

@@ -487,6 +487,7 @@ void carryOut(const Run& run, const std::filesystem::path& directory, Tally& tal
     const auto certificates = std::make_shared<const TestCertificates>();
     const CurlHttpClient client(retryingEverything(certificates->caFile(), tally));
     std::vector<std::unique_ptr<Worker>> workers;
+    workers.reserve(run.threads);
     for (std::size_t i = 0; i < run.threads; ++i)
         workers.push_back(std::make_unique<Worker>(client, certificates, directory, tally));
 
@@ -495,6 +496,7 @@ void carryOut(const Run& run, const std::filesystem::path& directory, Tally& tal
     std::mutex mutex;
     std::condition_variable ended;
     std::vector<std::thread> threads;
+    threads.reserve(workers.size());
     for (const auto& worker : workers) {
         threads.emplace_back([&, raw = worker.get()] {
             for (std::uint64_t number = next++; number < run.total(); number = next++)
@@ -545,35 +547,39 @@ bool soak(const Run& run, const std::filesystem::path& directory) {
     return flat && tally.wrong() == 0 && ignored.wrong() == 0 && !tally.givesUpTooOften();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app(
         "Downloads and uploads through random faults, and checks every byte. Ends with 1 if a "
         "result was wrong, a POST was sent twice unasked, a transfer hung, more than one in a "
         "thousand failed in spite of retries, or memory, threads or descriptors grew.");
-    Run run;
-    run.seed = std::random_device()();
-    app.add_option("--seed", run.seed, "What the random choices depend on; random by default");
-    app.add_option("--downloads", run.downloads, "Downloads")->capture_default_str();
-    app.add_option("--uploads", run.uploads, "Uploads")->capture_default_str();
-    app.add_flag("--ignore-growth", run.ignoreGrowth,
+    Run wanted;
+    wanted.seed = std::random_device()();
+    app.add_option("--seed", wanted.seed, "What the random choices depend on; random by default");
+    app.add_option("--downloads", wanted.downloads, "Downloads")->capture_default_str();
+    app.add_option("--uploads", wanted.uploads, "Uploads")->capture_default_str();
+    app.add_flag("--ignore-growth", wanted.ignoreGrowth,
                  "Let memory, threads and descriptors grow, as sanitizers need some themselves");
-    app.add_option("--threads", run.threads, "Threads that make transfers")
+    app.add_option("--threads", wanted.threads, "Threads that make transfers")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
     // Threads that come and go leave memory of the allocator's unused in many arenas; in one it can
     // be told from a leak.
-    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_ARENA_MAX, 1);  // NOLINT(concurrency-mt-unsafe): there is one thread yet.
+    std::string directory = (std::filesystem::temp_directory_path() / "soak-XXXXXX").string();
+    if (mkdtemp(directory.data()) == nullptr)
+        throw std::system_error(errno, std::generic_category(), directory);
+    const bool good = soak(wanted, directory);
+    std::filesystem::remove_all(directory);
+    return good ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
     try {
-        std::string directory = (std::filesystem::temp_directory_path() / "soak-XXXXXX").string();
-        if (mkdtemp(directory.data()) == nullptr)
-            throw std::system_error(errno, std::generic_category(), directory);
-        const bool good = soak(run, directory);
-        std::filesystem::remove_all(directory);
-        return good ? EXIT_SUCCESS : EXIT_FAILURE;
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "soak: " << error.what() << '\n';
         return EXIT_FAILURE;
