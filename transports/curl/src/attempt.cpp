@@ -303,22 +303,31 @@ void Attempt::deliver() {
     delivering_ = true;
 }
 
-bool Attempt::bodyBytes(const char* data, std::size_t size) noexcept {
+bool Attempt::bytes(std::string_view piece) noexcept {
     return guarded([&] {
-               limits_.moved(size);
-               if (!delivering_) {
-                   dropped_ += static_cast<std::int64_t>(size);
-                   return;
+               if (head_.complete()) {
+                   bodyBytes(piece);
+               } else {
+                   head_.check(piece);
                }
-               if (decode_ && options_.maxDecodedBytes() > 0 &&
-                   sink_.written() + static_cast<std::int64_t>(size) > options_.maxDecodedBytes()) {
-                   throw failed(url_->host(), "malformed response",
-                                "its decoded body has more than maxDecodedBytes = " +
-                                    std::to_string(options_.maxDecodedBytes()) + " bytes");
-               }
-               excused([&] { sink_.write(data, size); });
            }) &&
            dropped_ <= MOST_DROPPED_BYTES;
+}
+
+void Attempt::bodyBytes(std::string_view piece) {
+    const auto size = static_cast<std::int64_t>(piece.size());
+    limits_.moved(piece.size());
+    if (!delivering_) {
+        dropped_ += size;
+        return;
+    }
+    if (decode_ && options_.maxDecodedBytes() > 0 &&
+        sink_.written() + size > options_.maxDecodedBytes()) {
+        throw failed(url_->host(), "malformed response",
+                     "its decoded body has more than maxDecodedBytes = " +
+                         std::to_string(options_.maxDecodedBytes()) + " bytes");
+    }
+    excused([&] { sink_.write(piece.data(), piece.size()); });
 }
 
 bool Attempt::exchangeEnded(CURLcode code) noexcept {
@@ -326,7 +335,11 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     guarded([&] {
         if (failure_ != nullptr) return;
         if (verdict_ == Verdict::DELIVER) {
-            if (sendings_ > 0 && !head_.complete()) checkHead(code);
+            if (code == CURLE_OUT_OF_MEMORY && sendings_ > 0 && !head_.complete()) {
+                // What libcurl says of a line that is too long for it.
+                throw MalformedHead{
+                    "a line of its head has more than 100 KiB, or memory has run out"};
+            }
             if (code != CURLE_OK) {
                 failure_ =
                     failureOf(code, url_->host(), easy_->errorText(), settings_.certificateFile);
@@ -347,14 +360,6 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     });
     if (!again) end();
     return again;
-}
-
-// What libcurl says of a head that it cannot take apart.
-void Attempt::checkHead(CURLcode code) {
-    if (code == CURLE_OUT_OF_MEMORY)
-        throw MalformedHead{"a line of its head has more than 100 KiB, or memory has run out"};
-    if (code == CURLE_BAD_FUNCTION_ARGUMENT)
-        throw MalformedHead{"its first field begins with a blank"};
 }
 
 void Attempt::followRedirect() {

@@ -57,7 +57,7 @@ private:
 
     bool aboutToSend() noexcept override;
     bool headerLine(std::string_view line) noexcept override;
-    bool bodyBytes(const char* data, std::size_t size) noexcept override;
+    bool bytes(std::string_view piece) noexcept override;
     std::size_t readBody(char* to, std::size_t size) noexcept override;
     bool rewindBody() noexcept override;
 
@@ -74,9 +74,9 @@ private:
     bool isWishOfAnotherFrame(const std::string& range) const;
     void makeBody(const BodyFraming& framing);
     void prepareExchange();
-    static void checkHead(CURLcode code);
     void followRedirect();
     void headComplete();
+    void bodyBytes(std::string_view piece);
     void judge();
     void deliver();
     void complete();

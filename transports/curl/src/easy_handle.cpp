@@ -5,7 +5,6 @@
 #include <climits>
 #include <new>
 #include <stdexcept>
-#include <utility>
 
 #include "failure.h"
 #include "tls_closure.h"
@@ -95,14 +94,8 @@ void EasyHandle::set(CURLoption option, Value value) {
         throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
 }
 
-EasyHandle::EasyHandle(const CurlOptions& options)
-    : sessions_(curl_share_init()), handle_(curl_easy_init()) {
-    if (handle_ == nullptr || sessions_ == nullptr ||
-        curl_share_setopt(sessions_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION) !=
-            CURLSHE_OK) {
-        throw std::bad_alloc();
-    }
-    set(CURLOPT_SHARE, sessions_.get());
+EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
+    if (handle_ == nullptr) throw std::bad_alloc();
     systemCaFile_ = stringInfo(get(), CURLINFO_CAINFO);
     systemCaPath_ = stringInfo(get(), CURLINFO_CAPATH);
     set(CURLOPT_ERRORBUFFER, error_);
@@ -128,6 +121,8 @@ EasyHandle::EasyHandle(const CurlOptions& options)
     set(CURLOPT_PREREQDATA, this);
     set(CURLOPT_HEADERFUNCTION, onHeader);
     set(CURLOPT_HEADERDATA, this);
+    // Header lines go to onBody() as well, and there first.
+    set(CURLOPT_HEADER, 1L);
     set(CURLOPT_WRITEFUNCTION, onBody);
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_READFUNCTION, onRead);
@@ -146,19 +141,8 @@ std::shared_ptr<const RequestUrl> EasyHandle::parsed(const URL& url) {
     return parsedUrl_;
 }
 
-// libcurl 7.88 remembers the last header line of a response beyond its being freed, and a response
-// whose first line is a folded one would be written there. A copy has the handle's options and
-// nothing that a server left in it; its TLS sessions alone are worth keeping.
-void EasyHandle::forgetResponse() {
-    std::unique_ptr<CURL, Cleanup> copy(curl_easy_duphandle(get()));
-    if (copy == nullptr) throw std::bad_alloc();
-    handle_ = std::move(copy);
-    set(CURLOPT_SHARE, sessions_.get());
-}
-
 void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
     halfSet_ = true;
-    if (listener_ != nullptr) forgetResponse();
     listener_ = &listener;
     error_[0] = '\0';
     set(CURLOPT_CURLU, exchange.url.handle());
@@ -297,7 +281,7 @@ std::size_t EasyHandle::onHeader(char* data, std::size_t size, std::size_t count
 
 std::size_t EasyHandle::onBody(char* data, std::size_t size, std::size_t count, void* self) {
     const std::size_t bytes = size * count;
-    return static_cast<EasyHandle*>(self)->listener_->bodyBytes(data, bytes) ? bytes : bytes + 1;
+    return static_cast<EasyHandle*>(self)->listener_->bytes({data, bytes}) ? bytes : bytes + 1;
 }
 
 std::size_t EasyHandle::onRead(char* to, std::size_t size, std::size_t count, void* self) {

@@ -24,7 +24,9 @@ public:
     virtual ~ExchangeListener() = default;
     virtual bool aboutToSend() noexcept = 0;
     virtual bool headerLine(std::string_view line) noexcept = 0;
-    virtual bool bodyBytes(const char* data, std::size_t size) noexcept = 0;
+    // The body, and before it the head: each of its lines, in pieces if it is long, is shown here
+    // before libcurl takes it apart and before headerLine() gets it.
+    virtual bool bytes(std::string_view piece) noexcept = 0;
     // Number of bytes, 0 at the end, or CURL_READFUNC_ABORT.
     virtual std::size_t readBody(char* to, std::size_t size) noexcept = 0;
     virtual bool rewindBody() noexcept = 0;
@@ -71,9 +73,6 @@ private:
     struct Cleanup {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
     };
-    struct ShareCleanup {
-        void operator()(CURLSH* share) const { curl_share_cleanup(share); }
-    };
 
     static int onPrerequest(void* self, char* remote, char* local, int remotePort, int localPort);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
@@ -81,7 +80,6 @@ private:
     static std::size_t onRead(char* to, std::size_t size, std::size_t count, void* self);
     static int onSeek(void* self, curl_off_t offset, int origin);
 
-    void forgetResponse();
     void setMethod(const Exchange& exchange);
     void setHeaders(const Exchange& exchange);
     void setTrust(const std::string& certificateFile);
@@ -89,8 +87,6 @@ private:
     template <typename Value>
     void set(CURLoption option, Value value);
 
-    // Outlives the handles that use it.
-    std::unique_ptr<CURLSH, ShareCleanup> sessions_;
     std::unique_ptr<CURL, Cleanup> handle_;
     ExchangeListener* listener_ = nullptr;
     char error_[CURL_ERROR_SIZE] = "";

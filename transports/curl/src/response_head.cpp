@@ -26,12 +26,15 @@ void assignValue(std::string& value, std::string_view text) {
     if (value.find('\r') != std::string::npos) std::replace(value.begin(), value.end(), '\r', ' ');
 }
 
+// Whether it is the rest of the line before it.
+bool isFolded(std::string_view line) { return line.front() == ' ' || line.front() == '\t'; }
+
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 }  // namespace
 
 void ResponseHead::restart() {
-    started_ = complete_ = false;
+    started_ = complete_ = checked_ = false;
     interims_ = 0;
 }
 
@@ -55,7 +58,14 @@ void ResponseHead::begin(std::string_view line) {
     started_ = true;
 }
 
+void ResponseHead::check(std::string_view piece) {
+    const bool begins = !std::exchange(checked_, true);
+    if (begins && started_ && name_.empty() && isFolded(piece))
+        throw MalformedHead{"its first field begins with a blank"};
+}
+
 ResponseHead::Stage ResponseHead::add(std::string_view line) {
+    checked_ = false;
     if (line.find('\0') != std::string_view::npos) throw MalformedHead{"its head contains NUL"};
     if (!started_ && !complete_) {
         begin(line);
@@ -86,9 +96,7 @@ ResponseHead::Stage ResponseHead::add(std::string_view line) {
 }
 
 void ResponseHead::addField(std::string_view line) {
-    if (line.front() == ' ' || line.front() == '\t') {
-        // The rest of a folded line; without a field before it, it belongs to nothing.
-        if (name_.empty()) return;
+    if (isFolded(line)) {
         std::string more;
         assignValue(more, line);
         value_ += " " + more;

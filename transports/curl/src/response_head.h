@@ -23,6 +23,11 @@ public:
     // Forgets everything, for another exchange.
     void restart();
 
+    // Looks at a piece of the next line before libcurl does. Throws MalformedHead for a first field
+    // that begins with a blank (RFC 9112, 2.2): libcurl 7.88 takes it for the rest of a line of the
+    // response before, writes to the memory that this one had, and frees it twice.
+    void check(std::string_view piece);
+
     // Takes a line with its line end, and tells whether it ended an interim or the final head.
     // Throws MalformedHead for what is no response or exceeds a limit.
     Stage add(std::string_view line);
@@ -57,6 +62,7 @@ private:
     std::string value_;
     bool started_ = false;
     bool complete_ = false;
+    bool checked_ = false;
     std::int64_t bytes_ = 0;
     std::int64_t count_ = 0;
     int interims_ = 0;
