@@ -91,7 +91,8 @@ void frame(HttpRequest& request, BodyKind body, FramingKind framing) {
     if (isSimple && framing == FramingKind::DOUBLE)
         request.setHeaderValue("Transfer-Encoding", "chunked");
     if (isSimple && framing != FramingKind::MISSING)
-        request.setHeaderValue("Content-Length", std::to_string(std::string(Dialogue::BODY).size()));
+        request.setHeaderValue("Content-Length",
+                               std::to_string(std::string(Dialogue::BODY).size()));
 }
 
 }  // namespace

@@ -145,8 +145,9 @@ std::future<Result> start(const ScriptedHttpClient& client, Play& play, Handler 
     return result;
 }
 
-// Tells the client when to complete, until the request is lost or at its end.
+// Tells the client when to complete, if it has to be told, until the request is lost or at its end.
 void completeAll(std::unique_ptr<ScriptedHttpClient>& client, const Road& road) {
+    if (!road.isTold) return;
     for (std::size_t attempt = 0; client->pending() > 0; ++attempt) {
         if (road.droppedAt == attempt) {
             client->dropNext();
@@ -232,7 +233,8 @@ void checkRefused(const Dialogue& dialogue) {
 Road readRoad(FuzzedDataProvider& input, Completion completion) {
     Road road;
     road.asynchronous = true;
-    if (completion != Completion::WHEN_TOLD) return road;
+    road.isTold = completion == Completion::WHEN_TOLD;
+    if (!road.isTold) return road;
     const auto end = input.ConsumeIntegralInRange(0, 3);
     const auto at = input.ConsumeIntegralInRange<std::size_t>(0, 5);
     if (end == 1) road.droppedAt = at;

@@ -48,7 +48,8 @@ private:
         code_ = step.code;
         acceptRanges_ = step.acceptRanges;
         std::int64_t total = 0;
-        for (const std::string& chunk : step.chunks) total += static_cast<std::int64_t>(chunk.size());
+        for (const std::string& chunk : step.chunks)
+            total += static_cast<std::int64_t>(chunk.size());
         std::int64_t now = 0;
         for (const std::string& chunk : step.chunks) {
             if (chunk.empty()) continue;

@@ -13,6 +13,7 @@
 /// Where a request is carried out, and whether it is lost on the way.
 struct Road {
     bool asynchronous = false;
+    bool isTold = false;  ///< When to complete each attempt.
     /// The attempt, from 0, that the transport drops, or in which the client is destroyed.
     std::optional<std::size_t> droppedAt;
     std::optional<std::size_t> destroyedAt;
