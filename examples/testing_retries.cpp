@@ -41,5 +41,6 @@ int main() {
     }
     // [surprise]
 
+    client.setUnmetAllowed(true);
     return client.remaining() == 1 && client.requests().size() > 3 ? 0 : 1;
 }

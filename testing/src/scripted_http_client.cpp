@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <iostream>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -23,6 +24,33 @@ using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpRequestFailedException;
 using httpclient_core::HttpResponse;
 using httpclient_core::RetryTask;
+
+// An expectation is one line or several; beside it stand as many attempts as one can look at.
+constexpr std::size_t MOST_RECEIVED_SHOWN = 10;
+
+// The one of the program. A client has a copy, as it may outlive this.
+class SharedUnmetReporter {
+public:
+    void set(UnmetReporter reporter) {
+        const std::lock_guard lock(mutex_);
+        reporter_ = std::move(reporter);
+    }
+
+    UnmetReporter get() const {
+        const std::lock_guard lock(mutex_);
+        if (reporter_) return reporter_;
+        return [](const std::string& problems) { std::cerr << problems; };
+    }
+
+private:
+    mutable std::mutex mutex_;
+    UnmetReporter reporter_;
+};
+
+SharedUnmetReporter& unmetReporter() {
+    static SharedUnmetReporter reporter;
+    return reporter;
+}
 
 // Reads as a transport does, until the stream has no more, and leaves it so.
 std::string readToEnd(std::istream& stream) {
@@ -44,11 +72,12 @@ public:
 
     void expect(ExpectedRequest request, ScriptedAnswer answer, std::size_t times);
     void setOrder(ScriptOrder order);
+    void setUnmetAllowed(bool allowed);
     void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
     void setCredentials(Credentials credentials);
 
     std::vector<RecordedRequest> requests() const;
-    std::string problems() const;
+    std::string problems();
     std::size_t remaining() const;
     std::size_t pending() const;
     bool waitForPending(std::size_t count, std::chrono::milliseconds limit) const;
@@ -61,6 +90,9 @@ public:
 
     // Completes what is pending; nothing can be started afterwards.
     void close();
+
+    // What nobody has been told of so far.
+    void reportUnmet() noexcept;
 
 private:
     struct Expectation {
@@ -85,6 +117,7 @@ private:
     Outcome outcomeOf(const HttpRequest& request, std::optional<std::uint64_t> requestId);
     std::list<Expectation>::iterator expectationFor(const RecordedRequest& request);
     std::string describeUnexpected(const RecordedRequest& request) const;
+    std::string describeReceived() const;
     void play(const Outcome& outcome, HttpRequest& request, HttpResponse& response);
     void waitFor(std::chrono::milliseconds delay);
     void carryOut(Exchange exchange);
@@ -93,6 +126,7 @@ private:
     void runThread();
 
     const Completion completion_;
+    const UnmetReporter reportUnmet_ = unmetReporter().get();
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;  // pending_ or closing_
     ScriptOrder order_ = ScriptOrder::AS_WRITTEN;
@@ -101,6 +135,8 @@ private:
     std::list<Expectation> script_;
     std::vector<RecordedRequest> requests_;
     std::string unexpected_;
+    bool unmetAllowed_ = false;
+    bool isTold_ = false;  // of what is left of the script
     std::deque<Exchange> pending_;
     bool closing_ = false;
     std::thread thread_;
@@ -111,11 +147,17 @@ void ScriptedHttpClient::Stage::expect(ExpectedRequest request, ScriptedAnswer a
     if (times == 0) return;
     const std::lock_guard lock(mutex_);
     script_.push_back({std::move(request), std::move(answer), times});
+    isTold_ = false;
 }
 
 void ScriptedHttpClient::Stage::setOrder(ScriptOrder order) {
     const std::lock_guard lock(mutex_);
     order_ = order;
+}
+
+void ScriptedHttpClient::Stage::setUnmetAllowed(bool allowed) {
+    const std::lock_guard lock(mutex_);
+    unmetAllowed_ = allowed;
 }
 
 void ScriptedHttpClient::Stage::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
@@ -133,15 +175,16 @@ std::vector<RecordedRequest> ScriptedHttpClient::Stage::requests() const {
     return requests_;
 }
 
-std::string ScriptedHttpClient::Stage::problems() const {
+std::string ScriptedHttpClient::Stage::problems() {
     const std::lock_guard lock(mutex_);
+    isTold_ = true;
     std::string text = unexpected_;
     for (const Expectation& left : script_) {
         text += "Expected " + std::to_string(left.timesLeft) +
                 (left.timesLeft == 1 ? " more time" : " more times") + ", but it never came:\n" +
                 left.request.describe() + "\n";
     }
-    return text;
+    return script_.empty() ? text : text + describeReceived();
 }
 
 std::size_t ScriptedHttpClient::Stage::remaining() const {
@@ -196,6 +239,16 @@ void ScriptedHttpClient::Stage::close() {
     while (auto exchange = takeNext()) carryOut(std::move(*exchange));
 }
 
+void ScriptedHttpClient::Stage::reportUnmet() noexcept {
+    if (unmetAllowed_ || isTold_ || script_.empty()) return;
+    try {
+        reportUnmet_(problems());
+    } catch (const std::exception& error) {
+        // There is nobody to throw to.
+        std::cerr << "Unmet expectations: " << error.what() << '\n';
+    }
+}
+
 ScriptedHttpClient::Stage::Outcome ScriptedHttpClient::Stage::outcomeOf(
     const HttpRequest& request, std::optional<std::uint64_t> requestId) {
     RecordedRequest recorded = detail::recordWithoutBody(request, requestId);
@@ -208,6 +261,7 @@ ScriptedHttpClient::Stage::Outcome ScriptedHttpClient::Stage::outcomeOf(
 
     const std::lock_guard lock(mutex_);
     requests_.push_back(recorded);
+    isTold_ = false;
     const auto expectation = expectationFor(recorded);
     if (expectation == script_.end()) {
         const std::string text = describeUnexpected(recorded);
@@ -237,6 +291,17 @@ std::string ScriptedHttpClient::Stage::describeUnexpected(const RecordedRequest&
         if (order_ == ScriptOrder::AS_WRITTEN) break;
     }
     return text;
+}
+
+std::string ScriptedHttpClient::Stage::describeReceived() const {
+    if (requests_.empty()) return "Received nothing.\n\n";
+    const std::size_t first = requests_.size() - std::min(requests_.size(), MOST_RECEIVED_SHOWN);
+    std::string text = "Received so far:\n";
+    if (first > 0) text += "(" + std::to_string(first) + " before)\n";
+    for (std::size_t i = first; i < requests_.size(); ++i) {
+        text += std::to_string(i + 1) + ": " + wireText(requests_[i], credentials_) + "\n";
+    }
+    return text + "\n";
 }
 
 void ScriptedHttpClient::Stage::play(const Outcome& outcome, HttpRequest& request,
@@ -295,11 +360,16 @@ void ScriptedHttpClient::Stage::runThread() {
     }
 }
 
+void setUnmetReporter(UnmetReporter reporter) { unmetReporter().set(std::move(reporter)); }
+
 ScriptedHttpClient::ScriptedHttpClient(Completion completion)
     : stage_(std::make_unique<Stage>(completion)) {}
 
 // The tasks that it completes call back into this object, which must still be a whole one.
-ScriptedHttpClient::~ScriptedHttpClient() { stage_->close(); }
+ScriptedHttpClient::~ScriptedHttpClient() {
+    stage_->close();
+    stage_->reportUnmet();
+}
 
 ScriptedHttpClient& ScriptedHttpClient::expect(ExpectedRequest request, ScriptedAnswer answer,
                                                std::size_t times) {
@@ -308,6 +378,8 @@ ScriptedHttpClient& ScriptedHttpClient::expect(ExpectedRequest request, Scripted
 }
 
 void ScriptedHttpClient::setOrder(ScriptOrder order) { stage_->setOrder(order); }
+
+void ScriptedHttpClient::setUnmetAllowed(bool allowed) { stage_->setUnmetAllowed(allowed); }
 
 void ScriptedHttpClient::setDelayHook(std::function<void(std::chrono::milliseconds)> hook) {
     stage_->setDelayHook(std::move(hook));

@@ -647,14 +647,14 @@ TEST_F(ReplayingHttpClientTest, StartsABodyOverWhereTheTransportDid) {
     const auto startOver = [](HttpRequest&, HttpResponse& response) {
         response.resetResponseBody();
     };
-    ScriptedHttpClient transport;
-    transport
-        .expect({}, ScriptedAnswer(200)
-                        .withHeader("Accept-Ranges", "bytes")
-                        .withBody("old")
-                        .withFailure(HttpRequestFailedException("cut")))
-        .expect({}, ScriptedAnswer(200).withAction(startOver).withBody("anew"));
     for (const std::string before : {"", "kept:"}) {
+        ScriptedHttpClient transport;
+        transport
+            .expect({}, ScriptedAnswer(200)
+                            .withHeader("Accept-Ranges", "bytes")
+                            .withBody("old")
+                            .withFailure(HttpRequestFailedException("cut")))
+            .expect({}, ScriptedAnswer(200).withAction(startOver).withBody("anew"));
         const auto conversation = [&](HttpClient& client) {
             client.setClientConfiguration(attempts(2).withResumeOnRetry(true));
             HttpRequest request = get();
@@ -671,12 +671,6 @@ TEST_F(ReplayingHttpClientTest, StartsABodyOverWhereTheTransportDid) {
 
         ReplayingHttpClient client(path_);
         EXPECT_EQ(conversation(client), before + "anew");
-        transport
-            .expect({}, ScriptedAnswer(200)
-                            .withHeader("Accept-Ranges", "bytes")
-                            .withBody("old")
-                            .withFailure(HttpRequestFailedException("cut")))
-            .expect({}, ScriptedAnswer(200).withAction(startOver).withBody("anew"));
     }
 }
 
@@ -799,6 +793,7 @@ HttpRequest firstOfTwo(const std::string& mine = "me") {
 TEST_F(ReplayingHttpClientTest, ComparesAllButTheValuesOfCredentials) {
     write(TWO_EXCHANGES);
     ReplayingHttpClient client(path_);
+    client.setUnmetAllowed(true);
 
     EXPECT_THAT(client.makeRequest(firstOfTwo("another")), BodyIs("one"));
 }
@@ -846,6 +841,7 @@ TEST_F(ReplayingHttpClientTest, HoldsEveryRequestAgainstTheNextExchangeIfStrict)
          "failure": {"type": "std::logic_error", "text": "met"}}]})");
     const auto met = [&](HttpRequest request) {
         ReplayingHttpClient client(path_);
+        client.setUnmetAllowed(true);
         client.setClientConfiguration(attempts(1));
         try {
             client.makeRequest(std::move(request));
@@ -888,6 +884,8 @@ TEST_F(ReplayingHttpClientTest, ComparesMultipartBodiesPartByPart) {
 
     EXPECT_THAT(client.makeRequest(post("one")), IsStatus(200));
     EXPECT_THROW(client.makeRequest(post("three")), std::logic_error);
+    EXPECT_EQ(client.remaining(), 1u);
+    client.setUnmetAllowed(true);
 }
 
 TEST_F(ReplayingHttpClientTest, TakesRequestsInAnyOrderIfLoose) {

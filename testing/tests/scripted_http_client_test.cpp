@@ -1,6 +1,7 @@
 #include "httpclient_testing/scripted_http_client.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 
 #include <future>
 #include <sstream>
@@ -302,11 +303,18 @@ TEST(ScriptedHttpClient, FailsARequestThatWasNotExpectedAndShowsBothSides) {
                                      "  URL http://host/file\n"
                                      "  header Range: bytes=3-\n"
                                      "  no header If-Range\n"
+                                     "\n"
+                                     "Received so far:\n"
+                                     "1: GET http://host/file HTTP/1.1\n"
+                                     "Range: bytes=5-\n"
+                                     "\n"
+                                     "\n"
                                      "\n");
 }
 
 TEST(ScriptedHttpClient, ShowsOnlyTheNextExpectationOfAnOrderedScript) {
     ScriptedHttpClient client;
+    client.setUnmetAllowed(true);
     client.expect(ExpectedRequest().withUrl("http://host/next"), ScriptedAnswer(200))
         .expect(ExpectedRequest().withUrl("http://host/later"), ScriptedAnswer(200));
 
@@ -343,8 +351,14 @@ TEST(ScriptedHttpClient, VerifyThrowsWhatIsWrong) {
     client.makeRequest(get());
 
     EXPECT_THAT([&] { client.verify(); },
-                ThrowsMessage<std::logic_error>(
-                    "Expected 1 more time, but it never came:\n  any request\n\n"));
+                ThrowsMessage<std::logic_error>("Expected 1 more time, but it never came:\n"
+                                                "  any request\n"
+                                                "\n"
+                                                "Received so far:\n"
+                                                "1: GET http://host/file HTTP/1.1\n"
+                                                "\n"
+                                                "\n"
+                                                "\n"));
 
     client.makeRequest(get());
     EXPECT_NO_THROW(client.verify());
@@ -355,7 +369,101 @@ TEST(ScriptedHttpClient, CountsWhatIsLeftOfARepeatedExpectation) {
     ScriptedHttpClient client;
     client.expect({}, ScriptedAnswer(200), 0).expect({}, ScriptedAnswer(200), 2);
 
-    EXPECT_EQ(client.problems(), "Expected 2 more times, but it never came:\n  any request\n\n");
+    EXPECT_EQ(client.problems(),
+              "Expected 2 more times, but it never came:\n  any request\n\nReceived nothing.\n\n");
+}
+
+TEST(ScriptedHttpClient, ShowsTheLastOfManyRequestsBesideWhatNeverCame) {
+    ScriptedHttpClient client;
+    client.setOrder(ScriptOrder::ANY);
+    client.expect({}, ScriptedAnswer(200), 12)
+        .expect(ExpectedRequest().withoutHeader("No"), ScriptedAnswer(200));
+    for (int i = 1; i <= 12; ++i) client.makeRequest(get({{"No", std::to_string(i)}}));
+
+    EXPECT_THAT(client.problems(),
+                AllOf(StartsWith("Expected 1 more time, but it never came:\n"
+                                 "  no header No\n"
+                                 "\n"
+                                 "Received so far:\n"
+                                 "(2 before)\n"
+                                 "3: GET http://host/file HTTP/1.1\n"
+                                 "No: 3\n"),
+                      HasSubstr("\n12: GET http://host/file HTTP/1.1\nNo: 12\n")));
+}
+
+TEST(ScriptedHttpClient, FailsTheTestThatLeavesAnExpectationUnmet) {
+    EXPECT_NONFATAL_FAILURE(ScriptedHttpClient().expect(expectedGet(), ScriptedAnswer(200)),
+                            "Expected 1 more time, but it never came:\n"
+                            "  method GET\n"
+                            "  URL http://host/file\n"
+                            "\n"
+                            "Received nothing.\n");
+}
+
+// What a client says that is destroyed after `test`.
+std::string lastWords(const std::function<void(ScriptedHttpClient&)>& test) {
+    std::string text;
+    setUnmetReporter([&](const std::string& problems) { text += problems; });
+    {
+        ScriptedHttpClient client;
+        setUnmetReporter(detail::failTestForUnmet);
+        client.expect({}, ScriptedAnswer(200), 2);
+        test(client);
+    }
+    return text;
+}
+
+TEST(ScriptedHttpClient, SaysOnceWhatIsUnmet) {
+    EXPECT_THAT(lastWords([](ScriptedHttpClient& client) { client.makeRequest(get()); }),
+                AllOf(StartsWith("Expected 1 more time"), HasSubstr("1: GET http://host/file")));
+    EXPECT_EQ(lastWords([](ScriptedHttpClient& client) { client.problems(); }), "");
+    EXPECT_EQ(lastWords([](ScriptedHttpClient& client) {
+                  EXPECT_THROW(client.verify(), std::logic_error);
+              }),
+              "");
+    EXPECT_THAT(lastWords([](ScriptedHttpClient& client) {
+                    client.problems();
+                    client.makeRequest(get());
+                }),
+                StartsWith("Expected 1 more time"));
+    EXPECT_THAT(lastWords([](ScriptedHttpClient& client) {
+                    client.problems();
+                    client.expect({}, ScriptedAnswer(200));
+                }),
+                StartsWith("Expected 2 more times"));
+}
+
+TEST(ScriptedHttpClient, SaysNothingIfAllIsMetOrNeedNotBe) {
+    EXPECT_EQ(lastWords([](ScriptedHttpClient& client) {
+                  client.makeRequest(get());
+                  client.makeRequest(get());
+              }),
+              "");
+    EXPECT_EQ(lastWords([](ScriptedHttpClient& client) { client.setUnmetAllowed(true); }), "");
+    EXPECT_THAT(lastWords([](ScriptedHttpClient& client) {
+                    client.setUnmetAllowed(true);
+                    client.setUnmetAllowed(false);
+                }),
+                StartsWith("Expected 2 more times"));
+}
+
+TEST(ScriptedHttpClient, SaysWhatIsUnmetOnTheErrorStreamIfNobodyElseIsToHear) {
+    testing::internal::CaptureStderr();
+    setUnmetReporter(nullptr);
+    ScriptedHttpClient().expect({}, ScriptedAnswer(200));
+    setUnmetReporter(detail::failTestForUnmet);
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Expected 1 more time, but it never came:\n  any request\n\nReceived nothing.\n\n");
+}
+
+TEST(ScriptedHttpClient, SurvivesAReporterThatFails) {
+    testing::internal::CaptureStderr();
+    setUnmetReporter([](const std::string&) { throw std::runtime_error("no pen"); });
+    ScriptedHttpClient().expect({}, ScriptedAnswer(200));
+    setUnmetReporter(detail::failTestForUnmet);
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Unmet expectations: no pen\n");
 }
 
 TEST(ScriptedHttpClient, ShowsNoCredentialInItsTexts) {
@@ -376,6 +484,7 @@ TEST(ScriptedHttpClient, ShowsNoCredentialInItsTexts) {
 TEST(ScriptedHttpClient, TakesWhatFitsWhenTheOrderIsAny) {
     ScriptedHttpClient client;
     client.setOrder(ScriptOrder::ANY);
+    client.setUnmetAllowed(true);
     client.expect(ExpectedRequest().withUrl("http://host/one"), ScriptedAnswer(201))
         .expect(ExpectedRequest().withUrl(FILE_URL), ScriptedAnswer(202))
         .expect(ExpectedRequest().withUrl(FILE_URL), ScriptedAnswer(203));
@@ -601,6 +710,7 @@ TEST(ScriptedHttpClient, RefusesAFurtherAttemptWhileItIsDestroyed) {
         {
             ScriptedHttpClient client(completion);
             client.setClientConfiguration(attempts(5));
+            client.setUnmetAllowed(true);
             client.expect({}, ScriptedAnswer(500).withDelay(milliseconds(3600000)), 5);
             response = client.makeAsyncRequest(get());
         }

@@ -43,6 +43,7 @@ struct Client {
                          ScriptedAnswer(200, "OK").withAction(
                              [this](auto& request, auto& response) { answer(request, response); }),
                          100);
+        transport.setUnmetAllowed(true);
         transport.setClientConfiguration(configuration(longText("proxy")));
     }
 

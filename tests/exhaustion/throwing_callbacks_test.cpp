@@ -231,6 +231,7 @@ struct Client {
     explicit Client(const ClientConfiguration& configuration) {
         transport.setClientConfiguration(configuration);
         transport.expect({}, ScriptedAnswer(503).withBody("busy"), 100);
+        transport.setUnmetAllowed(true);
     }
 
     ScriptedHttpClient transport;

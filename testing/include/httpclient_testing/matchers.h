@@ -1,6 +1,6 @@
 #pragma once
 
-/// GoogleMock matchers for messages, and the printers of printers.h. Header only: the library
+/// GoogleMock matchers for messages, with printers.h and googletest.h. Header only: the library
 /// itself needs no GoogleMock, a test that includes this file links its own.
 ///
 /// The matchers take an HttpRequest, a RecordedRequest or a ReceivedRequest; HasHeader takes any
@@ -20,6 +20,7 @@
 #include "httpclient_core/headers.h"
 #include "httpclient_core/messages.h"
 #include "httpclient_testing/credentials.h"
+#include "httpclient_testing/googletest.h"
 #include "httpclient_testing/printers.h"
 #include "httpclient_testing/received_request.h"
 #include "httpclient_testing/recorded_request.h"

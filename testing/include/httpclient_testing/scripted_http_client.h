@@ -30,12 +30,25 @@ enum class ScriptOrder {
     ANY,         ///< the first one that is left and that it meets
 };
 
+/// Told by the destructor of a ScriptedHttpClient about expectations that were never met: a test's
+/// way to fail nevertheless. A std::exception that it throws is written to std::cerr, any other
+/// ends the program.
+using UnmetReporter = std::function<void(const std::string& problems)>;
+
+/// Sets the reporter of the clients that are made from now on, in the whole program; an empty one
+/// stands for the default, which writes the text to std::cerr. <httpclient_testing/googletest.h>,
+/// and matchers.h with it, have set one that fails the running test. May be called from any thread.
+HTTPCLIENT_TESTING_EXPORT void setUnmetReporter(UnmetReporter reporter);
+
 /// Client without a network, whose exchanges are written down as a dialogue:
 ///
 ///     ScriptedHttpClient client;
 ///     client.expect({HttpMethod::GET, "http://host/file"},
 ///                   ScriptedAnswer(200, "OK").withHeader("Accept-Ranges",
 ///                   "bytes").withBody("ab"));
+///
+/// An expectation that was never met is told by verify(), or else when the client is destroyed, as
+/// a mock object does: a GoogleTest test fails then, if its program includes googletest.h.
 ///
 /// Retries and resuming are the library's own; each attempt uses up one expectation. An attempt
 /// that was not expected is recorded, and fails with std::logic_error, which shows the request and
@@ -50,7 +63,9 @@ public:
 
     /// Completes what is pending with HttpRequestCancelledException, and ends the client's thread;
     /// a delay that is under way is cut short. An attempt that a retry strategy asks for now is
-    /// refused by that exception. Handlers that run meanwhile delay the destructor.
+    /// refused by that exception. Handlers that run meanwhile delay the destructor. At last the
+    /// UnmetReporter gets problems(), if an expectation was not met and neither problems() nor
+    /// verify() has said so since the last request or expectation came.
     ~ScriptedHttpClient() override;
 
     /// Appends an exchange to the script, `times` times over; more may be appended at any time.
@@ -59,6 +74,10 @@ public:
 
     /// AS_WRITTEN by default. Where several threads make requests, their order is ANY.
     void setOrder(ScriptOrder order);
+
+    /// Whether expectations may stay unmet: false by default. If so, only verify() and problems()
+    /// speak of them: for a client that stands in for a server, and need not be asked everything.
+    void setUnmetAllowed(bool allowed);
 
     /// Called with an answer's delay in place of waiting for it; empty by default: delays are
     /// waited for on the thread of the exchange. What it throws fails the attempt.
@@ -72,7 +91,8 @@ public:
     std::vector<RecordedRequest> requests() const;
 
     /// What went wrong so far, for people to read: each attempt that was not expected, beside what
-    /// was expected instead, and each expectation that was not met. "" if all went as written.
+    /// was expected instead, and each expectation that was not met, beside the last ten attempts
+    /// that came. "" if all went as written.
     std::string problems() const;
 
     /// How many exchanges of the script are left to come, each counted as often as it is expected.
