@@ -57,7 +57,8 @@ namespace tavrin::httpclient_curl {
 /// files are read while they are sent, and must not change meanwhile. A request that carries both
 /// a simple and a multipart body is refused, and so is a HEAD request with a body.
 /// POST and PATCH are never sent twice unasked; other methods once more if a kept connection turns
-/// out to be dead before any byte of an answer came.
+/// out to be dead before any byte of an answer came. A connection that lay idle for a minute, or
+/// for five seconds where POST or PATCH would take it, is not used again.
 ///
 /// **Redirects** with the codes 301, 302, 303, 307 and 308 are followed if followRedirects() says
 /// so: 303, and 301 and 302 after POST, with GET (HEAD stays HEAD), the others with method and

@@ -1,0 +1,88 @@
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "support.h"
+
+namespace {
+
+std::atomic<int> secondsAhead{0};
+
+}  // namespace
+
+// The clocks of this program, libcurl's among them, which can be put forward.
+extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
+                                                                    timespec* now) noexcept {
+    const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+    now->tv_sec += secondsAhead;
+    return result;
+}
+
+namespace tavrin::httpclient_curl {
+namespace {
+
+class KeptConnections : public OnBothRoads {
+protected:
+    // Connections that it takes to make a request, let some time pass, and make another one.
+    std::size_t takenWithPause(HttpMethod method, int seconds) const {
+        const FaultServer server;
+        const CurlHttpClient client(once());
+        send(client, withBody(HttpMethod::PUT, server.url(), "first"));
+        secondsAhead += seconds;
+        if (method == HttpMethod::GET) {
+            send(client, get(server.url()));
+        } else {
+            send(client, withBody(method, server.url(), "second"));
+        }
+        return server.connectionsAccepted();
+    }
+
+    // Expects the connection of this request, which fails, not to be used again.
+    void expectNotReusedAfter(HttpRequest failing, const FaultServer& server) const {
+        const CurlHttpClient client(once());
+        EXPECT_ANY_THROW(send(client, std::move(failing)));
+        EXPECT_EQ(send(client, get(server.url("/bytes/3"))).getResponseBodyString(),
+                  server.content("/bytes/3").all());
+        EXPECT_EQ(server.connectionsAccepted(), 2U);
+    }
+};
+ON_BOTH_ROADS(KeptConnections);
+
+TEST_P(KeptConnections, AreUsedAgainForAMinute) {
+    for (const HttpMethod method : {HttpMethod::GET, HttpMethod::PUT}) {
+        EXPECT_EQ(takenWithPause(method, 50), 1U);
+        EXPECT_EQ(takenWithPause(method, 70), 2U);
+    }
+}
+
+TEST_P(KeptConnections, AreUsedAgainForFiveSecondsByWhatMustNotBeSentTwice) {
+    for (const HttpMethod method : {HttpMethod::POST, HttpMethod::PATCH}) {
+        EXPECT_EQ(takenWithPause(method, 3), 1U);
+        EXPECT_EQ(takenWithPause(method, 8), 2U);
+    }
+}
+
+TEST_P(KeptConnections, DoNotIncludeThoseOfCancelledRequests) {
+    FaultServer server("stall@100,ok");
+    HttpRequest request = get(server.url("/bytes/1000"));
+    request.setProgressCallback([](const Progress& progress) {
+        return progress.downloadNow == 100 ? ProgressResult::CANCEL : ProgressResult::CONTINUE;
+    });
+    expectNotReusedAfter(std::move(request), server);
+}
+
+TEST_P(KeptConnections, DoNotIncludeThoseOfRequestsWhoseStreamFailed) {
+    FaultServer server("stall@100,ok");
+    HttpRequest request = get(server.url("/bytes/1000"));
+    request.setResponseStreamFactory([](HttpResponseCode, const std::string&, const HttpHeaders&) {
+        auto stream = std::make_unique<std::stringstream>();
+        stream->setstate(std::ios::badbit);
+        return stream;
+    });
+    expectNotReusedAfter(std::move(request), server);
+}
+
+}  // namespace
+}  // namespace tavrin::httpclient_curl
