@@ -510,6 +510,7 @@ TEST_F(EndOfLife, CancelsWhatWaitsForItsNextAttempt) {
     destroyer.join();
 
     EXPECT_EQ(calls_, 5);
+    EXPECT_EQ(cancelled_, 5);
 }
 
 TEST_F(EndOfLife, HandlerThatAsksForMoreIsRefused) {

@@ -239,7 +239,9 @@ TEST_P(Responses, TrailersAreNotSeen) {
 TEST_P(Responses, FailuresLeaveOnlyTheirLastBody) {
     FaultServer server("503:b5000,500:b100,502,ok");
     std::vector<int> codes;
+    int changes = 0;
     HttpRequest request = get(server.url("/bytes/9"));
+    request.setPreRespCodeAndHeadersCallback([&] { ++changes; });
     request.setResponseStreamFactory(
         [&](HttpResponseCode code, const std::string&, const HttpHeaders&) {
             codes.push_back(static_cast<int>(code));
@@ -248,6 +250,8 @@ TEST_P(Responses, FailuresLeaveOnlyTheirLastBody) {
     HttpResponse response = send(CurlHttpClient(), std::move(request));
     EXPECT_EQ(response.getResponseBodyString(), server.content("/bytes/9").all());
     EXPECT_EQ(codes.back(), 200);
+    // Of code and headers, by each of four answers and by three retries.
+    EXPECT_EQ(changes, 14);
 }
 
 TEST_P(Responses, RetryAfterLeavesTheDefaultsBackOffAsItIs) {

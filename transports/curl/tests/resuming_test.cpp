@@ -66,7 +66,6 @@ TEST_P(Resuming, SurvivesTheTenEventsThatDamageAFile) {
     expectRight("fin@40000,change:+500,ok");
     expectRight("fin@40000,change+ifrangeignore");  // If-Range not understood
     expectRight("fin@40000,503,ok");                // the wish outlives its body
-    expectRight("stall@100,503,ok", "/bytes/50");   // nothing to stall for
     expectRight("fin@40000,fin@20000+noar206,ok");
     expectRight("503:ar:b5000,ok");  // an error page is no prefix
     expectRight("404:ar:b5000,ok");
@@ -123,6 +122,36 @@ TEST_P(Resuming, EndsWithTheRefusalAloneIfTheServerInsists) {
 
 TEST_P(Resuming, HoldsItsBytesThroughAttemptsWithoutAnAnswer) {
     expectRight("fin@40000,noresp,accept_rst,hfin@10,ok");
+    EXPECT_EQ(server_.requests().back().header("Range"), "bytes=40000-");
+}
+
+TEST_P(Resuming, GoesOnBehindAStallAndAnErrorPage) {
+    server_.setPlan("stall@40000,503,ok");
+    HttpResponse response =
+        send(CurlHttpClient(stubborn().withIdleTimeout(200)), get(server_.url("/file")));
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_EQ(rangeOf(1), "bytes=40000-");
+    EXPECT_FALSE(rangeOf(2));
+}
+
+TEST_P(Resuming, GoesOnWhenAServerThatWasAwayIsBack) {
+    server_.setPlan("fin@40000,refused,ok");
+    int refusals = 0;
+    ClientConfiguration configuration;
+    configuration.setResumeOnRetry(true);
+    configuration.setRetryStrategy(
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr& error, int, int) {
+            if (error == nullptr) return false;
+            const std::string text = failureOf([&] { std::rethrow_exception(error); });
+            if (text.find("failed: connecting: ") != std::string::npos && ++refusals == 3)
+                server_.acceptAgain();
+            return true;
+        });
+
+    HttpResponse response = send(CurlHttpClient(configuration), get(server_.url("/file")));
+
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_EQ(refusals, 3);
     EXPECT_EQ(server_.requests().back().header("Range"), "bytes=40000-");
 }
 
