@@ -205,8 +205,9 @@ void AsyncEngine::shutDown() {
         waiting.append(std::move(queue_));
         for (const auto& loop : loops_) loop->wake();
     }
-    for (auto& thread : threads_) thread.join();
+    // First, since a loop may be held up by a stream of the application's.
     completeAll(std::move(waiting), cancelled_);
+    for (auto& thread : threads_) thread.join();
     pool_.close();
 }
 

@@ -513,6 +513,34 @@ TEST_F(EndOfLife, CancelsWhatWaitsForItsNextAttempt) {
     EXPECT_EQ(cancelled_, 5);
 }
 
+TEST_F(EndOfLife, TellsWhatIsQueuedThoughAStreamBlocks) {
+    FaultServer server("stall@10");
+    Gate gate;
+    Countdown blocked(1);
+    Countdown told(5);
+    auto client = std::make_unique<CurlHttpClient>(
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(1));
+    HttpRequest blocking = get(server.url("/bytes/100"));
+    blocking.setResponseStreamFactory(
+        [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            blocked.count();
+            gate.pass();
+            return std::make_unique<std::stringstream>();
+        });
+    auto underWay = client->makeAsyncRequest(std::move(blocking));
+    ASSERT_TRUE(blocked.wait());
+    for (int i = 0; i < 5; ++i)
+        client->makeAsyncRequest(get(server.url()), [&](const auto&...) { told.count(); });
+
+    std::thread destroyer([&] { client.reset(); });
+
+    EXPECT_TRUE(told.wait());
+    gate.open();
+    destroyer.join();
+    EXPECT_EQ(failureOf<HttpRequestCancelledException>([&] { underWay.get(); }),
+              "Request cancelled");
+}
+
 TEST_F(EndOfLife, HandlerThatAsksForMoreIsRefused) {
     FaultServer server("hstall");
     auto client = std::make_unique<CurlHttpClient>();
