@@ -93,6 +93,7 @@ TEST_P(Responses, MayRepeatTheirLengthInOneField) {
         {"1000, 1000", ""},
         {"1000,1000 ,1000", ""},
         {"1000, 1001", "malformed response: it has two Content-Lengths that differ"},
+        {"0, 1000", "malformed response: it has two Content-Lengths that differ"},
         {"1000, 1000, 999", "malformed response: it has two Content-Lengths that differ"},
         {"1000, x", "malformed response: its Content-Length is no number"},
         {"1000, 1000x", "malformed response: its Content-Length is no number"},
@@ -143,12 +144,16 @@ TEST_P(Responses, WithExactlyAsManyHeadersAsAllowedPass) {
 
     EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderCount(count)), "");
     EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderBytes(bytes)), "");
-    EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderCount(count - 1)),
-              "malformed response: it has more than maxHeaderCount = " + std::to_string(count - 1) +
-                  " header fields");
-    EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderBytes(bytes - 1)),
-              "malformed response: its head has more than maxHeaderBytes = " +
-                  std::to_string(bytes - 1) + " bytes");
+    for (const long tooFew : {1L, count - 1}) {
+        EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderCount(tooFew)),
+                  "malformed response: it has more than maxHeaderCount = " +
+                      std::to_string(tooFew) + " header fields");
+    }
+    for (const long tooFew : {1L, bytes - 1}) {
+        EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", CurlOptions().withMaxHeaderBytes(tooFew)),
+                  "malformed response: its head has more than maxHeaderBytes = " +
+                      std::to_string(tooFew) + " bytes");
+    }
 }
 
 TEST_P(Responses, OddHeaderLines) {
