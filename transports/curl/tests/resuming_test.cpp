@@ -18,7 +18,11 @@ protected:
     // the server has in the end.
     void expectRight(const std::string& plan, const std::string& path = "/file") {
         SCOPED_TRACE(plan);
-        server_.setPlan(plan);
+        expectRightWith(plan, path);
+    }
+
+    void expectRightWith(httpclient_testing::FaultPlan plan, const std::string& path = "/file") {
+        server_.setPlan(std::move(plan));
         server_.forgetRequests();
         const CurlHttpClient client(stubborn());
         HttpResponse response = send(client, get(server_.url(path)));
@@ -103,6 +107,33 @@ TEST_P(Resuming, NeedsAStrongValidatorAndALength) {
     EXPECT_EQ(rangeOf(1), "bytes=40000-");
     EXPECT_EQ(server_.requests().at(1).header("If-Range")->substr(25), " GMT");
     EXPECT_EQ(server_.requests().size(), 2u);
+}
+
+TEST_P(Resuming, TrustsADateThatIsAMinuteOldAndATagInQuotes) {
+    const std::string date = "Fri, 20 Nov 2026 10:01:00 GMT";
+    const struct {
+        HttpHeaders headers;
+        bool isTrusted;
+    } cases[] = {
+        {{{"Date", date}, {"Last-Modified", "Fri, 20 Nov 2026 10:00:00 GMT"}}, true},
+        {{{"Date", date}, {"Last-Modified", "Fri, 20 Nov 2026 10:00:01 GMT"}}, false},
+        {{{"Date", date}, {"Last-Modified", "Fri, 20 Nov 2026 10:02:00 GMT"}}, false},
+        {{{"Date", date}, {"Last-Modified", "yesterday"}}, false},
+        {{{"Date", "today"}, {"Last-Modified", "Fri, 20 Nov 2026 10:00:00 GMT"}}, false},
+        {{{"ETag", "\"\""}}, true},
+        {{{"ETag", "\""}}, false},
+        {{{"ETag", "\"x"}}, false},
+        {{{"ETag", "x\""}}, false},
+    };
+    for (const auto& [headers, isTrusted] : cases) {
+        auto cut = httpclient_testing::FaultStep::parse("noetag+nolm+nodate+fin@40000");
+        cut.headers.assign(headers.begin(), headers.end());
+        SCOPED_TRACE(testing::PrintToString(cut.headers));
+
+        expectRightWith(std::vector{cut, httpclient_testing::FaultStep::parse("ok")});
+
+        EXPECT_EQ(rangeOf(1).has_value(), isTrusted);
+    }
 }
 
 TEST_P(Resuming, StartsAnewAfterARangeThatCannotBeHad) {
