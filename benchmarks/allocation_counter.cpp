@@ -4,11 +4,13 @@
 
 // The functions of the C library behind the ones below: operator new and libraries written in C
 // come through here alike.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t size) noexcept;
 void* __libc_calloc(std::size_t count, std::size_t size) noexcept;
 void* __libc_realloc(void* memory, std::size_t size) noexcept;
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

@@ -71,7 +71,7 @@ struct Outcomes {
                 if (error) std::rethrow_exception(error);
                 texts.push_back(to_string(response.getResponseCode()));
             } catch (const std::exception& failure) {
-                texts.push_back(failure.what());
+                texts.emplace_back(failure.what());
             }
         };
     }

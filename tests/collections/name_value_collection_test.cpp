@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
@@ -1199,10 +1200,10 @@ TEST(CaseInsensitiveCompare, ComparesAfterItWasAssignedTo) {
 
 TEST(CaseInsensitiveCompare, CopiesAreUsedAndDestroyedOnDifferentThreads) {
     std::vector<std::thread> threads;
-    std::vector<char> ordered(8, false);
+    std::array<bool, 8> ordered{};
     {
         const Compare original;
-        for (char& result : ordered) {
+        for (bool& result : ordered) {
             threads.emplace_back([copy = original, &result] {
                 const Compare another = copy;
                 result = another("a", "B") && !another("B", "a");

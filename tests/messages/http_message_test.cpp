@@ -65,7 +65,7 @@ public:
     RecordingMessage() : HttpMessage(HttpHeaders{}) {}
 
     void setHeaders(HttpHeaders headers) override {
-        calls.push_back("setHeaders");
+        calls.emplace_back("setHeaders");
         HttpMessage::setHeaders(std::move(headers));
     }
     void setHeaderValue(const std::string& name, std::string value) override {
@@ -73,15 +73,15 @@ public:
         HttpMessage::setHeaderValue(name, std::move(value));
     }
     void addHeaderValue(const std::string& name, std::string value) override {
-        calls.push_back("addHeaderValue");
+        calls.emplace_back("addHeaderValue");
         HttpMessage::addHeaderValue(name, std::move(value));
     }
     void addHeader(const std::string& line) override {
-        calls.push_back("addHeader");
+        calls.emplace_back("addHeader");
         HttpMessage::addHeader(line);
     }
     void removeHeader(const std::string& name) override {
-        calls.push_back("removeHeader");
+        calls.emplace_back("removeHeader");
         HttpMessage::removeHeader(name);
     }
 

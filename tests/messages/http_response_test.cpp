@@ -101,13 +101,13 @@ public:
         : std::iostream(nullptr), buffer_(events) {
         rdbuf(&buffer_);
     }
-    ~ObservedStream() override { buffer_.events.push_back("destroyed"); }
+    ~ObservedStream() override { buffer_.events.emplace_back("destroyed"); }
 
 private:
     struct Buffer : std::stringbuf {
         explicit Buffer(std::vector<std::string>& e) : events(e) {}
         int sync() override {
-            events.push_back("flushed");
+            events.emplace_back("flushed");
             return 0;
         }
         std::vector<std::string>& events;
@@ -780,7 +780,7 @@ TEST(HttpResponseReset, FlushesTheOldStreamThenMakesTheNewOneThenDestroysTheOld)
     {
         HttpResponse response =
             responseOf([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
-                events.push_back("made");
+                events.emplace_back("made");
                 return std::make_unique<ObservedStream>(events);
             });
         response.getResponseBody() << "x";

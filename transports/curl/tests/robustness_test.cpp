@@ -101,7 +101,7 @@ TEST_P(Robustness, ExitWithRequestsUnderWayIsClean) {
                         CompletionHandler([](HttpRequest, HttpResponse, std::exception_ptr) {}));
                 }
                 if (leaked) {
-                    client.release();
+                    static_cast<void>(client.release());
                 } else {
                     atExit = std::move(client);
                 }
