@@ -754,6 +754,17 @@ TEST_F(ReplayingHttpClientTest, TakesOtherCredentialsForTheSame) {
     }
 }
 
+TEST_F(ReplayingHttpClientTest, KnowsARequestThatLooksLikeAnotherWithoutItsCredentials) {
+    const std::string url = R"(a:b,password="/"@host)";
+    ScriptedHttpClient transport;
+    transport.expect({}, ScriptedAnswer(200));
+    { RecordingHttpClient(transport, path_).makeRequest(get({}, url)); }
+    const std::string recorded = file()["exchanges"][0]["request"]["url"];
+    ASSERT_NE(Credentials().blankedUrl(recorded), recorded);
+
+    EXPECT_NO_THROW(ReplayingHttpClient(path_).makeRequest(get({}, url)));
+}
+
 TEST_F(ReplayingHttpClientTest, KnowsTheNamesThatTheRecordingWasMadeWith) {
     ScriptedHttpClient transport;
     transport.expect({}, ScriptedAnswer(200));

@@ -471,13 +471,15 @@ TEST(ScriptedHttpClient, ShowsNoCredentialInItsTexts) {
     client.expect(ExpectedRequest()
                       .withHeader("Authorization", "secret")
                       .withHeaders({{"Cookie", "secret"}})
-                      .withUrl("http://secret@host/"),
+                      .withUrl("http://secret@host/")
+                      .withBody("a=b&password=secret"),
                   ScriptedAnswer(200));
 
     EXPECT_ANY_THROW(client.makeRequest(
         HttpRequest(HttpMethod::GET, URL("http://secret@host/"), {{"Authorization", "secret"}})));
 
     EXPECT_THAT(client.problems(), HasSubstr("  header Authorization: ***\n"));
+    EXPECT_THAT(client.problems(), HasSubstr("  body \"a=b&password=***\"\n"));
     EXPECT_THAT(client.problems(), Not(HasSubstr("secret")));
 }
 
