@@ -1,20 +1,28 @@
 #include <sstream>
+#include <utility>
 
 #include "encoding/percent_encoder.h"
 #include "httpclient_core/form_body.h"
 
 namespace tavrin::httpclient_core {
+namespace {
 
-FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) {
+std::string encoded(const NameValueCollection& fields) {
     PercentEncoder encoder(PercentEncoder::Blank::PLUS);
-    for (auto field = fields.cbegin(); field != fields.cend(); ++field) {
-        if (field != fields.cbegin()) encoder.put('&');
-        encoder.encode(field->first);
-        encoder.put('=');
-        encoder.encode(field->second);
+    char* end = encoder.begin();
+    bool isFirst = true;
+    for (const auto& [name, value] : fields) {
+        if (!std::exchange(isFirst, false)) end = encoder.put(end, '&');
+        end = encoder.encode(end, name);
+        end = encoder.put(end, '=');
+        end = encoder.encode(end, value);
     }
-    encodedContent_ = encoder.take();
+    return encoder.take(end);
 }
+
+}  // namespace
+
+FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) : encodedContent_(encoded(fields)) {}
 
 ContentType FormUrlEncoded::contentType() const {
     return ContentType("application/x-www-form-urlencoded", {});

@@ -36,19 +36,9 @@ PercentEncoder::PercentEncoder(Blank replacement)
           return replacement == Blank::PLUS ? WITH_PLUS : WITH_PERCENT_20;
       }()) {}
 
-void PercentEncoder::encode(std::string_view text) {
-    while (!text.empty()) {
-        makeRoom();
-        const auto fitting = text.substr(0, (piece_.size() - used_) / sizeof(Replacement));
-        const char* end = write(piece_.data() + used_, fitting, table_);
-        used_ = static_cast<std::size_t>(end - piece_.data());
-        text.remove_prefix(fitting.size());
-    }
-}
-
-std::string PercentEncoder::take() {
-    if (moved_.empty()) return {piece_.data(), used_};
-    moved_.append(piece_.data(), used_);
+std::string PercentEncoder::take(const char* end) {
+    if (moved_.empty()) return std::string(piece_.cbegin(), end);
+    moveOn(end);
     return std::move(moved_);
 }
 
@@ -73,9 +63,19 @@ char* PercentEncoder::write(char* out, std::string_view text, const Table& table
     return out;
 }
 
-void PercentEncoder::moveOn() {
-    moved_.append(piece_.data(), used_);
-    used_ = 0;
+char* PercentEncoder::encodeInPieces(char* end, std::string_view text) {
+    while (!text.empty()) {
+        if (roomAt(end) < sizeof(Replacement)) end = moveOn(end);
+        const auto fitting = text.substr(0, roomAt(end) / sizeof(Replacement));
+        end = write(end, fitting, table_);
+        text.remove_prefix(fitting.size());
+    }
+    return end;
+}
+
+char* PercentEncoder::moveOn(const char* end) {
+    moved_.append(piece_.cbegin(), end);
+    return begin();
 }
 
 }  // namespace tavrin::httpclient_core

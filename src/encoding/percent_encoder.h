@@ -11,22 +11,31 @@ namespace tavrin::httpclient_core {
 /// Puts texts into one, percent-encoded (RFC 3986, 2.1) or as they are. Encoded, letters, digits
 /// and "-._~" stay, a blank becomes the replacement, every other byte "%" and two upper-case
 /// hexadecimal digits.
+///
+/// Its user holds the end of the text so far, hands it over, and goes on with the one returned: in
+/// a register, it lets a query of six be printed in two thirds of the time.
 class PercentEncoder {
 public:
     enum class Blank { PERCENT_20, PLUS };
 
     explicit PercentEncoder(Blank replacement);
 
-    void encode(std::string_view text);
+    /// The end of the text while it is empty.
+    char* begin() { return piece_.data(); }
 
-    // Here for its callers to contain it: a query of six is printed in 8 % less time.
-    void put(char separator) {
-        makeRoom();
-        piece_[used_++] = separator;
+    char* encode(char* end, std::string_view text) {
+        const bool fits = text.size() <= roomAt(end) / sizeof(Replacement);
+        return fits ? write(end, text, table_) : encodeInPieces(end, text);
     }
 
-    /// All of it; called once, at the end.
-    std::string take();
+    char* put(char* end, char separator) {
+        if (roomAt(end) == 0) end = moveOn(end);
+        *end = separator;
+        return end + 1;
+    }
+
+    /// All of the text; called once, at the end.
+    std::string take(const char* end);
 
 private:
     // What stands in place of one byte, the first character lowest, and its length in the highest
@@ -40,17 +49,16 @@ private:
     static constexpr Table table(Blank replacement);
     static char* write(char* out, std::string_view text, const Table& table);
 
-    // For one replacement at least.
-    void makeRoom() {
-        if (piece_.size() - used_ < sizeof(Replacement)) moveOn();
+    std::size_t roomAt(const char* end) const {
+        return static_cast<std::size_t>(piece_.data() + piece_.size() - end);
     }
-    void moveOn();
+    char* encodeInPieces(char* end, std::string_view text);
+    char* moveOn(const char* end);
 
     const Table& table_;
-    // Text is made here and moved on as a whole, so that one of up to a page takes memory once, and
-    // no more than it is long.
-    std::array<char, 4096> piece_;
-    std::size_t used_ = 0;
+    // Text is made here and moved on as a whole, so that a short one takes memory once, and no more
+    // than it is long.
+    std::array<char, 3 * 1024> piece_;
     std::string moved_;
 };
 

@@ -84,15 +84,16 @@ std::ostream& QueryParameters::toStream(std::ostream& os) const {
 
 std::string QueryParameters::toString() const {
     PercentEncoder encoder(PercentEncoder::Blank::PERCENT_20);
+    char* end = encoder.begin();
     char separator = '?';
     for (const auto& [key, value] : parameters_) {
-        encoder.put(std::exchange(separator, ENTRY_SEPARATOR));
-        encoder.encode(key);
+        end = encoder.put(end, std::exchange(separator, ENTRY_SEPARATOR));
+        end = encoder.encode(end, key);
         if (value.empty()) continue;
-        encoder.put(KEY_VALUE_SEPARATOR);
-        encoder.encode(value);
+        end = encoder.put(end, KEY_VALUE_SEPARATOR);
+        end = encoder.encode(end, value);
     }
-    return encoder.take();
+    return encoder.take(end);
 }
 
 }  // namespace tavrin::httpclient_core
