@@ -53,6 +53,7 @@ private:
     // Reads and writes its elements without a text of their own for each.
     friend class Accept;
 
+    HTTPCLIENT_CORE_HIDDEN ContentType() = default;
     HTTPCLIENT_CORE_HIDDEN static ContentType parsed(std::string_view text);
     HTTPCLIENT_CORE_HIDDEN void appendTo(std::string& text) const;
 

@@ -30,7 +30,7 @@ std::string ContentType::toString() const {
 }
 
 ContentType ContentType::parsed(std::string_view text) {
-    ContentType result({}, {});
+    ContentType result;
     HttpHeaders::splitInto(result.type_, result.parameters_, text, ";");
     for (const auto& [name, value] : result.parameters_) {
         if (value.empty()) {

@@ -14,7 +14,9 @@ std::pair<std::string_view, std::string_view> cut(std::string_view text,
     const auto whole = trimmed(text);
     if (whole.empty()) return {};
 
-    const auto position = whole.find(delimiter);
+    // Looking for a text takes one more call for every place that begins like it.
+    const bool isSingle = delimiter.size() == 1;
+    const auto position = isSingle ? whole.find(delimiter.front()) : whole.find(delimiter);
     if (position == std::string_view::npos) {
         throw logged(LOG_DECISION,
                      std::runtime_error("Missing delimiter <" + std::string(delimiter) +
@@ -53,7 +55,7 @@ void HttpHeaders::splitInto(std::string& leading, NameValueCollection& parameter
                             std::string_view text, std::string_view separators) {
     detail::forEachPiece(text, separators, [&](std::string_view piece) {
         if (leading.empty()) {
-            leading = piece;
+            leading = std::string(piece);  // Assigned as a view, it takes twice as long.
         } else {
             const auto [name, value] = detail::cut(piece, "=");
             parameters.append(name, value);

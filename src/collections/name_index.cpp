@@ -75,7 +75,7 @@ void NameIndex::take(NameIndex& additions) noexcept {
         return;
     }
     for (std::size_t slot = 0; slot < additions.count_; ++slot) {
-        put(additions.text(slot), additions.samples_[slot], additions.entries_[slot]);
+        put(additions.text(slot), additions.samples_[slot], additions.entries_[slot].entry);
     }
 }
 
@@ -86,7 +86,7 @@ const NameIndex::Entry* NameIndex::first(const std::string& name) const {
         return &position->second;
     }
     const std::size_t slot = nextSlot(0, name, keyOf(name));
-    return slot < count_ ? &entries_[slot] : nullptr;
+    return slot < count_ ? &entries_[slot].entry : nullptr;
 }
 
 void NameIndex::removeName(const std::string& name) {
@@ -132,13 +132,13 @@ void NameIndex::removeSlotsIf(Predicate isRemoved) {
     const std::size_t before = std::exchange(count_, 0);
     // What stays moves up, to where all has been looked at already.
     for (std::size_t slot = 0; slot < before; ++slot) {
-        if (!isRemoved(slot)) put(text(slot), samples_[slot], entries_[slot]);
+        if (!isRemoved(slot)) put(text(slot), samples_[slot], entries_[slot].entry);
     }
 }
 
 template <typename Predicate>
 void NameIndex::removeEntriesIf(Predicate isRemoved) {
-    removeSlotsIf([&](std::size_t slot) { return isRemoved(entries_[slot]); });
+    removeSlotsIf([&](std::size_t slot) { return isRemoved(entries_[slot].entry); });
     if (!many_) return;
     for (auto position = many_->begin(); position != many_->end();) {
         position = isRemoved(position->second) ? many_->erase(position) : std::next(position);
@@ -147,7 +147,8 @@ void NameIndex::removeEntriesIf(Predicate isRemoved) {
 
 void NameIndex::growIntoTree() {
     auto tree = std::make_unique<Tree>();
-    for (std::size_t slot = 0; slot < count_; ++slot) tree->emplace(text(slot), entries_[slot]);
+    for (std::size_t slot = 0; slot < count_; ++slot)
+        tree->emplace(text(slot), entries_[slot].entry);
     many_ = std::move(tree);
     count_ = 0;
 }

