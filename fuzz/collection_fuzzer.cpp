@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "check.h"
 #include "httpclient_core/collections.h"
@@ -29,6 +31,32 @@ const std::array<std::string, 8>& names() {
     return names;
 }
 
+void checkGet(const NameValueCollection& collection, const std::string& name,
+              const std::vector<std::string>& values) {
+    try {
+        const std::string value = collection.get(name);
+        CHECK(!values.empty() && value == values.front());
+    } catch (const std::out_of_range& error) {
+        CHECK(values.empty());
+        CHECK(error.what() == std::string((name + " not found.").c_str()));
+    }
+}
+
+// A copy and what is printed show the entries alone, and not how they are found.
+void checkWhole(const NameValueCollection& collection, const CollectionModel& model) {
+    std::string printed;
+    for (const auto& [name, value] : model.entries())
+        printed += (printed.empty() ? "" : "&") + ("<" + name + ">=<") + value + ">";
+    const auto quoted = [](const std::string& text) { return "<" + text + ">"; };
+    CHECK(collection.toString("&", "=", quoted) == printed);
+    CHECK(collection.size() == model.entries().size());
+    CHECK(collection.empty() == model.entries().empty());
+    NameValueCollection copy(collection);
+    CHECK(copy == collection);
+    copy.add("one", "more");
+    CHECK(copy != collection);
+}
+
 void compare(const NameValueCollection& collection, const CollectionModel& model) {
     const auto entries = model.entries();
     CHECK(std::equal(collection.begin(), collection.end(), entries.begin(), entries.end()));
@@ -38,6 +66,7 @@ void compare(const NameValueCollection& collection, const CollectionModel& model
         for (const auto place : places) values.push_back(entries[place].second);
         CHECK(collection.getAll(name) == values);
         CHECK(collection.has(name) == !values.empty());
+        checkGet(collection, name, values);
         const auto found = collection.find(name);
         CHECK(values.empty() ? found == collection.end()
                              : static_cast<std::size_t>(std::distance(collection.begin(), found)) ==
@@ -108,5 +137,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (model.indexSize() > 200) return 0;
         compare(collection, model);
     }
+    for (std::size_t i = 0; i < COLLECTIONS; ++i) checkWhole(collections[i], models[i]);
     return 0;
 }
