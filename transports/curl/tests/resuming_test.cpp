@@ -120,6 +120,7 @@ TEST_P(Resuming, TrustsADateThatIsAMinuteOldAndATagInQuotes) {
         {{{"Date", date}, {"Last-Modified", "Fri, 20 Nov 2026 10:02:00 GMT"}}, false},
         {{{"Date", date}, {"Last-Modified", "yesterday"}}, false},
         {{{"Date", "today"}, {"Last-Modified", "Fri, 20 Nov 2026 10:00:00 GMT"}}, false},
+        {{{"Date", "today"}, {"Last-Modified", "Wed, 01 Jan 1969 10:00:00 GMT"}}, false},
         {{{"ETag", "\"\""}}, true},
         {{{"ETag", "\""}}, false},
         {{{"ETag", "\"x"}}, false},
@@ -133,6 +134,21 @@ TEST_P(Resuming, TrustsADateThatIsAMinuteOldAndATagInQuotes) {
         expectRightWith(std::vector{cut, httpclient_testing::FaultStep::parse("ok")});
 
         EXPECT_EQ(rangeOf(1).has_value(), isTrusted);
+    }
+}
+
+TEST_P(Resuming, TakesTheRestHoweverItsLengthIsTold) {
+    for (const std::string framing : {"nolen", "chunked", "clte"}) {
+        expectRight("fin@40000," + framing);
+        EXPECT_EQ(rangeOf(1), "bytes=40000-") << framing;
+        EXPECT_EQ(server_.requests().size(), 2u) << framing;
+    }
+}
+
+TEST_P(Resuming, HoldsNothingOfWhatIsCodedOrInChunks) {
+    for (const std::string form : {"gzip", "chunked", "clte"}) {
+        expectRight(form + "+fin@400,ok");
+        EXPECT_FALSE(rangeOf(1)) << form;
     }
 }
 
