@@ -35,6 +35,18 @@ void forEachPiece(std::string_view text, const char* separators, Take take) {
     }
 }
 
+// The user information of a URL that has the text to itself: nothing but what ends an authority
+// ends it, while in a text around it a quote might.
+Secrets secretsInAuthority(std::string_view url) {
+    Secrets found;
+    const auto slashes = url.substr(0, url.find_first_of("?#")).find("//");
+    if (slashes == std::string_view::npos) return found;
+    const auto begin = slashes + 2;
+    const auto at = url.substr(0, url.find_first_of("/?#", begin)).rfind('@');
+    if (at != std::string_view::npos && at > begin) add(found, begin, at);
+    return found;
+}
+
 Secrets secretsInPair(std::string_view pair, const SecretNames& names) {
     const auto equals = pair.find('=');
     if (equals == std::string_view::npos) return secretsInText(pair, names);
@@ -49,6 +61,7 @@ Secrets secretsInPair(std::string_view pair, const SecretNames& names) {
     }
     const DecodedText decoded = percentDecoded(value);
     addAll(found, decoded.original(secretsInText(decoded.text, names)), equals + 1);
+    addAll(found, decoded.original(secretsInAuthority(decoded.text)), equals + 1);
     return found;
 }
 
@@ -106,6 +119,7 @@ std::string_view firstDelimiter(std::string_view body) {
 Secrets secretsInUrl(std::string_view url, const SecretNames& names) {
     const auto path = std::min(url.find_first_of("?#"), url.size());
     Secrets found = secretsInText(url.substr(0, path), names);
+    addAll(found, secretsInAuthority(url), 0);
     addAll(found, secretsInBareAuthority(url), 0);
     forEachPiece(url.substr(path), "#", [&](std::string_view parameters, std::size_t begin) {
         addAll(found, secretsInParameters(parameters, names), path + begin);
