@@ -67,7 +67,7 @@ void adjustContentLength(HttpHeaders& headers, std::size_t before, std::size_t n
 class ResponseBlanking {
 public:
     ResponseBlanking(const RecordedRequest& request, const Credentials& credentials)
-        : credentials_(credentials), names_(credentials.further()), quotable_(request, names_) {}
+        : names_(credentials.further()), quotable_(request, names_) {}
 
     void blankSentence(std::string& text) const {
         Secrets found = secretsInSentence(text, names_);
@@ -80,15 +80,21 @@ public:
         response.body = overwrittenRest(bodyBefore, response);
         HttpHeaders headers;
         for (const auto& [name, value] : response.headers) {
-            Secrets found = secretsInHeaderValue(name, value, names_);
-            addAll(found, quotable_.in(value, SHORTEST_IN_MESSAGE), 0);
-            headers.addHeaderValue(name, replaced(value, std::move(found)));
+            headers.addHeaderValue(name,
+                                   replacedIn(value, secretsInHeaderValue(name, value, names_)));
         }
         response.headers = std::move(headers);
-        response.effectiveUrl = credentials_.blankedUrl(response.effectiveUrl);
+        response.effectiveUrl =
+            replacedIn(response.effectiveUrl, secretsInUrl(response.effectiveUrl, names_));
     }
 
 private:
+    // What the request had goes with them.
+    std::string replacedIn(const std::string& text, Secrets found) const {
+        addAll(found, quotable_.in(text, SHORTEST_IN_MESSAGE), 0);
+        return replaced(text, std::move(found));
+    }
+
     // A credential, or its name, may have begun in what an earlier attempt brought.
     std::string overwrittenRest(const std::string& before, const RecordedResponse& response) const {
         const std::string whole = before + response.body;
@@ -97,7 +103,6 @@ private:
         return overwritten(whole, found).substr(before.size());
     }
 
-    const Credentials& credentials_;
     const SecretNames names_;
     const QuotableSecrets quotable_;
 };

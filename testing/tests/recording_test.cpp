@@ -323,6 +323,19 @@ TEST_F(RecordingHttpClientTest, WritesNoCredentialThatAnAnswerOrAnErrorQuotes) {
     EXPECT_EQ(exchange["response"]["body"], "I know ********!");
 }
 
+TEST_F(RecordingHttpClientTest, WritesNoCredentialThatTheEffectiveUrlQuotes) {
+    ScriptedHttpClient transport;
+    transport.expect({}, ScriptedAnswer(200).withTransactionReport(TransactionReport(
+                             1, URL("http://u:x@host/login/geheimnis?next=geheimnis"))));
+    const RecordingHttpClient client(transport, path_);
+
+    client.makeRequest(get({{"X-Api-Key", "geheimnis"}}));
+    client.save();
+
+    EXPECT_EQ(file()["exchanges"][0]["response"]["effectiveUrl"],
+              "http://***@host/login/***?next=***");
+}
+
 TEST_F(RecordingHttpClientTest, WritesThePartsOfAMultipartBodyWithoutCredentials) {
     ScriptedHttpClient transport;
     transport.expect({}, ScriptedAnswer(200));
