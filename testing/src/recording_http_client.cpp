@@ -243,13 +243,20 @@ HttpResponse RecordingHttpClient::makeRequest(HttpRequest request) const {
 }
 
 void RecordingHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler handler) const {
-    const auto attempts = Attempts::watch(tape_, request, configurationOf(request, *this));
-    transport_.makeAsyncRequest(std::move(request), [attempts, handler = std::move(handler)](
-                                                        HttpRequest made, HttpResponse response,
-                                                        std::exception_ptr error) mutable {
-        attempts->endUnasked(error);
-        handler(std::move(made), std::move(response), std::move(error));
-    });
+    auto factory = request.getResponseStreamFactory();
+    auto configuration = configurationOf(request, *this);
+    const auto attempts = Attempts::watch(tape_, request, configuration);
+    transport_.makeAsyncRequest(
+        std::move(request),
+        [attempts, factory = std::move(factory), configuration = std::move(configuration),
+         handler = std::move(handler)](HttpRequest made, HttpResponse response,
+                                       std::exception_ptr error) mutable {
+            attempts->endUnasked(error);
+            // It may be sent again, and then these attempts are over.
+            made.setResponseStreamFactory(std::move(factory));
+            made.setClientConfiguration(std::move(configuration));
+            handler(std::move(made), std::move(response), std::move(error));
+        });
 }
 
 void RecordingHttpClient::configurationChanged(const ClientConfiguration& configuration) {

@@ -387,6 +387,47 @@ TEST_F(RecordingHttpClientTest, RecordsAsynchronousRequestsInTheOrderOfTheirStar
     EXPECT_EQ(client.recorded(), 3u);
 }
 
+TEST_F(RecordingHttpClientTest, HandsBackARequestThatCanBeSentAgain) {
+    struct Factory {
+        std::unique_ptr<std::iostream> operator()(HttpResponseCode, const std::string&,
+                                                  const HttpHeaders&) const {
+            return std::make_unique<std::stringstream>();
+        }
+    };
+    ScriptedHttpClient transport;
+    transport.expect({}, ScriptedAnswer(200)).expect({}, ScriptedAnswer(201));
+    ScriptedHttpClient other;
+    other.expect({}, ScriptedAnswer(202));
+    const RecordingHttpClient client(transport, path_);
+    int asked = 0;
+    const auto send = [](const HttpClient& through, HttpRequest request) {
+        std::promise<HttpRequest> made;
+        through.makeAsyncRequest(std::move(request),
+                                 [&](HttpRequest sent, const HttpResponse&, std::exception_ptr) {
+                                     made.set_value(std::move(sent));
+                                 });
+        return made.get_future().get();
+    };
+    HttpRequest request = get();
+    request.setResponseStreamFactory(Factory());
+    request.setClientConfiguration(ClientConfiguration().withRetryStrategy(
+        [&asked](const auto&...) { return ++asked, false; }));
+
+    HttpRequest once = send(client, std::move(request));
+    HttpRequest twice = send(client, std::move(once));
+    const HttpRequest thrice = send(other, std::move(twice));
+    client.save();
+
+    EXPECT_NE(thrice.getResponseStreamFactory().target<Factory>(), nullptr);
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(client.recorded(), 2u);
+    std::vector<int> codes;
+    const auto recorded = file();
+    for (const auto& exchange : recorded["exchanges"])
+        codes.push_back(exchange["response"]["code"]);
+    EXPECT_THAT(codes, ElementsAre(200, 201));
+}
+
 TEST_F(RecordingHttpClientTest, LeavesOutWhatHasNotEndedAndWhatNeverBegan) {
     ScriptedHttpClient transport(Completion::WHEN_TOLD);
     transport.expect({}, ScriptedAnswer(200));

@@ -59,6 +59,8 @@ public:
     /// @throws std::system_error "Cannot write \"" + `path` + "\": " + reason.
     void save() const;
 
+    /// The request that a handler is given has its own stream factory, and the configuration that
+    /// it was made with: that of this client, if it had none. It may be sent again by any client.
     httpclient_core::HttpResponse makeRequest(httpclient_core::HttpRequest request) const override;
     void makeAsyncRequest(httpclient_core::HttpRequest request,
                           httpclient_core::CompletionHandler handler) const override;
