@@ -25,3 +25,10 @@ private:
     benchmark::State& state_;
     std::size_t before_;
 };
+
+/// Measures `work` with its allocations; its result counts as used.
+template <typename Work>
+void measure(benchmark::State& state, Work work) {
+    const AllocationsPerIteration count(state);
+    for (auto _ : state) benchmark::DoNotOptimize(work());
+}

@@ -15,12 +15,6 @@ using namespace tavrin::httpclient_core;
 
 constexpr std::size_t PIECE = 16 * 1024;
 
-template <typename Work>
-void measure(benchmark::State& state, Work work) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(work());
-}
-
 void inPieces(std::ostream& os, const std::string& body) {
     for (std::size_t begin = 0; begin < body.size(); begin += PIECE) {
         os.write(&body[begin], static_cast<std::streamsize>(std::min(PIECE, body.size() - begin)));

@@ -106,12 +106,6 @@ std::string printedByTable(const Pairs& pairs, std::string_view first) {
 
 // --- What is measured ---
 
-template <typename Work>
-void measure(benchmark::State& state, Work work) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(work());
-}
-
 // The text as a bare key, which is all but alone in its query.
 template <int LENGTH>
 void encodeOurs(benchmark::State& state) {

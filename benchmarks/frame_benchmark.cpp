@@ -3,16 +3,14 @@
 #include <cstdint>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "allocation_counter.h"
 #include "httpclient_core/client.h"
+#include "response_fields.h"
 
 namespace {
 
 using namespace tavrin::httpclient_core;
-
-using Fields = std::vector<std::pair<std::string, std::string>>;
 
 const Fields& requestFields() {
     static const Fields fields = {
@@ -24,24 +22,6 @@ const Fields& requestFields() {
         {"Cookie", "session=38afes7a8cd1e42f9b; theme=dark"},
         {"X-Request-Id", "7f3c9a52-41d8-4b7e-9c11-0d5e8f6a2b34"},
         {"Cache-Control", "no-cache"},
-    };
-    return fields;
-}
-
-const Fields& responseFields() {
-    static const Fields fields = {
-        {"Date", "Fri, 20 Nov 2026 10:00:00 GMT"},
-        {"Server", "nginx/1.22.1"},
-        {"Content-Type", "text/html; charset=utf-8"},
-        {"Content-Length", "0"},
-        {"Connection", "keep-alive"},
-        {"Last-Modified", "Thu, 19 Nov 2026 08:30:00 GMT"},
-        {"ETag", "\"653b1f2a-2800\""},
-        {"Cache-Control", "public, max-age=3600"},
-        {"Vary", "Accept-Encoding"},
-        {"Accept-Ranges", "bytes"},
-        {"X-Request-Id", "7f3c9a52-41d8-4b7e-9c11-0d5e8f6a2b34"},
-        {"Strict-Transport-Security", "max-age=31536000"},
     };
     return fields;
 }
@@ -82,12 +62,6 @@ private:
 HttpRequest request() {
     return HttpRequest(HttpMethod::GET, URL("http://www.example.com/index.html"),
                        headersOf(requestFields()));
-}
-
-template <typename Work>
-void measure(benchmark::State& state, Work work) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(work());
 }
 
 // What a request costs its caller, and an answer the transport: none of it is the frame's.

@@ -12,32 +12,12 @@
 
 #include "allocation_counter.h"
 #include "httpclient_core/headers.h"
+#include "response_fields.h"
 
 namespace {
 
 namespace http = boost::beast::http;
 using tavrin::httpclient_core::HttpHeaders;
-
-using Fields = std::vector<std::pair<std::string, std::string>>;
-
-// What a web server sends with a page.
-const Fields& typicalFields() {
-    static const Fields fields = {
-        {"Date", "Fri, 20 Nov 2026 10:00:00 GMT"},
-        {"Server", "nginx/1.22.1"},
-        {"Content-Type", "text/html; charset=utf-8"},
-        {"Content-Length", "10240"},
-        {"Connection", "keep-alive"},
-        {"Last-Modified", "Thu, 19 Nov 2026 08:30:00 GMT"},
-        {"ETag", "\"653b1f2a-2800\""},
-        {"Cache-Control", "public, max-age=3600"},
-        {"Vary", "Accept-Encoding"},
-        {"Accept-Ranges", "bytes"},
-        {"X-Request-Id", "7f3c9a52-41d8-4b7e-9c11-0d5e8f6a2b34"},
-        {"Strict-Transport-Security", "max-age=31536000"},
-    };
-    return fields;
-}
 
 const std::vector<std::string>& lookedUp() {
     static const std::vector<std::string> names = {"content-type", "CONTENT-LENGTH", "etag",
@@ -47,13 +27,13 @@ const std::vector<std::string>& lookedUp() {
 
 HttpHeaders buildHeaders() {
     HttpHeaders headers;
-    for (const auto& [name, value] : typicalFields()) headers.addHeaderValue(name, value);
+    for (const auto& [name, value] : responseFields()) headers.addHeaderValue(name, value);
     return headers;
 }
 
 http::fields buildBeast() {
     http::fields fields;
-    for (const auto& [name, value] : typicalFields()) fields.insert(name, value);
+    for (const auto& [name, value] : responseFields()) fields.insert(name, value);
     return fields;
 }
 
@@ -103,7 +83,8 @@ BENCHMARK(CopyBeast)->Name("Copy/Beast");
 
 void ParseLinesOurs(benchmark::State& state) {
     std::vector<std::string> lines;
-    for (const auto& [name, value] : typicalFields()) lines.push_back(name + ": " + value + "\r\n");
+    for (const auto& [name, value] : responseFields())
+        lines.push_back(name + ": " + value + "\r\n");
     const AllocationsPerIteration count(state);
     for (auto _ : state) {
         HttpHeaders headers;
@@ -173,8 +154,8 @@ void BuildFloor(benchmark::State& state) {
     const AllocationsPerIteration count(state);
     for (auto _ : state) {
         Fields fields;
-        fields.reserve(typicalFields().size());
-        for (const auto& field : typicalFields()) fields.push_back(field);
+        fields.reserve(responseFields().size());
+        for (const auto& field : responseFields()) fields.push_back(field);
         benchmark::DoNotOptimize(fields);
     }
 }
@@ -182,13 +163,13 @@ BENCHMARK(BuildFloor)->Name("Build/Floor");
 
 void CopyFloor(benchmark::State& state) {
     const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(Fields(typicalFields()));
+    for (auto _ : state) benchmark::DoNotOptimize(Fields(responseFields()));
 }
 BENCHMARK(CopyFloor)->Name("Copy/Floor");
 
 void WriteFloor(benchmark::State& state) {
     const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(written(typicalFields()));
+    for (auto _ : state) benchmark::DoNotOptimize(written(responseFields()));
 }
 BENCHMARK(WriteFloor)->Name("Write/Floor");
 
@@ -197,7 +178,7 @@ using Poco::Net::MessageHeader;
 
 MessageHeader buildPoco() {
     MessageHeader header;
-    for (const auto& [name, value] : typicalFields()) header.add(name, value);
+    for (const auto& [name, value] : responseFields()) header.add(name, value);
     return header;
 }
 
@@ -224,7 +205,7 @@ void CopyPoco(benchmark::State& state) {
 BENCHMARK(CopyPoco)->Name("Copy/Poco");
 
 void ParseLinesPoco(benchmark::State& state) {
-    const std::string text = written(typicalFields()) + "\r\n";
+    const std::string text = written(responseFields()) + "\r\n";
     const AllocationsPerIteration count(state);
     for (auto _ : state) {
         std::istringstream lines(text);

@@ -29,12 +29,6 @@ const std::string MEDIA_TYPE = "multipart/form-data; boundary=d74496d66958873e; 
 const std::string ACCEPT = "text/html,application/xhtml+xml,application/xml;q=0.9,*/*;q=0.8";
 const std::string COOKIES = "session=38afes7a8cd1e42f9b; theme=dark; lang=en; visits=12";
 
-template <typename Work>
-void measure(benchmark::State& state, Work work) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(work());
-}
-
 void parseMediaTypeOurs(benchmark::State& state) {
     measure(state, [] { return ContentType::parse(MEDIA_TYPE); });
 }
