@@ -137,5 +137,33 @@ TEST_P(SystemCalls, OfARedirectGoToNoFileAndNoOtherPort) {
     EXPECT_GT(connections, 0);
 }
 
+// What is not trusted is what makes OpenSSL look everywhere that it may.
+TEST_P(SystemCalls, ReadNoCertificatesOfTheSystemsBesideTheOwnFile) {
+    const std::string ofTheSystem = "\"/etc/ssl/certs";
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::UNTRUSTED_CA;
+    options.certificates = std::make_shared<const httpclient_testing::TestCertificates>();
+    const std::string own = options.certificates->caFile();
+    const ServerProcess server(options);
+    SKIP_WHERE_NOBODY_MAY_TRACE();
+    const auto filesOf = [&](const ClientConfiguration& configuration, const std::string& url) {
+        SystemCallTrace trace("trace=%file");
+        EXPECT_FALSE(endsWell([&] { send(CurlHttpClient(configuration), get(url)); }));
+        return trace.stop();
+    };
+    const ClientConfiguration proxied = quick().withProxy(server.url());
+    for (const auto& [configuration, url] :
+         {std::pair{quick(), server.url()},
+          std::pair{proxied, std::string("http://127.0.0.1:1/")}}) {
+        EXPECT_THAT(filesOf(configuration, url), HasSubstr(ofTheSystem)) << url;
+
+        const std::string files =
+            filesOf(ClientConfiguration(configuration).withCertificateFile(own), url);
+
+        EXPECT_THAT(files, HasSubstr(own)) << url;
+        EXPECT_THAT(files, testing::Not(HasSubstr(ofTheSystem))) << url;
+    }
+}
+
 }  // namespace
 }  // namespace tavrin::httpclient_curl::test

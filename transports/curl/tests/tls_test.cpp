@@ -48,10 +48,11 @@ TEST_P(Tls, RefusesWhatIsWrongAndSaysWhich) {
     const std::pair<TlsKind, const char*> wrong[] = {
         {TlsKind::EXPIRED, "certificate has expired"},
         {TlsKind::NOT_YET_VALID, "certificate is not yet valid"},
-        {TlsKind::SELF_SIGNED, "self-signed certificate"},
+        {TlsKind::SELF_SIGNED, "certificate problem: self-signed certificate"},
         {TlsKind::WRONG_HOST, "no alternative certificate subject name matches"},
-        {TlsKind::UNTRUSTED_CA, "certificate"},
-        {TlsKind::OLD_PROTOCOL, "SSL"},
+        {TlsKind::UNTRUSTED_CA, "self-signed certificate in certificate chain"},
+        // Of TLS 1.1 it is the signatures that OpenSSL no longer takes.
+        {TlsKind::OLD_PROTOCOL, "legacy sigalg disallowed or unsupported"},
     };
     for (const auto& [kind, reason] : wrong) {
         const auto bad = server(kind);
