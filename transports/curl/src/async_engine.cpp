@@ -1,6 +1,7 @@
 #include "async_engine.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <future>
 #include <limits>
@@ -17,6 +18,10 @@ using httpclient_core::HttpResponse;
 using httpclient_core::RetryTask;
 
 namespace {
+
+// A loop that has not come back for so long is held up by a stream or callback of the
+// application's.
+constexpr std::chrono::milliseconds HELD_UP{200};
 
 // The request whose completion runs on this thread. Its next attempt comes from within; a further
 // one of the same number is another frame's.
@@ -127,15 +132,21 @@ std::size_t AsyncEngine::room(const EventLoop& loop) const {
 // Sees to it that the queue's first job is fetched, if any loop may. With the lock held.
 void AsyncEngine::dispatch() {
     if (queue_.empty() || closing_) return;
+    const Clock::time_point longAgo = Clock::now() - HELD_UP;
     std::size_t left = queue_.size();
     EventLoop* roomiest = nullptr;
+    std::pair<bool, std::size_t> least;
     for (std::size_t i = 0; i < loops_.size() && isUsable(i); ++i) {
         EventLoop& loop = *loops_[i];
         const std::size_t free = room(loop);
         if (free == 0) continue;
-        left -= std::min(left, free);
-        if (!loop.woken && (roomiest == nullptr || loop.carried < roomiest->carried))
+        const bool heldUp = !loop.isAsleep() && loop.fetchedAt < longAgo;
+        if (!heldUp) left -= std::min(left, free);
+        const std::pair burden(heldUp, loop.carried);
+        if (!loop.woken && (roomiest == nullptr || burden < least)) {
             roomiest = &loop;
+            least = burden;
+        }
     }
     if (left > 0 && isUsable(loops_.size()) && startLoop()) return;
     if (roomiest != nullptr) {
@@ -164,6 +175,7 @@ bool AsyncEngine::startLoop() {
 bool AsyncEngine::fetch(EventLoop& loop, JobQueue& jobs) noexcept {
     const std::lock_guard<std::mutex> lock(mutex_);
     loop.woken = false;
+    loop.fetchedAt = Clock::now();
     if (closing_) return false;
     bool usable = false;
     for (std::size_t i = 0; i < loops_.size() && isUsable(i); ++i)

@@ -29,6 +29,7 @@ EventLoop::EventLoop(AsyncEngine& engine, const CurlOptions& options)
 void EventLoop::run() noexcept {
     JobQueue fresh;
     while (engine_.fetch(*this, fresh)) {
+        asleep_ = false;
         try {
             while (!fresh.empty()) begin(fresh.pop());
             if (!transfers_.empty()) {
@@ -40,6 +41,7 @@ void EventLoop::run() noexcept {
                 hand();
                 continue;  // there is room for more
             }
+            asleep_ = true;
             multi_.wait(transfers_.empty() ? UNTIL_WOKEN : nextLook_ - Clock::now());
         } catch (...) {
             stopAll(std::current_exception());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -26,9 +27,13 @@ public:
     void wake() { multi_.wake(); }
 
     // What the engine notes about this loop, under its own lock: transfers given to it that have
-    // not come back, and whether it has been woken to fetch more.
+    // not come back, whether it has been woken to fetch more, and when it last came to do so.
     std::size_t carried = 0;
     bool woken = false;
+    Clock::time_point fetchedAt = Clock::now();
+
+    // Whether it waits for something to do. May be asked from any thread.
+    bool isAsleep() const { return asleep_; }
 
 private:
     struct Transfer {
@@ -57,6 +62,7 @@ private:
     AsyncEngine& engine_;
     const CurlOptions& options_;
     MultiHandle multi_;
+    std::atomic<bool> asleep_{false};
     WireClock clock_;
     std::unordered_map<CURL*, TransferPtr> transfers_;
     std::vector<std::unique_ptr<EasyHandle>> idleHandles_;

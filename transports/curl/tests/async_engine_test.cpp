@@ -269,6 +269,39 @@ TEST(AsyncRequest, HandlersThatBlockDelayNothingElse) {
     gate.open();
 }
 
+TEST(AsyncRequest, StreamThatBlocksLeavesLaterRequestsToOtherThreads) {
+    FaultServer server;
+    Gate gate;
+    Countdown blocked(1);
+    const CurlHttpClient client(once().withMaxThreads(2).withMaxRequestsPerThread(0));
+    HttpRequest blocking = get(server.url("/bytes/1"));
+    blocking.setResponseStreamFactory(
+        [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+            blocked.count();
+            gate.pass();
+            return std::make_unique<std::stringstream>();
+        });
+    auto first = client.makeAsyncRequest(std::move(blocking));
+    ASSERT_TRUE(blocked.wait());
+
+    // Until the thread has been away for so long that requests no longer wait for it.
+    std::vector<std::future<HttpResponse>> later;
+    do {
+        later.push_back(client.makeAsyncRequest(get(server.url("/bytes/2"))));
+    } while (later.back().wait_for(milliseconds(50)) != std::future_status::ready &&
+             later.size() < 40);
+
+    const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+    const auto came = std::count_if(later.begin(), later.end(), [&](const auto& future) {
+        return future.wait_until(deadline) == std::future_status::ready;
+    });
+    const bool stillBlocked = first.wait_for(seconds(0)) != std::future_status::ready;
+    gate.open();
+    EXPECT_EQ(static_cast<std::size_t>(came), later.size());
+    EXPECT_TRUE(stillBlocked);
+    EXPECT_EQ(got(first).getContentLength(), 1);
+}
+
 TEST(AsyncRequest, HandlersThatBlockDelayNothingElseOnceThreadsCanBeHadAgain) {
     const httpclient_testing::BlackHole nobody;
     Gate gate;

@@ -23,8 +23,8 @@ namespace tavrin::httpclient_curl {
 /// at most maxRequestsPerThread() transfers (0: no limit); further ones wait in order without a
 /// thread. The response stream, the request's stream, the progress callback and the callback for
 /// changes of status or headers are used on the thread that carries the transfer, so a stream that
-/// blocks there holds up that thread's other transfers, and those that it has room for. Retry
-/// strategies, their back-off and completion handlers run on further threads, which grow with those
+/// blocks there holds up that thread's other transfers. From a fifth of a second on, requests that
+/// are made go to other threads instead, if there may be any. Retry strategies, their back-off and completion handlers run on further threads, which grow with those
 /// that sleep or block, and go again. A handler may make requests on the client and wait for their
 /// futures.
 ///
