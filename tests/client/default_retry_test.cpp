@@ -433,9 +433,9 @@ TEST(DefaultRetryStrategy, TakesTheLongestBackoffsThereAre) {
         {seconds(LEAST / 1000), LEAST / 1000 * 1000},
         {seconds::min(), LEAST},
     };
-    for (const auto& [longest, milliseconds] : cases) {
+    for (const auto& [longest, inMilliseconds] : cases) {
         const RetryStrategy strategy = defaultRetryStrategy(1, 0, longest, nullptr);
-        EXPECT_EQ(strategy.target<DefaultRetry>()->maxBackoffMs, milliseconds);
+        EXPECT_EQ(strategy.target<DefaultRetry>()->maxBackoffMs, inMilliseconds);
     }
 }
 

@@ -37,10 +37,10 @@ int connectTo(int port) {
 
 struct RawClient::Tls {
     struct FreeContext {
-        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL_CTX* freed) const { SSL_CTX_free(freed); }
     };
     struct FreeConnection {
-        void operator()(SSL* connection) const { SSL_free(connection); }
+        void operator()(SSL* freed) const { SSL_free(freed); }
     };
     std::unique_ptr<SSL_CTX, FreeContext> context{SSL_CTX_new(TLS_client_method())};
     std::unique_ptr<SSL, FreeConnection> connection;
