@@ -41,6 +41,7 @@ int main() {
     }
     // [surprise]
 
-    client.setUnmetAllowed(true);
-    return client.remaining() == 1 && client.requests().size() > 3 ? 0 : 1;
+    // The surprise, and what never came in its place; whoever asks is not told once more at the
+    // end.
+    return client.remaining() == 1 && !client.problems().empty() ? 0 : 1;
 }

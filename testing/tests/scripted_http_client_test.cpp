@@ -314,13 +314,13 @@ TEST(ScriptedHttpClient, FailsARequestThatWasNotExpectedAndShowsBothSides) {
 
 TEST(ScriptedHttpClient, ShowsOnlyTheNextExpectationOfAnOrderedScript) {
     ScriptedHttpClient client;
-    client.setUnmetAllowed(true);
     client.expect(ExpectedRequest().withUrl("http://host/next"), ScriptedAnswer(200))
         .expect(ExpectedRequest().withUrl("http://host/later"), ScriptedAnswer(200));
 
     EXPECT_THAT([&] { client.makeRequest(get()); },
                 ThrowsMessage<std::logic_error>(
                     AllOf(HasSubstr("http://host/next"), Not(HasSubstr("http://host/later")))));
+    EXPECT_THROW(client.verify(), std::logic_error);
 }
 
 TEST(ScriptedHttpClient, FailsARequestBehindTheEndOfTheScript) {
@@ -334,6 +334,7 @@ TEST(ScriptedHttpClient, FailsARequestBehindTheEndOfTheScript) {
                                                 "Expected instead (! is not met):\n"
                                                 "  no further request\n"
                                                 "\n"));
+    EXPECT_THROW(client.verify(), std::logic_error);
 }
 
 TEST(ScriptedHttpClient, FailsAnUnexpectedAsynchronousRequestThroughItsCompletion) {
@@ -343,6 +344,7 @@ TEST(ScriptedHttpClient, FailsAnUnexpectedAsynchronousRequestThroughItsCompletio
 
     EXPECT_THAT([&] { response.get(); },
                 ThrowsMessage<std::logic_error>(StartsWith("Unexpected request 1:\n")));
+    EXPECT_THROW(client.verify(), std::logic_error);
 }
 
 TEST(ScriptedHttpClient, VerifyThrowsWhatIsWrong) {
@@ -401,11 +403,12 @@ TEST(ScriptedHttpClient, FailsTheTestThatLeavesAnExpectationUnmet) {
 }
 
 // What a client says that is destroyed after `test`.
-std::string lastWords(const std::function<void(ScriptedHttpClient&)>& test) {
+std::string lastWords(const std::function<void(ScriptedHttpClient&)>& test,
+                      Completion completion = Completion::ON_CALLING_THREAD) {
     std::string text;
     setUnmetReporter([&](const std::string& problems) { text += problems; });
     {
-        ScriptedHttpClient client;
+        ScriptedHttpClient client(completion);
         setUnmetReporter(detail::failTestForUnmet);
         client.expect({}, ScriptedAnswer(200), 2);
         test(client);
@@ -447,6 +450,26 @@ TEST(ScriptedHttpClient, SaysNothingIfAllIsMetOrNeedNotBe) {
                 StartsWith("Expected 2 more times"));
 }
 
+TEST(ScriptedHttpClient, SaysWhatWasUnexpectedThoughNobodySawTheException) {
+    const auto surprise = [](ScriptedHttpClient& client) {
+        client.makeRequest(get());
+        client.makeRequest(get());
+        client.makeAsyncRequest(get());
+    };
+
+    EXPECT_THAT(lastWords(surprise), StartsWith("Unexpected request 3:\nGET http://host/file"));
+    EXPECT_THAT(lastWords([&](ScriptedHttpClient& client) {
+                    client.setUnmetAllowed(true);
+                    surprise(client);
+                }),
+                StartsWith("Unexpected request 3:"));
+    EXPECT_EQ(lastWords([&](ScriptedHttpClient& client) {
+                  surprise(client);
+                  EXPECT_THROW(client.verify(), std::logic_error);
+              }),
+              "");
+}
+
 TEST(ScriptedHttpClient, SaysWhatIsUnmetOnTheErrorStreamIfNobodyElseIsToHear) {
     testing::internal::CaptureStderr();
     setUnmetReporter(nullptr);
@@ -486,7 +509,6 @@ TEST(ScriptedHttpClient, ShowsNoCredentialInItsTexts) {
 TEST(ScriptedHttpClient, TakesWhatFitsWhenTheOrderIsAny) {
     ScriptedHttpClient client;
     client.setOrder(ScriptOrder::ANY);
-    client.setUnmetAllowed(true);
     client.expect(ExpectedRequest().withUrl("http://host/one"), ScriptedAnswer(201))
         .expect(ExpectedRequest().withUrl(FILE_URL), ScriptedAnswer(202))
         .expect(ExpectedRequest().withUrl(FILE_URL), ScriptedAnswer(203));
@@ -495,6 +517,7 @@ TEST(ScriptedHttpClient, TakesWhatFitsWhenTheOrderIsAny) {
     EXPECT_THAT(client.makeRequest(get()), IsStatus(203));
     EXPECT_THAT([&] { client.makeRequest(get()); },
                 ThrowsMessage<std::logic_error>(HasSubstr("! URL http://host/one\n")));
+    EXPECT_THROW(client.verify(), std::logic_error);
 }
 
 TEST(ExpectedRequest, AsksForNothingAtFirst) {

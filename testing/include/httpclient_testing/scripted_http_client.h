@@ -30,9 +30,9 @@ enum class ScriptOrder {
     ANY,         ///< the first one that is left and that it meets
 };
 
-/// Told by the destructor of a ScriptedHttpClient about expectations that were never met: a test's
-/// way to fail nevertheless. A std::exception that it throws is written to std::cerr, any other
-/// ends the program.
+/// Told by the destructor of a ScriptedHttpClient about expectations that were never met, and about
+/// attempts that were not expected: a test's way to fail nevertheless. A std::exception that it
+/// throws is written to std::cerr, any other ends the program.
 using UnmetReporter = std::function<void(const std::string& problems)>;
 
 /// Sets the reporter of the clients that are made from now on, in the whole program; an empty one
@@ -44,11 +44,11 @@ HTTPCLIENT_TESTING_EXPORT void setUnmetReporter(UnmetReporter reporter);
 ///
 ///     ScriptedHttpClient client;
 ///     client.expect({HttpMethod::GET, "http://host/file"},
-///                   ScriptedAnswer(200, "OK").withHeader("Accept-Ranges",
-///                   "bytes").withBody("ab"));
+///                   ScriptedAnswer(200, "OK").withHeader("ETag", "\"1\"").withBody("ab"));
 ///
-/// An expectation that was never met is told by verify(), or else when the client is destroyed, as
-/// a mock object does: a GoogleTest test fails then, if its program includes googletest.h.
+/// An expectation that was never met, or an attempt that was not expected, is told by verify(), or
+/// else when the client is destroyed, as a mock object does: a GoogleTest test fails then, if its
+/// program includes googletest.h.
 ///
 /// Retries and resuming are the library's own; each attempt uses up one expectation. An attempt
 /// that was not expected is recorded, and fails with std::logic_error, which shows the request and
@@ -63,9 +63,9 @@ public:
 
     /// Completes what is pending with HttpRequestCancelledException, and ends the client's thread;
     /// a delay that is under way is cut short. An attempt that a retry strategy asks for now is
-    /// refused by that exception. Handlers that run meanwhile delay the destructor. At last the
-    /// UnmetReporter gets problems(), if an expectation was not met and neither problems() nor
-    /// verify() has said so since the last request or expectation came.
+    /// refused by that exception, and counts for nothing. Handlers that run meanwhile delay the
+    /// destructor. At last the UnmetReporter gets problems(), if there are any and neither
+    /// problems() nor verify() has told them since the last request or expectation came.
     ~ScriptedHttpClient() override;
 
     /// Appends an exchange to the script, `times` times over; more may be appended at any time.
@@ -75,8 +75,9 @@ public:
     /// AS_WRITTEN by default. Where several threads make requests, their order is ANY.
     void setOrder(ScriptOrder order);
 
-    /// Whether expectations may stay unmet: false by default. If so, only verify() and problems()
-    /// speak of them: for a client that stands in for a server, and need not be asked everything.
+    /// Whether expectations may stay unmet: false by default. If so, they alone are no reason for
+    /// the destructor to call the UnmetReporter: for a client that stands in for a server, and need
+    /// not be asked everything.
     void setUnmetAllowed(bool allowed);
 
     /// Called with an answer's delay in place of waiting for it; empty by default: delays are
