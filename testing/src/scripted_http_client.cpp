@@ -217,7 +217,6 @@ void ScriptedHttpClient::Stage::start(HttpRequest request, HttpResponse response
                       std::move(outcome)};
     if (completion_ == Completion::ON_CALLING_THREAD) return carryOut(std::move(exchange));
     const std::lock_guard lock(mutex_);
-    if (closing_) throw HttpRequestCancelledException();
     if (completion_ == Completion::ON_OWN_THREAD && !thread_.joinable()) {
         thread_ = std::thread([this] { runThread(); });
     }
@@ -262,6 +261,7 @@ ScriptedHttpClient::Stage::Outcome ScriptedHttpClient::Stage::outcomeOf(
     }
 
     const std::lock_guard lock(mutex_);
+    if (closing_) throw HttpRequestCancelledException();
     requests_.push_back(recorded);
     isTold_ = false;
     const auto expectation = expectationFor(recorded);

@@ -744,6 +744,17 @@ TEST(ScriptedHttpClient, RefusesAFurtherAttemptWhileItIsDestroyed) {
     }
 }
 
+TEST(ScriptedHttpClient, CountsNoAttemptThatItRefusesWhileItIsDestroyed) {
+    const auto startAndLeave = [](ScriptedHttpClient& client) {
+        client.setClientConfiguration(attempts(5));
+        client.makeAsyncRequest(get());
+    };
+
+    EXPECT_THAT(lastWords(startAndLeave, Completion::WHEN_TOLD),
+                AllOf(StartsWith("Expected 1 more time"), HasSubstr("\n1: GET"),
+                      Not(HasSubstr("\n2: GET"))));
+}
+
 TEST(ScriptedHttpClient, ServesManyThreadsAtOnce) {
     constexpr int THREADS = 8;
     constexpr int REQUESTS = 50;
