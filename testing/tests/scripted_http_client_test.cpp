@@ -197,6 +197,22 @@ TEST(ScriptedHttpClient, FailsAfterTheGivenNumberOfBytes) {
     }
 }
 
+TEST(ScriptedAnswer, CutsTheBodyWhereItsLastFailureSays) {
+    const HttpRequestFailedException first("first"), last("last");
+    const auto answer = [] { return ScriptedAnswer(200).withBody("abcdef"); };
+    const auto bodyOf = [&](const ScriptedAnswer& failing) {
+        auto request = get();
+        HttpResponse response(request);
+        EXPECT_THAT([&] { failing.answer(request, response); },
+                    ThrowsMessage<HttpRequestFailedException>("last"));
+        return response.getResponseBodyString();
+    };
+
+    EXPECT_EQ(bodyOf(answer().withFailureAfter(4, first).withFailure(last)), "abcdef");
+    EXPECT_EQ(bodyOf(answer().withFailureAfter(4, first).withFailureAfter(2, last)), "ab");
+    EXPECT_EQ(bodyOf(answer().withFailure(first).withFailureAfter(4, last)), "abcd");
+}
+
 TEST(ScriptedHttpClient, ThrowsAnythingInPlaceOfAnAnswer) {
     ScriptedHttpClient client;
     client.setClientConfiguration(attempts(1));

@@ -74,14 +74,16 @@ public:
         } else {
             failure_ = [exception] { throw exception; };
         }
+        bodyLimit_.reset();
         return *this;
     }
 
     /// The same after the first `bytes` bytes of the body; all of it, if it is shorter.
     template <typename Exception>
     ScriptedAnswer& withFailureAfter(std::size_t bytes, Exception exception) {
+        withFailure(std::move(exception));
         bodyLimit_ = bytes;
-        return withFailure(std::move(exception));
+        return *this;
     }
 
     /// How long the answer takes to come; see ScriptedHttpClient::setDelayHook().
