@@ -34,6 +34,7 @@ using test::refused;
 
 const std::string BODY = "a body of sixty bytes, which breaks after the first twenty.";
 constexpr std::size_t SENT_AT_FIRST = 20;
+const std::string CONNECTION_LOST = longText("connection lost");
 
 // A client whose first attempt comes to a part of the body, and whose next one to the rest that it
 // asks for or to all of it.
@@ -64,7 +65,7 @@ struct Client {
             BODY.substr(held(request, body), breaks ? SENT_AT_FIRST : BODY.size());
         body.write(sent.data(), static_cast<std::streamsize>(sent.size()));
         if (!body) throw std::bad_alloc();
-        if (breaks) throw HttpRequestFailedException(longText("connection lost"));
+        if (breaks) throw HttpRequestFailedException(CONNECTION_LOST);
     }
 
     // As a transport has to: a request goes on asking for a range when its body is gone already.
@@ -110,19 +111,39 @@ std::string show(const HttpResponse& response) {
            entryLines(response.getHeaders()) + response.getResponseBodyString();
 }
 
-// Makes a request anew. Where memory ran out during an attempt, that may be told by the attempt's
-// own exception or by a promise that nobody kept.
+// A request that came to nothing although memory was there. It takes none itself.
+struct LostWithMemory : std::exception {
+    const char* what() const noexcept override { return "lost although memory was there"; }
+};
+
+// Only a lack of memory excuses a request that nobody was told the outcome of.
+[[noreturn]] void blameMemory() {
+    if (!FailingAllocations::anyFailed()) throw LostWithMemory();
+    throw std::bad_alloc();
+}
+
+// Tells of a lack of memory as the sweep wants it told: during an attempt it may come as the
+// attempt's own exception or as a promise that nobody kept. Anything else is passed on.
+[[noreturn]] void tellLackOfMemory(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const HttpRequestFailedException& failure) {
+        if (failure.what() != CONNECTION_LOST) throw;
+    } catch (const std::future_error& broken) {
+        if (broken.code() != std::future_errc::broken_promise) throw;
+    }
+    blameMemory();
+}
+
+// Makes a request anew.
 std::function<std::string(Client&)> request(const std::function<HttpRequest()>& make,
                                             std::function<std::string(Client&, HttpRequest)> send) {
     return [=](Client& client) {
         client.attempts = 0;
         try {
             return send(client, make());
-        } catch (const HttpRequestFailedException&) {
-            throw std::bad_alloc();
-        } catch (const std::future_error& error) {
-            if (error.code() != std::future_errc::broken_promise) throw;
-            throw std::bad_alloc();
+        } catch (const std::exception&) {
+            tellLackOfMemory(std::current_exception());
         }
     };
 }
@@ -141,18 +162,21 @@ struct Told {
         return [this, kept = longText("kept")](HttpRequest, HttpResponse response,
                                                std::exception_ptr error) {
             ++calls;
+            failure = error;
             if (!error) shown = show(response);
         };
     }
 
-    // Memory may have run out where nobody can be told of it.
+    // Memory may have run out where nobody can be told of it, or while the response was shown.
     std::string orNoMemory() const {
         EXPECT_LE(calls, 1);
-        if (shown.empty()) throw std::bad_alloc();
+        if (failure) std::rethrow_exception(failure);
+        if (shown.empty()) blameMemory();
         return shown;
     }
 
     int calls = 0;
+    std::exception_ptr failure;
     std::string shown;
 };
 
