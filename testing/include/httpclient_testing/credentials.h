@@ -11,8 +11,9 @@
 
 namespace tavrin::httpclient_testing {
 
-/// Knows what proves who somebody is, and writes texts without it: "***" in its place. Everything
-/// that the kit shows or keeps went through here.
+/// Knows what proves who somebody is, and writes texts without it: "***" in its place. The texts
+/// that the kit shows and the files that it writes went through here. What a test is handed did
+/// not: ScriptedHttpClient::requests() and FaultServer::requests() give requests as they came.
 ///
 /// A name is that of a credential if it is, or ends with, one of the known words, whatever its
 /// letter case and whatever stands between the words: `token`, `password`, `secret`, `signature`,

@@ -39,17 +39,14 @@ struct FaultServerOptions {
 ///
 /// Without faults it is a correct server (RFC 9110, RFC 9112):
 ///
-/// - GET and HEAD give a path's content, with ETag, Last-Modified, Date and Accept-Ranges,
-/// honouring
-///   Range and If-Range; "/bytes/1000" has 1000 bytes, any other path has those of
+/// - GET and HEAD give a path's content, with ETag, Last-Modified, Date and Accept-Ranges, and
+///   honour Range and If-Range; "/bytes/1000" has 1000 bytes, any other path has those of
 ///   FaultServerOptions::content; "/echo" answers with the request's head as the body.
 /// - Any other method reads its body, plain or chunked, after 100 (Continue) if that is expected,
-/// and
-///   answers with the SHA-256 of the body in 64 hexadecimal digits.
+///   and answers with the SHA-256 of the body in 64 hexadecimal digits.
 /// - As a proxy it answers a target in absolute form by its path, and CONNECT by a tunnel to that
-/// port
-///   of 127.0.0.1, whatever the host, or by 502; a plan's faults meet the answer to CONNECT, not
-///   what passes through.
+///   port of 127.0.0.1, whatever the host, or by 502; a plan's faults meet the answer to CONNECT,
+///   not what passes through.
 /// - Connections are kept alive. A malformed request gets 400.
 ///
 /// Each request takes the next step of its path's plan, if that path has one, else of the server's.
