@@ -1,12 +1,11 @@
 #include "answer.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <ctime>
 #include <map>
 #include <optional>
 
+#include "base64.h"
 #include "byte_range.h"
 #include "gzip.h"
 #include "header_line.h"
@@ -19,15 +18,6 @@ constexpr std::int64_t WRONG_LENGTH_OFFSET = 10;
 const char* const BOUNDARY = "faulty-boundary-7c1e";
 
 std::string quoted(const std::string& text) { return '"' + text + '"'; }
-
-std::string base64(const std::string& bytes) {
-    std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                       reinterpret_cast<const unsigned char*>(bytes.data()),
-                                       static_cast<int>(bytes.size()));
-    text.resize(static_cast<std::size_t>(length));
-    return text;
-}
 
 const char* reasonOf(int status) {
     static const std::map<int, const char*> REASONS = {
