@@ -108,7 +108,7 @@ std::string ExpectedRequest::describe(const std::function<bool(const Condition&)
     if (conditions_.empty()) return "  any request\n";
     std::string text;
     for (const Condition& condition : conditions_) {
-        text += (isMet(condition) ? "  " : "! ") + condition.description + "\n";
+        text += (isMet(condition) ? "  " : "! ") + detail::printable(condition.description) + "\n";
     }
     return text;
 }

@@ -583,6 +583,21 @@ TEST(ExpectedRequest, DescribesABodyAsTextOfBoundedLength) {
               "  body \"" + std::string(1024, 'x') + "... (1025 bytes)\"\n");
 }
 
+TEST(ExpectedRequest, DescribesWhateverItAsksForAsPrintableText) {
+    const std::string clears = "\x1b[2J";
+    const ExpectedRequest request = ExpectedRequest()
+                                        .withUrl("http://host/" + clears)
+                                        .withHeader("A" + clears, clears)
+                                        .withoutHeader(clears)
+                                        .withCondition(clears, [](const auto&) { return true; });
+
+    EXPECT_EQ(request.describe(),
+              "  URL http://host/\\x1b[2J\n"
+              "  header A\\x1b[2J: \\x1b[2J\n"
+              "  no header \\x1b[2J\n"
+              "  \\x1b[2J\n");
+}
+
 TEST(ScriptedHttpClient, CountsTheExchangesThatAreLeft) {
     ScriptedHttpClient client;
     client.expect({}, ScriptedAnswer(200), 2).expect({}, ScriptedAnswer(200), 0);
