@@ -1,24 +1,5 @@
-#include <sys/syscall.h>
-#include <time.h>
-#include <unistd.h>
-
-#include <atomic>
-
 #include "support.h"
-
-namespace {
-
-std::atomic<int> secondsAhead{0};
-
-}  // namespace
-
-// The clocks of this program, libcurl's among them, which can be put forward.
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
-                                                                    timespec* now) noexcept {
-    const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, now));
-    now->tv_sec += secondsAhead;
-    return result;
-}
+#include "support/clocks_ahead.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -31,7 +12,7 @@ protected:
         // One thread, since one that seems to have been away for so long gets no request.
         const CurlHttpClient client(once().withMaxThreads(1));
         send(client, withBody(HttpMethod::PUT, server.url(), "first"));
-        secondsAhead += seconds;
+        test::putClocksForward(std::chrono::seconds(seconds));
         if (method == HttpMethod::GET) {
             send(client, get(server.url()));
         } else {

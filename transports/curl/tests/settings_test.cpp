@@ -1,7 +1,6 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <future>
@@ -57,18 +56,6 @@ TEST_P(Settings, ConnectTimeoutCoversTls) {
     const CurlHttpClient client(
         once().withConnectTimeout(300).withCertificateFile(server.caFile()));
     EXPECT_EQ(expectTimeout(client, server.url(), milliseconds(300)), -1);
-}
-
-TEST_P(Settings, ConnectTimeoutOfZeroIsNone) {
-    FaultServer server;
-    for (const std::int64_t off : {std::int64_t(0), std::int64_t(-5), INT64_MAX}) {
-        const CurlHttpClient client(once()
-                                        .withConnectTimeout(off)
-                                        .withResponseTimeout(off)
-                                        .withIdleTimeout(off)
-                                        .withIdleSpeed(off == 0 ? 0 : 1));
-        EXPECT_EQ(send(client, get(server.url("/bytes/3"))).getContentLength(), 3);
-    }
 }
 
 TEST_P(Settings, ResponseTimeoutRunsFromTheRequestsLastByteToTheHead) {
