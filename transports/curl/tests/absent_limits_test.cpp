@@ -56,7 +56,8 @@ TEST_P(AbsentLimits, OfConnecting) {
     for (const std::int64_t none : NO_LIMITS) {
         SCOPED_TRACE(none);
         const httpclient_testing::BlackHole hole;
-        expectPatience(CurlHttpClient(once().withConnectTimeout(none)), hole.url(), [] {}, 0);
+        expectPatience(
+            CurlHttpClient(once().withConnectTimeout(none)), hole.url(), [] {}, 0);
     }
 }
 
@@ -64,8 +65,9 @@ TEST_P(AbsentLimits, OfTheAnswer) {
     for (const std::int64_t none : NO_LIMITS) {
         SCOPED_TRACE(none);
         FaultServer server("hstall");
-        expectPatience(CurlHttpClient(once().withResponseTimeout(none)), server.url("/bytes/100"),
-                       [&] { server.waitForStalls(1); }, 0);
+        expectPatience(
+            CurlHttpClient(once().withResponseTimeout(none)), server.url("/bytes/100"),
+            [&] { server.waitForStalls(1); }, 0);
     }
 }
 
@@ -73,8 +75,9 @@ TEST_P(AbsentLimits, OfIdleness) {
     for (const std::int64_t none : NO_LIMITS) {
         SCOPED_TRACE(none);
         FaultServer server("stall@10");
-        expectPatience(CurlHttpClient(once().withIdleTimeout(none).withIdleSpeed(1)),
-                       server.url("/bytes/100"), [&] { server.waitForStalls(1); }, 10);
+        expectPatience(
+            CurlHttpClient(once().withIdleTimeout(none).withIdleSpeed(1)), server.url("/bytes/100"),
+            [&] { server.waitForStalls(1); }, 10);
     }
 }
 
@@ -82,8 +85,9 @@ TEST_P(AbsentLimits, OfSpeed) {
     for (const long none : {0L, -5L}) {
         SCOPED_TRACE(none);
         FaultServer server("stall@10");
-        expectPatience(CurlHttpClient(once().withIdleTimeout(300).withIdleSpeed(none)),
-                       server.url("/bytes/100"), [&] { server.waitForStalls(1); }, 10);
+        expectPatience(
+            CurlHttpClient(once().withIdleTimeout(300).withIdleSpeed(none)),
+            server.url("/bytes/100"), [&] { server.waitForStalls(1); }, 10);
     }
 }
 
