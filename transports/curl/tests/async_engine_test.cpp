@@ -499,13 +499,44 @@ TEST_F(EndOfLife, CancelsWhatIsQueuedConnectingWaitingOrInABody) {
     };
     auto client = begin();
     server.waitForStalls(4);
+
+    client.reset();
+
+    EXPECT_EQ(calls_, 100);
+    EXPECT_EQ(cancelled_, 100);
+}
+
+// A thread that was not woken would sleep for ten seconds.
+TEST_F(EndOfLife, WakesAThreadThatHasNothingToDo) {
+    FaultServer server;
+    auto client = std::make_unique<CurlHttpClient>();
+    auto done = client->makeAsyncRequest(get(server.url()));
+    got(done);
     const auto start = std::chrono::steady_clock::now();
 
     client.reset();
 
-    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(1000));
-    EXPECT_EQ(calls_, 100);
-    EXPECT_EQ(cancelled_, 100);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(5));
+}
+
+// Threads that were not woken would look after their transfers, and see the end, a tenth of a
+// second later each.
+TEST_F(EndOfLife, WakesAThreadWhoseTransferWaits) {
+    constexpr int CLIENTS = 100;
+    FaultServer server("hstall");
+    std::chrono::steady_clock::duration took{0};
+    for (int i = 1; i <= CLIENTS; ++i) {
+        auto client = std::make_unique<CurlHttpClient>();
+        startMany(*client, server.url(), 1, once());
+        server.waitForStalls(static_cast<std::size_t>(i));
+        const auto start = std::chrono::steady_clock::now();
+
+        client.reset();
+
+        took += std::chrono::steady_clock::now() - start;
+    }
+    EXPECT_EQ(cancelled_, CLIENTS);
+    EXPECT_LT(took, seconds(5));
 }
 
 TEST_F(EndOfLife, EndsStrategiesThatNeverGiveUp) {
