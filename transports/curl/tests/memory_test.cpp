@@ -115,11 +115,15 @@ TEST_P(Memory, IsSmallHoweverLargeAFileThatIsSentIs) {
         httpclient_core::MultipartBody().withPart(httpclient_core::FilePart(path)));
     HttpRequest chunked(HttpMethod::PUT, URL(server_.url()), {{"Transfer-Encoding", "chunked"}});
     chunked.setRequestBody(std::make_unique<std::ifstream>(path));
+    HttpRequest plain(HttpMethod::PUT, URL(server_.url()),
+                      {{"Content-Length", std::to_string(largeSize())}});
+    plain.setRequestBody(std::make_unique<std::ifstream>(path));
     const CurlHttpClient client(once());
     ResidentPeak::begin();
 
     EXPECT_TRUE(httpclient_core::isSuccess(send(client, std::move(form))));
     EXPECT_TRUE(httpclient_core::isSuccess(send(client, std::move(chunked))));
+    EXPECT_TRUE(httpclient_core::isSuccess(send(client, std::move(plain))));
 
     EXPECT_LT(ResidentPeak::kibibytes(), MOST_KIBIBYTES);
 }

@@ -104,19 +104,21 @@ TEST_P(Security, OnlyHttpAndHttpsAreSpoken) {
     }
 }
 
-TEST_P(Security, StrangeNamesAndLengthsAreRightOrFail) {
+TEST_P(Security, StrangeNamesAndLengthsFail) {
     std::string labels = "http://";
     for (int i = 0; i < 300; ++i) labels += "a.";
-    EXPECT_NE(failureFor(labels + "invalid/"), "");
+    EXPECT_THAT(failureFor(labels + "invalid/"), HasSubstr("invalid:80 failed: name resolution: "));
     EXPECT_THAT(failureFor("http://nowhere.invalid/"),
                 StartsWith("Request to nowhere.invalid:80 failed: name resolution: "));
-    EXPECT_NE(failureFor("http://b\xc3\xbc"
-                         "cher.invalid/"),
-              "");
+    // Only a locale, which this program has not set, tells what such a name is.
+    EXPECT_THAT(failureFor("http://b\xc3\xbc"
+                           "cher.invalid/"),
+                StartsWith("Request to b\xc3\xbc"
+                           "cher.invalid:80 failed: transfer: "));
     EXPECT_EQ(failureFor(server_.urlWithHost("localhost")), "");
     server_.forgetRequests();
-    const std::string text = failureFor(server_.url("/" + std::string(1 << 20, 'l')));
-    EXPECT_TRUE(!text.empty() || server_.requests().size() <= 1);
+    EXPECT_NE(failureFor(server_.url("/" + std::string(1 << 20, 'l'))), "");
+    EXPECT_TRUE(server_.requests().empty());
 }
 
 TEST_P(Security, AddressesOfIpVersionSixStandInBrackets) {
