@@ -214,8 +214,16 @@ TEST_P(Resuming, LeavesTheApplicationsOwnRangeAlone) {
 
 TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
     server_.setPlan("unasked206");
-    EXPECT_THAT(failureOf([&] { send(CurlHttpClient(once()), get(server_.url("/file"))); }),
+    auto seen = HttpResponseCode::OK;
+    const auto strategy = [&](const HttpRequest&, const HttpResponse& response,
+                              const std::exception_ptr&, int, int) {
+        seen = response.getResponseCode();
+        return false;
+    };
+    const CurlHttpClient client(ClientConfiguration().withRetryStrategy(strategy));
+    EXPECT_THAT(failureOf([&] { send(client, get(server_.url("/file"))); }),
                 HasSubstr("range: a part came that nobody asked for"));
+    EXPECT_EQ(static_cast<int>(seen), -1);
 }
 
 TEST_P(Resuming, TakesIdentityForNoCoding) {

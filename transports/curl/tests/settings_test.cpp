@@ -225,6 +225,7 @@ TEST_P(Settings, ProxyTakesTheRequests) {
     const CurlHttpClient client(once().withProxy(proxy.url()));
     send(client, get(server.url("/through")));
     EXPECT_EQ(proxy.requests().at(0).target, server.url("/through"));
+    EXPECT_EQ(proxy.requests().at(0).header("Proxy-Connection"), "Keep-Alive");
     EXPECT_TRUE(server.requests().empty());
 }
 

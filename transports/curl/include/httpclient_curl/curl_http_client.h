@@ -16,7 +16,8 @@ namespace tavrin::httpclient_curl {
 ///
 /// A request ends right, with the bytes of one representation that the server had, or with an
 /// exception. Bodies are streamed both ways and never held whole. Connections are kept and used
-/// again. Certificates and host names are always verified. The environment is not read.
+/// again. Certificates and host names are always verified. No proxy is taken from the environment;
+/// libcurl reads SSLKEYLOGFILE there, and OpenSSL variables of its own, such as OPENSSL_CONF.
 ///
 /// **Threads.** Requests may be made from many threads at once. A synchronous one runs on its
 /// caller's thread. Asynchronous ones run on at most maxThreads() threads of the client, each with
@@ -50,8 +51,12 @@ namespace tavrin::httpclient_curl {
 /// **Requests.** Names of header fields are tokens (RFC 9110, 5.6.2) and values hold no CR, LF or
 /// NUL. Content-Length is a plain decimal number and stands once; Transfer-Encoding is "chunked" or
 /// "identity". A body whose stream is shorter or longer than its Content-Length fails the request
-/// before it is complete; Content-Length bytes are never exceeded. No field is added but Host,
-/// User-Agent, the framing of the body and, for decoding, Accept-Encoding. The body goes again,
+/// before it is complete; Content-Length bytes are never exceeded. Where a stream's buffer does not
+/// tell (by in_avail()) that it has more, nobody notices: the announced bytes go out, and the
+/// request succeeds. No field is added but Host, User-Agent, the framing of the body, the
+/// Content-Type of a multipart body, Authorization for the user and password of the URL,
+/// Accept-Encoding for decoding, Range and If-Range for resuming, and for an http proxy
+/// Proxy-Connection and Proxy-Authorization. The body goes again,
 /// from where it stood at first, on redirects that keep the method and on further attempts; a
 /// stream that cannot go back fails them. Multipart bodies go as multipart/form-data (RFC 7578);
 /// files are read while they are sent, and must not change meanwhile. A request that carries both
@@ -102,7 +107,8 @@ namespace tavrin::httpclient_curl {
 /// | connection lost | "Request to <host> failed: receiving: <reason>" | code |
 /// | body cut off | "Request to <host> failed: incomplete body: <reason>" | code |
 /// | response malformed or beyond a limit | "Request to <host> failed: malformed response: <reason>" | code |
-/// | part that was not asked for | "Request to <host> failed: range: <reason>" | code |
+/// | part that was not asked for | "Request to <host> failed: range: <reason>" | -1 |
+/// | parts that do not add up | "Request to <host> failed: range: <reason>" | code |
 /// | body unlike its Repr-Digest | "Request to <host> failed: digest: <reason>" | code |
 /// | body of the request | "Request to <host> failed: request body: <reason>" | code |
 /// | stream of the response | "Request to <host> failed: response stream: <reason>" | code |
@@ -113,7 +119,8 @@ namespace tavrin::httpclient_curl {
 /// What was cancelled is not retried, whatever the strategy says. std::bad_alloc and
 /// std::system_error tell that memory or threads have run out.
 ///
-/// **Limits.** Giving up a request whose host name is being looked up leaves that to a thread of
+/// **Limits.** The progress callback is not called while a request waits in the queue, nor during a
+/// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked up leaves that to a thread of
 /// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
 /// interrupted; neither limits of time nor cancellation end it. Connections are not shared between
 /// threads. Where a line of a response's head begins with NUL, libcurl leaves out what it has read
