@@ -242,7 +242,7 @@ struct HTTPCLIENT_TESTING_EXPORT FaultStep {
 
     // --- Uploads ---
 
-    /// `early@k:413`, `early@k:413:rst`.
+    /// `early@k:413`, or `early@k:413:drain`, which says the same; `early@k:413:rst`.
     std::optional<EarlyAnswer> early;
     /// `urst@k`, `ufin@k`: reset or closed after byte k of the request's body; `ustall@k`: nothing
     /// is read behind byte k until FaultServer::release().
