@@ -1,12 +1,13 @@
 #include "httpclient_testing/expected_request.h"
 
 #include <algorithm>
-#include <sstream>
 #include <utility>
 
 #include "httpclient_testing/credentials.h"
 #include "httpclient_testing/wire_text.h"
+#include "method_name.h"
 #include "printable.h"
+#include "same_fields.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -21,16 +22,6 @@ bool hasField(const HttpHeaders& headers, const std::string& name, const std::st
     });
 }
 
-bool sameFields(const HttpHeaders& one, const HttpHeaders& other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end());
-}
-
-std::string methodName(HttpMethod method) {
-    std::ostringstream name;
-    name << method;
-    return name.str();
-}
-
 }  // namespace
 
 ExpectedRequest::ExpectedRequest(HttpMethod method, std::string url) {
@@ -38,7 +29,7 @@ ExpectedRequest::ExpectedRequest(HttpMethod method, std::string url) {
 }
 
 ExpectedRequest& ExpectedRequest::withMethod(HttpMethod method) {
-    return withCondition("method " + methodName(method),
+    return withCondition("method " + detail::methodName(method),
                          [method](const auto& request) { return request.method == method; });
 }
 
@@ -69,7 +60,7 @@ ExpectedRequest& ExpectedRequest::withHeaders(HttpHeaders headers) {
     std::string description = "exactly these headers:\n" + wireText(headers);
     return withCondition(std::move(description),
                          [headers = std::move(headers)](const auto& request) {
-                             return sameFields(request.headers, headers);
+                             return detail::sameFields(request.headers, headers);
                          });
 }
 

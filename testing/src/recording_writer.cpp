@@ -1,9 +1,9 @@
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <utility>
 #include <variant>
 
 #include "base64.h"
+#include "method_name.h"
 #include "recording.h"
 
 namespace tavrin::httpclient_testing::detail {
@@ -14,7 +14,6 @@ using Json = nlohmann::ordered_json;
 using httpclient_core::DataPart;
 using httpclient_core::FilePart;
 using httpclient_core::HttpHeaders;
-using httpclient_core::HttpMethod;
 using httpclient_core::MultipartBody;
 using httpclient_core::PartHeader;
 
@@ -41,12 +40,6 @@ Json headerLines(const HttpHeaders& headers) {
         lines.push_back(bytes(line));
     }
     return lines;
-}
-
-std::string methodName(HttpMethod method) {
-    std::ostringstream name;
-    name << method;
-    return name.str();
 }
 
 Json toJson(const PartHeader& header) {

@@ -1,6 +1,5 @@
 #include "httpclient_testing/replaying_http_client.h"
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -8,6 +7,7 @@
 #include "httpclient_testing/wire_text.h"
 #include "printable.h"
 #include "recording.h"
+#include "same_fields.h"
 #include "whole_file.h"
 
 namespace tavrin::httpclient_testing {
@@ -15,7 +15,6 @@ namespace {
 
 using detail::RecordedExchange;
 using detail::Recording;
-using httpclient_core::HttpHeaders;
 using httpclient_core::HttpRequest;
 using httpclient_core::HttpResponse;
 using httpclient_core::TransactionReport;
@@ -50,8 +49,7 @@ ExpectedRequest expectedRequest(const RecordedRequest& recorded, const Credentia
     if (matching == Matching::LOOSE) return expected;
     expected.withCondition("exactly these headers:\n" + wireText(wanted.headers, credentials),
                            agrees([](const auto& request, const auto& other) {
-                               return std::equal(request.headers.begin(), request.headers.end(),
-                                                 other.headers.begin(), other.headers.end());
+                               return detail::sameFields(request.headers, other.headers);
                            }));
     expected.withCondition(
         wanted.body ? "body \"" + detail::printableBeginning(*wanted.body) + "\"" : "no body",
