@@ -41,6 +41,10 @@ public:
         return std::move(current_->logical_);
     }
 
+    static void noFurtherAttempt() noexcept {
+        if (current_ != nullptr) current_->logical_.reset();
+    }
+
 private:
     static thread_local Completing* current_;
 
@@ -89,7 +93,7 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
             logical->alone = true;
         }
         const std::lock_guard<std::mutex> lock(mutex_);
-        goesOn = !closing_ && !(logical->cancelled && logical->handler);
+        goesOn = !closing_;
         if (goesOn) {
             if (logical->settings == nullptr) logical->settings = settingsFor(request, settings_);
             queue_.push(std::make_unique<AsyncJob>(std::move(request), std::move(response), id,
@@ -110,8 +114,8 @@ void AsyncEngine::submit(HttpRequest request, HttpResponse response, std::uint64
         completeAll(std::move(stranded), noLoop);
         return;
     }
-    // The strategy wants what the application, or the client's end, has cancelled. Asking it again
-    // might never end, so the handler is told without it.
+    // The strategy wants what the client's end has cancelled. Asking it again might never end, so
+    // the handler is told without it.
     if (begins || !logical->handler) std::rethrow_exception(cancelled_);
     // NOLINTNEXTLINE(bugprone-use-after-move)
     (*logical->handler)(std::move(request), std::move(response), std::exception_ptr(cancelled_));
@@ -200,14 +204,24 @@ void AsyncEngine::ended(EventLoop& loop, JobQueue jobs) noexcept {
 void AsyncEngine::complete(AsyncJobPtr job) {
     // It lives until the completion has run.
     const std::shared_ptr<AsyncEngine> engine = std::move(job->engine);
-    const Completing completing(engine.get(), job->id, std::move(job->logical));
-    try {
-        job->completion(std::move(job->request), std::move(job->response), std::move(job->error));
-    } catch (const std::future_error&) {
-        // A task that had run before, or none: there is nobody to tell.
+    const std::shared_ptr<LogicalRequest> logical = job->logical;
+    if (logical->cancelled && logical->handler) {
+        // Not by way of the strategy, which might sleep before it lets the application know.
+        (*logical->handler)(std::move(job->request), std::move(job->response),
+                            std::move(job->error));
+    } else {
+        const Completing completing(engine.get(), job->id, std::move(job->logical));
+        try {
+            job->completion(std::move(job->request), std::move(job->response),
+                            std::move(job->error));
+        } catch (const std::future_error&) {
+            // A task that had run before, or none: there is nobody to tell.
+        }
     }
     job.reset();
 }
+
+void AsyncEngine::handlerBegins() noexcept { Completing::noFurtherAttempt(); }
 
 void AsyncEngine::shutDown() {
     JobQueue waiting;

@@ -49,6 +49,10 @@ public:
     // For the pool. Runs a job's completion.
     static void complete(AsyncJobPtr job);
 
+    // The completion that runs on this thread has come to the application's handler: what is
+    // submitted from here on is no further attempt of its request.
+    static void handlerBegins() noexcept;
+
 private:
     void completeAll(JobQueue jobs, const std::exception_ptr& error);
     void dispatch();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "async_engine.h"
+#include "client_thread.h"
 #include "left_thread.h"
 #include "signal_block.h"
 
@@ -19,8 +20,6 @@ constexpr std::chrono::seconds IDLE_TIME{2};
 
 // A completion that takes longer counts as one that sleeps or blocks.
 constexpr std::chrono::milliseconds ROUND{1};
-
-thread_local bool completionThread = false;
 
 // Completions for which there is no thread. Each may come back with its request's next attempt, so
 // they are run one after another, however many, and not one within the other.
@@ -73,8 +72,6 @@ struct CompletionPool::State {
 CompletionPool::CompletionPool() : state_(std::make_shared<State>()) {}
 
 CompletionPool::~CompletionPool() { close(); }
-
-bool CompletionPool::onCompletionThread() { return completionThread; }
 
 void CompletionPool::post(JobQueue jobs) noexcept {
     Threads ended;
@@ -132,7 +129,7 @@ bool CompletionPool::startWatcher(const std::shared_ptr<State>& state) {
 }
 
 void CompletionPool::work(const std::shared_ptr<State>& state, Threads::iterator self) {
-    completionThread = true;
+    markAsClientThread();
     std::unique_lock<std::mutex> lock(state->mutex);
     for (;;) {
         if (!state->queue.empty()) {

@@ -27,9 +27,6 @@ public:
     // does so for the others; that completion's own thread becomes a LeftThread.
     void close();
 
-    // Whether the calling thread belongs to a pool.
-    static bool onCompletionThread();
-
 private:
     struct State;
 

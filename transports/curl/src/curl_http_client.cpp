@@ -11,6 +11,7 @@
 
 #include "async_engine.h"
 #include "attempt.h"
+#include "client_thread.h"
 #include "httpclient_core/exceptions.h"
 #include "logical_request.h"
 #include "synchronous_channels.h"
@@ -19,6 +20,7 @@ namespace tavrin::httpclient_curl {
 
 using httpclient_core::ClientConfiguration;
 using httpclient_core::CompletionHandler;
+using httpclient_core::HttpClient;
 using httpclient_core::HttpRequest;
 using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpResponse;
@@ -70,6 +72,22 @@ template <typename Remembered>
 thread_local const void* Carried<Remembered>::client_ = nullptr;
 template <typename Remembered>
 thread_local Remembered Carried<Remembered>::current_;
+
+// What was cancelled stays cancelled, whatever the strategy thinks of it, and however long it would
+// sleep before it says so.
+template <typename IsOver>
+void keepCancelled(const HttpClient& client, HttpRequest& request, IsOver isOver) {
+    ClientConfiguration configuration = request.hasClientConfiguration()
+                                            ? request.getClientConfiguration()
+                                            : client.getClientConfiguration();
+    RetryStrategy strategy = configuration.retryStrategy();
+    if (!strategy) return;
+    configuration.setRetryStrategy(
+        [isOver = std::move(isOver), strategy = std::move(strategy)](const auto&... arguments) {
+            return !isOver() && strategy(arguments...);
+        });
+    request.setClientConfiguration(std::move(configuration));
+}
 
 using CarriedSynchronously = Carried<LogicalRequest*>;
 using CarriedAsynchronously = Carried<std::shared_ptr<LogicalRequest>>;
@@ -152,19 +170,8 @@ HttpResponse CurlHttpClient::makeRequest(HttpRequest request) const {
     LogicalRequest logical;
     logical.settings = detail::settingsFor(request, impl_->engine->settings());
     const std::atomic<bool>& closing = impl_->engine->closing();
-    if (request.hasProgressCallback() || detail::CompletionPool::onCompletionThread()) {
-        // What was cancelled stays cancelled, whatever the strategy thinks of it.
-        ClientConfiguration configuration = request.hasClientConfiguration()
-                                                ? request.getClientConfiguration()
-                                                : getClientConfiguration();
-        if (RetryStrategy strategy = configuration.retryStrategy()) {
-            configuration.setRetryStrategy(
-                [&logical, &closing, strategy](const auto&... arguments) {
-                    return !logical.cancelled && !closing && strategy(arguments...);
-                });
-            request.setClientConfiguration(std::move(configuration));
-        }
-    }
+    if (request.hasProgressCallback() || detail::onClientThread())
+        keepCancelled(*this, request, [&] { return logical.cancelled || closing; });
     const CarriedSynchronously carried(this, &logical);
     return HttpClient::makeRequest(std::move(request));
 }
@@ -193,6 +200,7 @@ void CurlHttpClient::makeAsyncRequest(HttpRequest request, CompletionHandler han
     HttpClient::makeAsyncRequest(
         std::move(request),
         [logical](HttpRequest&& made, HttpResponse&& response, std::exception_ptr&& error) {
+            detail::AsyncEngine::handlerBegins();
             (*logical->handler)(std::move(made), std::move(response), std::move(error));
         });
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "async_engine.h"
+#include "client_thread.h"
 #include "httpclient_core/exceptions.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -27,6 +28,7 @@ EventLoop::EventLoop(AsyncEngine& engine, const CurlOptions& options)
 }
 
 void EventLoop::run() noexcept {
+    markAsClientThread();
     JobQueue fresh;
     while (engine_.fetch(*this, fresh)) {
         asleep_ = false;

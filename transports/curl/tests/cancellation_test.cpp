@@ -83,6 +83,17 @@ TEST_P(Cancellation, StaysWhateverTheStrategySays) {
     EXPECT_LE(server.requests().size(), 1u);
 }
 
+TEST_P(Cancellation, IsToldWithoutAskingTheStrategyWhichMightSleep) {
+    FaultServer server("mute");
+    int asked = 0;
+    const CurlHttpClient client(ClientConfiguration().withRetryStrategy(
+        [&](const auto&, const auto&, const auto&, int, int) { return ++asked < 3; }));
+    EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                  [&] { send(client, cancelling(server.url(), 2)); }),
+              "Request cancelled");
+    EXPECT_EQ(asked, 0);
+}
+
 TEST_P(Cancellation, ThrowingFromTheCallbackReachesTheCaller) {
     FaultServer server("stall@10");
     for (const int nth : {1, 2, 10}) {

@@ -345,6 +345,42 @@ TEST(Concurrency, AttemptsThatAnotherClientDefersDamageNothing) {
 }
 
 // Both number their requests from the same number on.
+TEST(Concurrency, ARequestMadeInAHandlerByAClientAroundThisOneIsItsOwn) {
+    FaultServer server;
+    const CurlHttpClient inner;
+    const Wrapper outer(inner);
+    std::promise<std::future<HttpResponse>> made;
+    // Both are the first of their clients.
+    inner.makeAsyncRequest(
+        get(server.url("/bytes/3000"), {{"Range", "bytes=0-99"}}),
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&) {
+            made.set_value(outer.makeAsyncRequest(get(server.url("/bytes/2000"))));
+        });
+    EXPECT_EQ(made.get_future().get().get().getResponseBodyString(),
+              server.content("/bytes/2000").all());
+    EXPECT_FALSE(server.requests().at(1).header("Range"));
+}
+
+TEST(Concurrency, ARequestMadeOnATransferThreadEndsWithTheClient) {
+    FaultServer server;
+    server.setPlan("/bytes/9", "mute");
+    auto client = std::make_unique<CurlHttpClient>(ClientConfiguration().withRetryStrategy(
+        [](const HttpRequest& request, const auto&, const auto&, int, int) {
+            return request.getURL().toAsciiString().back() == '9';
+        }));
+    HttpRequest request = get(server.url("/bytes/3"));
+    request.setResponseStreamFactory([&, inner = client.get()](const auto&...) {
+        EXPECT_EQ(failureOf<HttpRequestCancelledException>(
+                      [&] { inner->makeRequest(get(server.url("/bytes/9"))); }),
+                  "Request cancelled");
+        return std::make_unique<std::stringstream>();
+    });
+    auto response = client->makeAsyncRequest(std::move(request));
+    server.waitForRequests(2);
+    client.reset();
+    response.wait();
+}
+
 TEST(Concurrency, ClientsAroundOneClientDoNotMixUpTheirRequests) {
     FaultServer server;
     server.setPlan("/bytes/3000", "503");
