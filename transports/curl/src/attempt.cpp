@@ -7,6 +7,7 @@
 #include "multipart_source.h"
 #include "resume_gate.h"
 #include "tls_closure.h"
+#include "wished_range.h"
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -268,7 +269,10 @@ void Attempt::judge() {
         resuming_ = false;
     } else if (resuming_) {
         if (!fitsHeldBytes(head_, logical_.held)) verdict_ = Verdict::ASK_FOR_WHOLE;
-    } else if (findHeader(headers_, "Range") == nullptr) {
+    } else if (const std::string* wish = findHeader(headers_, "Range")) {
+        if (!isPartWishedFor(head_, *wish))
+            throw failed(url_->host(), "range", "the part that came is not the one asked for");
+    } else {
         throw failed(url_->host(), "range", "a part came that nobody asked for");
     }
 }
@@ -281,7 +285,7 @@ void Attempt::deliver() {
     const std::int64_t length = head_.isChunked() ? -1 : head_.contentLength();
     const bool decoded = decode_ && head_.isEncoded();
     decode_ = decoded;
-    downloadTotal_ = decoded || !responseHasBody() ? 0 : std::max<std::int64_t>(length, 0);
+    announced_ = decoded || !responseHasBody() ? -1 : length;
     if (url_->isSecure() && length < 0 && !head_.isChunked() && responseHasBody() &&
         easy_->httpVersion() < CURL_HTTP_VERSION_2_0) {
         watchesClosure_ = watchTlsClosure(easy_->get(), &closureSeen_);
@@ -292,10 +296,6 @@ void Attempt::deliver() {
             sink_.beginAppending(url_->host());
         } else {
             sink_.beginFresh(head_, responseHasBody(), decoded, url_->host());
-        }
-        if (decoded) {
-            response_.removeHeader("Content-Encoding");
-            response_.removeHeader("Content-Length");
         }
         response_.setTransactionReport(
             TransactionReport(redirects_, asGiven ? request_.getURL() : URL(url_->text())));
@@ -385,8 +385,18 @@ void Attempt::followRedirect() {
 void Attempt::complete() {
     if (!delivering_) throw failed(url_->host(), "malformed response", "it has no head");
     checkClosure();
+    checkLength();
     excused([this] { sink_.finish(); });
     report(true);
+}
+
+// libcurl does so itself, but not where a Transfer-Encoding of identity stands beside the length.
+void Attempt::checkLength() const {
+    if (announced_ >= 0 && sink_.written() != announced_) {
+        throw failed(
+            url_->host(), "incomplete body",
+            std::to_string(sink_.written()) + " of " + std::to_string(announced_) + " bytes came");
+    }
 }
 
 void Attempt::checkClosure() const {
@@ -404,7 +414,7 @@ void Attempt::fail(std::exception_ptr failure) noexcept { failure_ = std::move(f
 
 ProgressResult Attempt::callProgressCallback() const {
     Progress progress;
-    progress.downloadTotal = downloadTotal_;
+    progress.downloadTotal = std::max<std::int64_t>(announced_, 0);
     progress.downloadNow = sink_.written();
     progress.uploadTotal = body_ ? std::max<std::int64_t>(body_->length(), 0) : 0;
     progress.uploadNow = uploaded_;

@@ -81,6 +81,7 @@ private:
     void deliver();
     void complete();
     void checkClosure() const;
+    void checkLength() const;
     void end() noexcept;
     void report(bool last);
     httpclient_core::ProgressResult callProgressCallback() const;
@@ -117,7 +118,7 @@ private:
     bool delivering_ = false;
     bool watchesClosure_ = false;
     bool closureSeen_ = false;
-    std::int64_t downloadTotal_ = 0;
+    std::int64_t announced_ = -1;
     std::int64_t uploaded_ = 0;
     Clock::time_point reportedAt_;
 };

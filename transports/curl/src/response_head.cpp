@@ -29,6 +29,14 @@ void assignValue(std::string& value, std::string_view text) {
 // Whether it is the rest of the line before it.
 bool isFolded(std::string_view line) { return line.front() == ' ' || line.front() == '\t'; }
 
+// What libcurl reads too, and less kindly: it knows no blank before the colon and no second line.
+bool tellsWhereTheBodyEnds(std::string_view name) {
+    for (const char* known : {"Content-Length", "Transfer-Encoding", "Content-Encoding"}) {
+        if (equalIgnoringCase(name, known)) return true;
+    }
+    return false;
+}
+
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 }  // namespace
@@ -97,9 +105,11 @@ ResponseHead::Stage ResponseHead::add(std::string_view line) {
 
 void ResponseHead::addField(std::string_view line) {
     if (isFolded(line)) {
+        if (tellsWhereTheBodyEnds(name_)) throw MalformedHead{"its " + name_ + " is folded"};
         std::string more;
         assignValue(more, line);
-        value_ += " " + more;
+        if (!value_.empty() && !more.empty()) value_ += ' ';
+        value_ += more;
         return;
     }
     flushField();
@@ -110,6 +120,8 @@ void ResponseHead::addField(std::string_view line) {
                             " header fields"};
     }
     assignValue(name_, line.substr(0, colon));
+    if (name_.size() != colon && tellsWhereTheBodyEnds(name_))
+        throw MalformedHead{"a blank stands behind the name of its " + name_};
     assignValue(value_, line.substr(colon + 1));
     if (equalIgnoringCase(name_, "Location") &&
         trimmed(line.substr(colon + 1)).find('\r') != std::string_view::npos) {
@@ -154,13 +166,23 @@ std::int64_t ResponseHead::contentLength() const {
 }
 
 bool ResponseHead::isChunked() const {
-    const std::string* coding = value("Transfer-Encoding");
-    return coding != nullptr && !equalIgnoringCase(*coding, "identity");
+    const std::string* coding = nullptr;
+    for (const auto& [name, value] : headers_) {
+        if (!equalIgnoringCase(name, "Transfer-Encoding")) continue;
+        const bool known =
+            equalIgnoringCase(value, "chunked") || equalIgnoringCase(value, "identity");
+        if (!known || coding != nullptr)
+            throw MalformedHead{"its Transfer-Encoding is not chunked alone"};
+        coding = &value;
+    }
+    return coding != nullptr && equalIgnoringCase(*coding, "chunked");
 }
 
 bool ResponseHead::isEncoded() const {
-    const std::string* coding = value("Content-Encoding");
-    return coding != nullptr && !coding->empty() && !equalIgnoringCase(*coding, "identity");
+    return std::any_of(headers_.begin(), headers_.end(), [](const auto& field) {
+        return equalIgnoringCase(field.first, "Content-Encoding") && !field.second.empty() &&
+               !equalIgnoringCase(field.second, "identity");
+    });
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -44,9 +44,12 @@ public:
     // Content-Length; -1 if there is none. Throws MalformedHead for values that differ or are no
     // numbers.
     std::int64_t contentLength() const;
+
+    // Throws MalformedHead for any other transfer coding, which nobody asked for and libcurl would
+    // decode, and for more than one.
     bool isChunked() const;
 
-    // Whether the content has a coding other than identity.
+    // Whether the content has any coding other than identity.
     bool isEncoded() const;
 
 private:

@@ -26,6 +26,10 @@ void ResponseSink::beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded
     // this one. The old stream is gone before the new one is made, so that nothing of it is flushed
     // into the same file.
     if (logical_.attempts > 1 && !startsLater) response_ = HttpResponse(request_);
+    if (decoded) {
+        for (const char* name : {"Content-Encoding", "Content-Length"})
+            head.headers().removeHeader(name);
+    }
     response_.setResponseCodeAndReason(HttpResponseCode(head.code()), head.reason());
     response_.setHeaders(std::move(head.headers()));
     discard();

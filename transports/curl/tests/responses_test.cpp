@@ -191,6 +191,36 @@ TEST_P(Responses, FoldedLineWithNoneBeforeItFailsOnAConnectionThatIsUsedAgainToo
     EXPECT_EQ(failureOf([&] { send(client, get(url)); }), malformed);
 }
 
+// libcurl reads these fields as well; where the two might read them differently, neither is right.
+TEST_P(Responses, FieldsThatTellWhereTheBodyEndsArePlainOrFail) {
+    const auto failureOfLines = [&](const std::string& lines) {
+        httpclient_testing::FaultStep step;
+        step.oddFirstLines = lines;
+        return failureOfPlan(std::vector{step}, "/bytes/5", CurlOptions().withDecodeContent(true));
+    };
+    EXPECT_EQ(failureOfLines("Content-Length : 5\r\n"),
+              "malformed response: a blank stands behind the name of its Content-Length");
+    EXPECT_EQ(failureOfLines("content-encoding\t: gzip\r\n"),
+              "malformed response: a blank stands behind the name of its content-encoding");
+    EXPECT_EQ(failureOfLines("Transfer-Encoding:\r\n chunked\r\n"),
+              "malformed response: its Transfer-Encoding is folded");
+    const std::string unknown = "malformed response: its Transfer-Encoding is not chunked alone";
+    EXPECT_EQ(failureOfLines("Transfer-Encoding: gzip\r\n"), unknown);
+    EXPECT_EQ(failureOfLines("Transfer-Encoding: identity\r\nTransfer-Encoding: chunked\r\n"),
+              unknown);
+    EXPECT_EQ(failureOfLines("X-Odd : a\r\n"), "");
+}
+
+TEST_P(Responses, WithALengthAndAnIdentityTransferCodingMustHaveThatLength) {
+    const auto failureOfStep = [&](const std::string& text) {
+        httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse(text);
+        step.oddFirstLines = "Transfer-Encoding: identity\r\n";
+        return failureOfPlan(std::vector{step});
+    };
+    EXPECT_EQ(failureOfStep("fin@500"), "incomplete body: 500 of 1000 bytes came");
+    EXPECT_EQ(failureOfStep("fin@1000"), "");
+}
+
 TEST_P(Responses, RepeatedHeadersStayInOrder) {
     FaultServer server("header:X-A=1+header:X-B=2+header:x-a=3");
     HttpResponse response = send(CurlHttpClient(once()), get(server.url("/bytes/5")));
@@ -285,8 +315,12 @@ TEST_P(Responses, ComeAsTheyAreUnlessDecodingIsAskedFor) {
     EXPECT_NE(raw.getResponseBodyString(), server.content("/bytes/1000").all());
     EXPECT_FALSE(server.requests().at(0).header("Accept-Encoding"));
 
-    HttpResponse decoded = send(CurlHttpClient(once(), CurlOptions().withDecodeContent(true)),
-                                get(server.url("/bytes/1000")));
+    HttpRequest request = get(server.url("/bytes/1000"));
+    int changes = 0;
+    request.setPreRespCodeAndHeadersCallback([&] { ++changes; });
+    HttpResponse decoded =
+        send(CurlHttpClient(once(), CurlOptions().withDecodeContent(true)), std::move(request));
+    EXPECT_EQ(changes, 2);
     EXPECT_EQ(decoded.getResponseBodyString(), server.content("/bytes/1000").all());
     EXPECT_FALSE(decoded.hasHeader("Content-Encoding"));
     EXPECT_FALSE(decoded.hasHeader("Content-Length"));
@@ -319,6 +353,17 @@ HttpRequest counting(const std::string& url, ByteCounter& counter) {
             return std::make_unique<std::iostream>(&counter);
         });
     return request;
+}
+
+TEST_P(Responses, ABombBehindAnIdentityStopsAtTheLimitToo) {
+    httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse("gzipbomb:200");
+    step.oddFirstLines = "Content-Encoding: identity\r\n";
+    FaultServer server(httpclient_testing::FaultPlan({step}));
+    ByteCounter counter;
+    const CurlHttpClient client(once(),
+                                CurlOptions().withDecodeContent(true).withMaxDecodedBytes(8 << 20));
+    EXPECT_THAT(failureOf([&] { send(client, counting(server.url(), counter)); }),
+                HasSubstr("maxDecodedBytes = 8388608"));
 }
 
 TEST_P(Responses, DecodingABombStopsAtTheLimit) {
