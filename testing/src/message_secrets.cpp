@@ -15,6 +15,7 @@ namespace {
 using httpclient_core::HttpHeaders;
 
 constexpr std::size_t LONGEST_BOUNDARY = 70;
+constexpr std::size_t DEEPEST_MULTIPART = 8;
 
 bool isOneOf(const std::vector<std::string_view>& names, std::string_view name) {
     return std::any_of(names.begin(), names.end(),
@@ -90,8 +91,8 @@ bool isJson(std::string_view type) {
 
 bool isBinary(std::string_view type, std::string_view body) {
     static const std::vector<std::string_view> KINDS{"image", "audio", "video", "font"};
-    static const std::vector<std::string_view> TYPES{"application/octet-stream", "application/zip",
-                                                     "application/gzip", "application/pdf"};
+    static const std::vector<std::string_view> TYPES{"application/zip", "application/gzip",
+                                                     "application/pdf"};
     return isOneOf(KINDS, type.substr(0, type.find('/'))) || isOneOf(TYPES, type) ||
            body.find('\0') != std::string_view::npos;
 }
@@ -105,6 +106,13 @@ bool beginsAsJson(std::string_view body) {
     if (inside == std::string_view::npos) return false;
     return (body[open] == '{' && body[inside] == '"') ||
            (body[open] == '[' && (body[inside] == '{' || body[inside] == '['));
+}
+
+// The boundary that the type tells, if the body has such parts.
+std::string_view toldDelimiter(std::string_view body, std::string_view contentType) {
+    const std::string_view boundary = boundaryOf(contentType);
+    const bool isMultipart = sameName(contentType.substr(0, contentType.find('/')), "multipart");
+    return isMultipart && hasParts(body, boundary) ? boundary : std::string_view();
 }
 
 // The boundary of a text that may be a multipart body; "" if it can be none.
@@ -140,18 +148,22 @@ Secrets secretsInHeaderValue(std::string_view name, std::string_view value,
     return isOneOf(URLS, name) ? secretsInUrl(value, names) : secretsInText(value, names);
 }
 
-Secrets secretsInBody(std::string_view body, std::string_view contentType,
-                      const SecretNames& names) {
+Secrets secretsInBody(std::string_view body, std::string_view contentType, const SecretNames& names,
+                      std::size_t depth) {
+    if (depth > DEEPEST_MULTIPART) return {{0, body.size()}};
     const std::string_view type = withoutBlanks(contentType.substr(0, contentType.find(';')));
     if (isForm(type)) return secretsInParameters(body, names);
     if (isJson(type)) return secretsInJson(body, names);
-    const std::string_view boundary = boundaryOf(contentType);
-    if (!boundary.empty()) return secretsInMultipart(body, boundary, names);
+    if (const auto boundary = toldDelimiter(body, contentType); !boundary.empty()) {
+        return secretsInMultipart(body, boundary, names, depth);
+    }
     if (isBinary(type, body)) return {};
     if (beginsAsJson(body)) return secretsInJson(body, names);
     Secrets found = secretsInText(body, names);
+    // A part says what it is: else each line might begin another body within the one before.
+    if (depth > 0) return found;
     if (const auto delimiter = firstDelimiter(body); !delimiter.empty()) {
-        addAll(found, secretsInMultipart(body, delimiter, names), 0);
+        addAll(found, secretsInMultipart(body, delimiter, names, depth), 0);
     }
     return found;
 }

@@ -1,9 +1,13 @@
 #include "quotable_secrets.h"
 
+#include <algorithm>
 #include <cctype>
+#include <string_view>
 #include <variant>
 
+#include "base64.h"
 #include "decoded_text.h"
+#include "header_line.h"
 #include "message_secrets.h"
 
 namespace tavrin::httpclient_testing::detail {
@@ -16,6 +20,8 @@ bool isWordByte(const std::string& text, std::size_t at) {
     return at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
 }
 
+bool isLong(const std::string& secret) { return secret.size() >= LONG_SECRET; }
+
 bool isWord(const std::string& text, std::size_t begin, std::size_t end) {
     return (begin == 0 || !isWordByte(text, begin - 1)) && !isWordByte(text, end);
 }
@@ -24,16 +30,14 @@ bool isWord(const std::string& text, std::size_t begin, std::size_t end) {
 
 QuotableSecrets::QuotableSecrets(const RecordedRequest& request, const SecretNames& names) {
     take(request.url, secretsInUrl(request.url, names));
-    for (const auto& [name, value] : request.headers) {
-        take(value, secretsInHeaderValue(name, value, names));
-    }
+    take(request.headers, names);
     if (request.body) {
         take(*request.body, secretsInBody(*request.body, contentType(request.headers), names));
     }
     if (!request.multipartBody) return;
     for (const auto& part : request.multipartBody->getContent()) {
-        const auto* const data = std::get_if<DataPart>(&part);
-        if (data && names.isParameter(data->getHeader().getPartName())) keep(data->getData());
+        std::visit([&](const auto& one) { take(one.getHeader().getCustomHeaders(), names); }, part);
+        if (const auto* const data = std::get_if<DataPart>(&part)) take(*data, names);
     }
 }
 
@@ -42,10 +46,23 @@ Secrets QuotableSecrets::in(const std::string& text, std::size_t shortest) const
     for (const std::string& secret : texts_) {
         if (secret.size() < shortest) continue;
         for (auto at = text.find(secret); at != std::string::npos; at = text.find(secret, at + 1)) {
-            if (isWord(text, at, at + secret.size())) add(found, at, at + secret.size());
+            const auto end = at + secret.size();
+            if (isLong(secret) || isWord(text, at, end)) add(found, at, end);
         }
     }
     return found;
+}
+
+void QuotableSecrets::take(const HttpHeaders& headers, const SecretNames& names) {
+    for (const auto& [name, value] : headers) {
+        take(value, secretsInHeaderValue(name, value, names));
+    }
+}
+
+void QuotableSecrets::take(const DataPart& part, const SecretNames& names) {
+    const std::string data = part.getData();
+    if (names.isParameter(part.getHeader().getPartName())) return keep(data);
+    take(data, secretsInBody(data, part.getHeader().getContentType(), names));
 }
 
 void QuotableSecrets::take(const std::string& text, const Secrets& secrets) {
@@ -53,6 +70,7 @@ void QuotableSecrets::take(const std::string& text, const Secrets& secrets) {
         const auto keepBoth = [this](const std::string& piece) {
             keep(piece);
             keep(piece.substr(piece.find_first_of(" =:") + 1));
+            keepUserInformation(piece);
         };
         HttpHeaders::splitElements(text.substr(secret.begin, secret.end - secret.begin), keepBoth,
                                    ";", true);
@@ -63,6 +81,22 @@ void QuotableSecrets::keep(const std::string& text) {
     if (text.empty()) return;
     texts_.push_back(text);
     texts_.push_back(percentDecoded(text).text);
+    if (text.find('+') == std::string::npos) return;
+    // In a form it stands for a blank.
+    std::string spaced = text;
+    std::replace(spaced.begin(), spaced.end(), '+', ' ');
+    texts_.push_back(percentDecoded(spaced).text);
+}
+
+// What the scheme Basic tells, "user:password", goes on the wire in base64.
+void QuotableSecrets::keepUserInformation(const std::string& credentials) {
+    static const std::string SCHEME = "Basic ";
+    if (!sameName(credentials.substr(0, SCHEME.size()), SCHEME)) return;
+    const std::string_view encoded = std::string_view(credentials).substr(SCHEME.size());
+    const auto user = bytesOfBase64(std::string(withoutBlanks(encoded)));
+    if (!user) return;
+    keep(*user);
+    keep(user->substr(user->find(':') + 1));
 }
 
 }  // namespace tavrin::httpclient_testing::detail

@@ -4,11 +4,17 @@
 #include <string>
 #include <vector>
 
+#include "httpclient_core/headers.h"
+#include "httpclient_core/multipart.h"
 #include "httpclient_testing/recorded_request.h"
 #include "secret_names.h"
 #include "secrets.h"
 
 namespace tavrin::httpclient_testing::detail {
+
+// From so many bytes on a credential is known wherever it stands. A shorter one may stand there for
+// something else, and letters beside it say so.
+inline constexpr std::size_t LONG_SECRET = 8;
 
 // The credentials of a request as an answer to it, or an error, may quote them: whole, decoded, and
 // without the scheme, the cookie's name or the user before them.
@@ -16,13 +22,15 @@ class QuotableSecrets {
 public:
     QuotableSecrets(const RecordedRequest& request, const SecretNames& names);
 
-    // Where those of at least so many bytes stand in the text, as words of their own: a short one
-    // may stand there for something else.
+    // Where those of at least so many bytes stand in the text, short ones as words of their own.
     Secrets in(const std::string& text, std::size_t shortest) const;
 
 private:
+    void take(const httpclient_core::HttpHeaders& headers, const SecretNames& names);
+    void take(const httpclient_core::DataPart& part, const SecretNames& names);
     void take(const std::string& text, const Secrets& secrets);
     void keep(const std::string& text);
+    void keepUserInformation(const std::string& credentials);
 
     std::vector<std::string> texts_;
 };

@@ -54,7 +54,7 @@ const std::vector<FailureType>& failureTypes() {
 
 // In a sentence a word is easily spared; in a body it may be what the application waits for.
 constexpr std::size_t SHORTEST_IN_SENTENCE = 2;
-constexpr std::size_t SHORTEST_IN_MESSAGE = 8;
+constexpr std::size_t SHORTEST_IN_MESSAGE = LONG_SECRET;
 
 // The length of a body that was blanked, if the field had been right before.
 void adjustContentLength(HttpHeaders& headers, std::size_t before, std::size_t now) {

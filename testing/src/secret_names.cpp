@@ -34,23 +34,29 @@ bool endsWithOneOf(const std::vector<std::string_view>& ends, const std::string&
 
 bool isUnmistakableWord(const std::string& name) {
     static const std::vector<std::string_view> ENDS{
-        "accesskey",    "apikey",          "apikeys",         "assertion",
-        "authcode",     "authkey",         "authorization",   "authorizationcode",
-        "codeverifier", "cookie",          "credential",      "csrf",
-        "devicecode",   "encryptionkey",   "functionskey",    "jwt",
-        "masterkey",    "passcode",        "passphrase",      "passwd",
-        "password",     "passwordagain",   "passwordconfirm", "passwordconfirmation",
-        "passwordhash", "passwordrepeat",  "privatekey",      "pwd",
-        "samlresponse", "secret",          "secretkey",       "sessid",
-        "sessionid",    "sessionkey",      "sharedkey",       "signature",
-        "signingkey",   "subscriptionkey", "token",           "xsrf"};
+        "accesskey",     "accesskeys",      "accesstokens",    "accountkey",
+        "apikey",        "apikeys",         "apitokens",       "assertion",
+        "authtokens",    "clientsecrets",   "idtokenhint",     "idtokens",
+        "oauthverifier", "passphrases",     "privatekeys",     "refreshtokens",
+        "secretkeys",    "sessiontokens",   "signatures",      "usercode",
+        "authcode",      "authkey",         "authorization",   "authorizationcode",
+        "codeverifier",  "cookie",          "credential",      "csrf",
+        "devicecode",    "encryptionkey",   "functionskey",    "jwt",
+        "masterkey",     "passcode",        "passphrase",      "passwd",
+        "password",      "passwordagain",   "passwordconfirm", "passwordconfirmation",
+        "passwordhash",  "passwordrepeat",  "privatekey",      "pwd",
+        "samlresponse",  "secret",          "secretkey",       "sessid",
+        "sessionid",     "sessionkey",      "sharedkey",       "signature",
+        "signingkey",    "subscriptionkey", "token",           "xsrf"};
     return endsWithOneOf(ENDS, name);
 }
 
 bool isShortWord(const std::string& name) {
     static const std::vector<std::string_view> WORDS{"auth",
                                                      "authenticationinfo",
+                                                     "bearer",
                                                      "code",
+                                                     "cookies",
                                                      "credentials",
                                                      "dpop",
                                                      "key",

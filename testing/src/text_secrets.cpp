@@ -88,18 +88,33 @@ private:
 
     bool isSecret(const Name& name, char separator) const {
         if (name.text.empty()) return false;
-        if (separator == '>') {
-            return name.begin > 0 && text_[name.begin - 1] == '<' &&
-                   names_.isUnmistakable(name.text);
-        }
         const bool isCertain = name.isQuoted || (separator == '=' && !name.isApart);
         return isCertain ? names_.isParameter(name.text) : names_.isUnmistakable(name.text);
     }
 
+    // The element's name without its prefix, if a tag that opens one ends there.
+    std::string_view elementBefore(std::size_t tagEnd) const {
+        const auto open = text_.substr(0, tagEnd).find_last_of("<>");
+        if (open == std::string_view::npos || text_[open] != '<') return {};
+        const std::string_view tag = text_.substr(open + 1, tagEnd - open - 1);
+        if (tag.empty() || tag.front() == '/' || tag.back() == '/') return {};
+        const std::string_view name = tag.substr(0, tag.find_first_of(BLANKS));
+        return name.substr(name.rfind(':') + 1);
+    }
+
+    void findContent(std::size_t tagEnd) {
+        if (!names_.isUnmistakable(elementBefore(tagEnd))) return;
+        static constexpr std::string_view LITERAL = "<![CDATA[";
+        const std::size_t begin = tagEnd + 1;
+        const bool isLiteral = text_.substr(begin, LITERAL.size()) == LITERAL;
+        if (isLiteral) return take(begin + LITERAL.size(), text_.find("]]>", begin));
+        take(begin, text_.find('<', begin));
+    }
+
     void findValue(std::size_t separator) {
+        if (text_[separator] == '>') return findContent(separator);
         const Name name = nameBefore(separator);
         if (!isSecret(name, text_[separator])) return;
-        if (text_[separator] == '>') return take(separator + 1, text_.find('<', separator));
         std::size_t begin = text_.find_first_not_of(BLANKS, separator + 1);
         if (begin == std::string_view::npos) return;
         if (text_[separator] == ':' && !name.isQuoted) {

@@ -65,12 +65,23 @@ TEST(Credentials, KnowNamesInEverySpelling) {
                                    "t%6Fken",
                                    "credentials",
                                    "code_verifier",
-                                   "csrfmiddlewaretoken"}) {
+                                   "csrfmiddlewaretoken",
+                                   "cookies",
+                                   "id_token_hint",
+                                   "oauth_verifier",
+                                   "bearer",
+                                   "AccountKey",
+                                   "user_code",
+                                   "refresh_tokens",
+                                   "accessTokens",
+                                   "client_secrets",
+                                   "privateKeys"}) {
         EXPECT_TRUE(credentials.isParameter(name)) << name;
     }
     for (const char* const name :
-         {"", "tokenizer", "token_type", "max_tokens", "keyboard", "monkey", "zip_code",
-          "status_code", "inside", "shipping", "author", "passenger", "secretary", "a", "%5F"}) {
+         {"", "tokenizer", "token_type", "max_tokens", "prompt_tokens", "bearer_format", "keyboard",
+          "monkey", "zip_code", "status_code", "inside", "shipping", "author", "passenger",
+          "secretary", "a", "%5F"}) {
         EXPECT_FALSE(credentials.isParameter(name)) << name;
     }
 }
@@ -269,6 +280,51 @@ TEST(Credentials, LeaveSecretPartsOutOfAMultipartText) {
     EXPECT_EQ(Credentials().blankedBody(body), blanked);
 }
 
+TEST(Credentials, LeaveSecretsOutOfATextThatItsTypeCallsMultipart) {
+    const Cases cases{
+        {"token=geheim\r\n--b\r\n\r\nx", "token=***\r\n--b\r\n\r\nx"},
+        {"token=geheim\r\n--c", "token=***\r\n--c"},
+        {"{\"pin\": 1234}", "{\"pin\": \"***\"}"},
+        {"--b\r\ntoken=geheim\r\n\r\nx", "--b\r\ntoken=***\r\n\r\nx"},
+    };
+    for (const auto& [body, blanked] : cases) {
+        EXPECT_EQ(Credentials().blankedBody(body, "multipart/mixed; boundary=b"), blanked);
+    }
+    EXPECT_EQ(Credentials().blankedBody("token=geheim\n--b\n\nx", "text/plain; boundary=b"),
+              "token=***\n--b\n\nx");
+}
+
+TEST(Credentials, EndAPartOnlyWhereALineBeginsWithItsDelimiter) {
+    const std::string type = "multipart/form-data; a;boundary=b";
+    const std::string head = "--b\r\nContent-Disposition: form-data; name=\"password\"\r\n\r\n";
+    EXPECT_EQ(Credentials().blankedBody(head + "ge--bheim\r\n--b--\r\n", type),
+              head + "***\r\n--b--\r\n");
+}
+
+TEST(Credentials, GuessTheBoundaryOfNoPart) {
+    std::string body;
+    for (int line = 100000; line < 300000; ++line) body += "--" + std::to_string(line) + "\n\n";
+
+    EXPECT_EQ(Credentials().blankedBody(body + "token=geheim"), body + "token=***");
+}
+
+TEST(Credentials, BlankTheWholeOfAPartThatIsNestedTooDeep) {
+    const auto nested = [](int depth, std::string body) {
+        for (int level = depth; level > 0; --level) {
+            const std::string boundary(static_cast<std::size_t>(level), 'b');
+            body = "--" + boundary + ".\nContent-Type: multipart/mixed; boundary=" +
+                   std::string(static_cast<std::size_t>(level) + 1, 'b') + ".\n\n" + body;
+        }
+        return body;
+    };
+    const std::string type = "multipart/mixed; boundary=b.";
+
+    EXPECT_EQ(Credentials().blankedBody(nested(8, "--bbbbbbbbb.\n\nx"), type),
+              nested(8, "--bbbbbbbbb.\n\n***"));
+    EXPECT_EQ(Credentials().blankedBody(nested(7, "--bbbbbbbb.\n\nx"), type),
+              nested(7, "--bbbbbbbb.\n\nx"));
+}
+
 TEST(Credentials, TellAKindOfBodyByItsBeginningIfItsTypeDoesNot) {
     const std::string zero("token=geheim\0", 13);
     const std::vector<std::vector<std::string>> cases{
@@ -281,6 +337,14 @@ TEST(Credentials, TellAKindOfBodyByItsBeginningIfItsTypeDoesNot) {
         {"", "--", "--"},
         {"application/xml", "<a><password>geheim</password><code>7</code></a>",
          "<a><password>***</password><code>7</code></a>"},
+        {"application/xml", "<a><wsse:Password>geheim</wsse:Password><password/>x</a>",
+         "<a><wsse:Password>***</wsse:Password><password/>x</a>"},
+        {"application/xml", "<password type=\"t\">geheim</password> <token\n>geheim</token>x<y>z",
+         "<password type=\"t\">***</password> <token\n>***</token>x<y>z"},
+        {"application/xml", "<password><![CDATA[ge<heim]]></password>",
+         "<password><![CDATA[***]]></password>"},
+        {"application/octet-stream", "{\"pin\":7}", "{\"pin\":\"***\"}"},
+        {"application/octet-stream", zero, zero},
         {"image/png", "token=geheim", "token=geheim"},
         {"Application/Zip", "token=geheim", "token=geheim"},
         {"", zero, zero},

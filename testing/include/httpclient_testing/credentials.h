@@ -51,8 +51,9 @@ public:
     /// A body, or the beginning of one. A form is treated as a query is; in JSON the texts and
     /// numbers of such a member go, those inside its arrays and objects too; in a multipart body
     /// the content of such a part, while other parts are bodies of their own. Images, archives and
-    /// the like stay as they are, as does what holds a NUL byte. All else is JSON if it begins so,
-    /// and text if not.
+    /// the like stay as they are, as does what holds a NUL byte, and what is compressed: nothing is
+    /// unpacked. A part within more than eight multipart bodies is blanked as a whole. All else is
+    /// JSON if it begins so, and text if not.
     std::string blankedBody(const std::string& body, const std::string& contentType = "") const;
 
     /// Any text, such as an exception's: without the user information of URLs, the values of

@@ -33,11 +33,13 @@ namespace tavrin::httpclient_testing {
 ///
 /// Credentials never reach the file: what Credentials knows for one is left out of URLs, header
 /// fields, bodies, reasons and the texts of failures, and what a request had is left out of what
-/// came for it too, should it be quoted there. A request has "***" in their place, and the length
+/// came for it too, should it be quoted there: in a header field, a body or an effective URL from 8
+/// bytes on, in a reason or the text of a failure from 2 bytes on, and below 8 only where no letter
+/// or digit touches it. A request has "***" in their place, and the length
 /// of its body is that of the one in the file. In the body of a response each of their bytes is a
 /// "*", and each digit of a number a 1, so that lengths, ranges and resumed bodies stay right.
-/// Images, archives and the like are written down as they are, and so are the names of files in
-/// multipart bodies: have a look at the file before it is shared.
+/// Images, archives, compressed bodies and the like are written down as they are, and so are the
+/// names of files in multipart bodies: have a look at the file before it is shared.
 ///
 /// All operations may be called from several threads at once.
 class HTTPCLIENT_TESTING_EXPORT RecordingHttpClient : public httpclient_core::HttpClient {
