@@ -212,26 +212,6 @@ TEST_P(Resuming, LeavesTheApplicationsOwnRangeAlone) {
     EXPECT_FALSE(server_.requests().back().header("If-Range"));
 }
 
-TEST_P(Resuming, APartOtherThanTheApplicationsOwnRangeIsAnError) {
-    const auto failureFor = [&](const std::string& plan, const std::string& range) {
-        server_.setPlan(plan);
-        return failureOf([&] {
-            send(CurlHttpClient(once()), get(server_.url("/file"), {{"Range", range}}));
-        });
-    };
-    for (const char* plan : {"nocr", "wrongrange:+1", "wrongrange:-1"}) {
-        for (const char* range : {"bytes=100-199", "Bytes=100-", "bytes=-199"}) {
-            EXPECT_THAT(failureFor(plan, range),
-                        HasSubstr("range: the part that came is not the one asked for"))
-                << plan << ' ' << range;
-        }
-    }
-    for (const char* range : {"bytes=100-199", "bytes=100-", "bytes=-199", "bytes=99999-200000",
-                              "bytes=-200000", "bytes=1-2,4-5"}) {
-        EXPECT_EQ(failureFor("ok", range), "") << range;
-    }
-}
-
 TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
     server_.setPlan("unasked206");
     auto seen = HttpResponseCode::OK;
