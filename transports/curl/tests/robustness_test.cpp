@@ -419,7 +419,8 @@ TEST(Concurrency, ManyDownloadsWithMixedFaultsAreRight) {
     std::vector<std::future<HttpResponse>> futures;
     for (int i = 0; i < 100; ++i) futures.push_back(client.makeAsyncRequest(get(server.url())));
     for (auto& future : futures) EXPECT_TRUE(future.get().getResponseBodyString() == expected);
-    EXPECT_LE(server.mostConnectionsOpen(), 8u);
+    // One that the client has closed counts until the server notices, its successor with it.
+    EXPECT_LE(server.mostConnectionsOpen(), 16u);
 }
 
 TEST(Concurrency, ManyThreadsShareAClient) {
