@@ -17,6 +17,7 @@ class BodyDigest;
 
 // Bytes of a representation that the response's stream holds, and what they are bytes of.
 struct HeldBytes {
+    // Both 0 while nothing is held.
     std::int64_t count = 0;
     std::int64_t total = 0;
     std::string validator;

@@ -38,7 +38,7 @@ bool mayResume(const HttpRequest& request, const HttpResponse& response,
                const LogicalRequest& logical) {
     const HeldBytes& held = logical.held;
     if (!logical.settings->resumeOnRetry || logical.ownRange ||
-        request.getHttpMethod() != HttpMethod::GET || held.count <= 0 || held.count >= held.total ||
+        request.getHttpMethod() != HttpMethod::GET || held.count >= held.total ||
         !request.hasHeader("Range") || !logical.streamStart) {
         return false;
     }

@@ -80,6 +80,35 @@ TEST_P(Redirects, ThatLeadNowhereFail) {
     EXPECT_NE(failureOf([&] { send(CurlHttpClient(once()), get(server.url())); }), "");
 }
 
+TEST_P(Redirects, ToNoHostFail) {
+    for (const std::string location : {"///path", "http:///path", "http:/path"}) {
+        httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse("302");
+        step.locations = {location};
+        FaultServer server(httpclient_testing::FaultPlan({step}));
+
+        const std::string text =
+            failureOf([&] { send(CurlHttpClient(once()), get(server.url())); });
+
+        EXPECT_EQ(text, "Request to " + hostOf(server) + " failed: redirect: it names no host")
+            << location;
+    }
+}
+
+TEST_P(Redirects, ByALocationWithABareCrFail) {
+    for (const std::string line : {"Location:/\rX-Injected: yes", "Location: /there\ryes"}) {
+        httpclient_testing::FaultStep step = httpclient_testing::FaultStep::parse("302:none");
+        step.oddLines = line + "\r\n";
+        FaultServer server(httpclient_testing::FaultPlan({step}));
+
+        const std::string text =
+            failureOf([&] { send(CurlHttpClient(once()), get(server.url())); });
+
+        EXPECT_EQ(text, "Request to " + hostOf(server) +
+                            " failed: malformed response: its Location contains CR")
+            << line;
+    }
+}
+
 TEST_P(Redirects, EscapedLineEndsStayEscaped) {
     FaultServer server("302:crlf,ok");
     send(CurlHttpClient(once()), get(server.url()));

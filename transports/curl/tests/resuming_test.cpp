@@ -152,6 +152,24 @@ TEST_P(Resuming, HoldsNothingOfWhatIsCodedOrInChunks) {
     }
 }
 
+TEST_P(Resuming, TakesNoMultipartForTheRestWhateverItsRangeSays) {
+    for (const std::string type : {"multipart/byteranges; boundary=x", "MULTIPART/MIXED"}) {
+        auto odd = httpclient_testing::FaultStep::parse("ok");
+        odd.oddFirstLines = "Content-Type: " + type + "\r\n";
+        SCOPED_TRACE(type);
+
+        expectRightWith(std::vector{httpclient_testing::FaultStep::parse("fin@40000"), odd,
+                                    httpclient_testing::FaultStep::parse("ok")});
+
+        EXPECT_FALSE(rangeOf(2));
+    }
+}
+
+TEST_P(Resuming, AsksForNothingBehindTheLastByte) {
+    expectRight("digest+fin@40000,change+keepetag,ok");
+    EXPECT_FALSE(rangeOf(2));
+}
+
 TEST_P(Resuming, StartsAnewAfterARangeThatCannotBeHad) {
     expectRight("fin@40000,416,ok");
     EXPECT_FALSE(rangeOf(2));
