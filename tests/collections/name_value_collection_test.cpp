@@ -675,6 +675,26 @@ TEST(NameValueCollection, SelfAssignmentDoublesWhatGetAllFindsAndNothingElse) {
     EXPECT_EQ(entryLines(collection), "a: 1\nb: 2\nA: 3\n");
 }
 
+TEST(NameValueCollection, SelfAssignmentDoublesWhatGetAllFindsOfAnyNumberOfEntries) {
+    for (const std::string name : {"", "a", "a name too long to be kept inside"}) {
+        for (std::size_t count = 1; count <= 30; ++count) {
+            NameValueCollection collection;
+            std::vector<std::string> values;
+            for (std::size_t i = 0; i < count; ++i) {
+                values.push_back(std::to_string(i));
+                collection.add(name, values.back());
+            }
+            const NameValueCollection& same = collection;
+
+            collection = same;
+
+            std::vector<std::string> doubled = values;
+            doubled.insert(doubled.end(), values.begin(), values.end());
+            EXPECT_EQ(collection.getAll(name), doubled) << count << " of <" << name << ">";
+        }
+    }
+}
+
 TEST(NameValueCollection, SelfAssignmentGivesTheOldOrderFirstAndTheOrderOfEntriesAfterIt) {
     const NameValueCollection entries = {{"Y", "p"}, {"X", "q"}};
     NameValueCollection collection = {{"X", "1"}, {"Y", "2"}};
