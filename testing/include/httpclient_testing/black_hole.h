@@ -25,7 +25,7 @@ public:
     std::string url(const std::string& scheme = "http") const;
 
 private:
-    struct Sockets;
+    struct HTTPCLIENT_TESTING_HIDDEN Sockets;
     std::unique_ptr<Sockets> sockets_;
 };
 

@@ -63,7 +63,8 @@ private:
         std::function<bool(const RecordedRequest&)> isMet;
     };
 
-    std::string describe(const std::function<bool(const Condition&)>& isMet) const;
+    HTTPCLIENT_TESTING_HIDDEN std::string describe(
+        const std::function<bool(const Condition&)>& isMet) const;
 
     std::vector<Condition> conditions_;
 };

@@ -146,7 +146,7 @@ public:
     void waitUntilIdle(std::chrono::milliseconds patience = PATIENCE) const;
 
 private:
-    class Implementation;
+    class HTTPCLIENT_TESTING_HIDDEN Implementation;
     std::unique_ptr<Implementation> implementation_;
 };
 

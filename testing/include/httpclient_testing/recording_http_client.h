@@ -81,8 +81,8 @@ public:
                              httpclient_core::RetryTask completion) const override;
 
 private:
-    class Tape;
-    class Attempts;
+    class HTTPCLIENT_TESTING_HIDDEN Tape;
+    class HTTPCLIENT_TESTING_HIDDEN Attempts;
 
     httpclient_core::HttpClient& transport_;
     std::shared_ptr<Tape> tape_;

@@ -111,8 +111,8 @@ public:
 private:
     ScriptedAnswer() = default;
 
-    void writeBody(httpclient_core::HttpRequest& request,
-                   httpclient_core::HttpResponse& response) const;
+    HTTPCLIENT_TESTING_HIDDEN void writeBody(httpclient_core::HttpRequest& request,
+                                             httpclient_core::HttpResponse& response) const;
 
     std::chrono::milliseconds delay_{0};
     std::function<void(httpclient_core::HttpRequest&, httpclient_core::HttpResponse&)> action_;

@@ -129,7 +129,7 @@ public:
                              httpclient_core::RetryTask completion) const override;
 
 private:
-    class Stage;
+    class HTTPCLIENT_TESTING_HIDDEN Stage;
 
     std::unique_ptr<Stage> stage_;
 };

@@ -31,7 +31,7 @@ public:
     std::string hex() const;
 
 private:
-    struct Context;
+    struct HTTPCLIENT_TESTING_HIDDEN Context;
     std::unique_ptr<Context> context_;
 };
 
