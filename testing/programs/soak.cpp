@@ -7,7 +7,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -35,17 +34,18 @@
 #include "httpclient_testing/served_content.h"
 #include "httpclient_testing/sha256.h"
 #include "httpclient_testing/test_certificates.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
 using namespace tavrin::httpclient_core;
+using tavrin::httpclient_core::test::TemporaryDirectory;
 using tavrin::httpclient_curl::CurlHttpClient;
 using tavrin::httpclient_testing::FaultPlan;
 using tavrin::httpclient_testing::FaultServer;
 using tavrin::httpclient_testing::FaultServerOptions;
 using tavrin::httpclient_testing::ReceivedRequest;
 using tavrin::httpclient_testing::ServedContent;
-
 using tavrin::httpclient_testing::sha256Hex;
 using tavrin::httpclient_testing::TestCertificates;
 using tavrin::httpclient_testing::TlsKind;
@@ -567,12 +567,8 @@ int run(int argc, char** argv) {
     // Threads that come and go leave memory of the allocator's unused in many arenas; in one it can
     // be told from a leak.
     mallopt(M_ARENA_MAX, 1);  // NOLINT(concurrency-mt-unsafe): there is one thread yet.
-    std::string directory = (std::filesystem::temp_directory_path() / "soak-XXXXXX").string();
-    if (mkdtemp(directory.data()) == nullptr)
-        throw std::system_error(errno, std::generic_category(), directory);
-    const bool good = soak(wanted, directory);
-    std::filesystem::remove_all(directory);
-    return good ? EXIT_SUCCESS : EXIT_FAILURE;
+    const TemporaryDirectory directory;
+    return soak(wanted, directory.path()) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
