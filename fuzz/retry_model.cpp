@@ -1,6 +1,8 @@
 #include "retry_model.h"
 
-using tavrin::httpclient_core::HttpRequestCancelledException;
+#include "is_cancellation.h"
+
+using tavrin::httpclient_testing::detail::isCancellation;
 
 namespace {
 
@@ -117,14 +119,7 @@ private:
 }  // namespace
 
 bool ExpectedError::isMetBy(const std::exception_ptr& error) const {
-    if (!cancelled) return error == same;
-    try {
-        if (error) std::rethrow_exception(error);
-    } catch (const HttpRequestCancelledException&) {
-        return true;
-    } catch (...) {
-    }
-    return false;
+    return cancelled ? isCancellation(error) : error == same;
 }
 
 Expected expectedOf(const Dialogue& dialogue, const Road& road) {

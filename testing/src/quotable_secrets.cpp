@@ -1,10 +1,10 @@
 #include "quotable_secrets.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string_view>
 #include <variant>
 
+#include "ascii.h"
 #include "base64.h"
 #include "decoded_text.h"
 #include "header_line.h"
@@ -17,7 +17,7 @@ using httpclient_core::DataPart;
 using httpclient_core::HttpHeaders;
 
 bool isWordByte(const std::string& text, std::size_t at) {
-    return at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
+    return at < text.size() && isLetterOrDigit(text[at]);
 }
 
 bool isLong(const std::string& secret) { return secret.size() >= LONG_SECRET; }

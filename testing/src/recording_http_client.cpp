@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "body_tap.h"
-#include "httpclient_core/exceptions.h"
 #include "httpclient_testing/wire_text.h"
+#include "is_cancellation.h"
 #include "record_request.h"
 #include "recording.h"
 #include "whole_file.h"
@@ -19,6 +19,7 @@ namespace tavrin::httpclient_testing {
 namespace {
 
 using detail::BodyTap;
+using detail::isCancellation;
 using detail::RecordedExchange;
 using detail::RecordedResponse;
 using detail::Recording;
@@ -26,7 +27,6 @@ using httpclient_core::ClientConfiguration;
 using httpclient_core::CompletionHandler;
 using httpclient_core::HttpClient;
 using httpclient_core::HttpRequest;
-using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpResponse;
 using httpclient_core::HttpResponseCode;
 using httpclient_core::RetryTask;
@@ -40,16 +40,6 @@ std::optional<std::string> readBody(HttpRequest& request) {
     std::string body = peekBody(request);
     if (!returns) request.setRequestBody(std::make_unique<std::istringstream>(body));
     return body;
-}
-
-bool isCancellation(const std::exception_ptr& error) {
-    try {
-        if (error) std::rethrow_exception(error);
-    } catch (const HttpRequestCancelledException&) {
-        return true;
-    } catch (...) {
-    }
-    return false;
 }
 
 }  // namespace

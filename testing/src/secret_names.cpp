@@ -2,16 +2,12 @@
 
 #include <algorithm>
 
+#include "ascii.h"
 #include "decoded_text.h"
 #include "header_line.h"
 
 namespace tavrin::httpclient_testing::detail {
 namespace {
-
-bool isLetter(char character) {
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 // The words of the name in one, in lower case and without the digits at the end: the ways to write
 // a name of several words are many.

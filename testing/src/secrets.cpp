@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "ascii.h"
+
 namespace tavrin::httpclient_testing::detail {
 namespace {
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 // One where they overlap.
 Secrets merged(Secrets secrets) {

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "ascii.h"
 #include "header_line.h"
 
 namespace tavrin::httpclient_testing::detail {
@@ -17,11 +18,6 @@ constexpr char MEMBER_ENDS[] = " \t\r\n\"'<>&,]}";
 
 bool isOneOf(std::string_view characters, char character) {
     return characters.find(character) != std::string_view::npos;
-}
-
-bool isLetterOrDigit(char character) {
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-           (character >= '0' && character <= '9');
 }
 
 bool isNameByte(char character) {
