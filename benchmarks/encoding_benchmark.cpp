@@ -161,8 +161,17 @@ void queryOfSixOurs(benchmark::State& state) {
 }
 BENCHMARK(queryOfSixOurs)->Name("Query/Ours");
 
+// One pair after the other, as ours gets them; room for all of them is made at once.
 void queryOfSixFloor(benchmark::State& state) {
-    measure(state, [] { return printedByTable(Pairs(typicalPairs()), "?"); });
+    measure(state, [] {
+        Pairs query;
+        query.reserve(typicalPairs().size());
+        const auto add = [&](const std::string& key, std::string value) {
+            query.emplace_back(key, std::move(value));
+        };
+        for (const auto& [key, value] : typicalPairs()) add(key, value);
+        return printedByTable(query, "?");
+    });
 }
 BENCHMARK(queryOfSixFloor)->Name("Query/Floor");
 
