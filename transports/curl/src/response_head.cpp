@@ -146,8 +146,9 @@ std::int64_t ResponseHead::contentLength() const {
     for (const auto& [name, value] : headers_) {
         if (!equalIgnoringCase(name, "Content-Length")) continue;
         std::string_view rest = value;
+        std::size_t comma = 0;
         do {
-            const std::size_t comma = rest.find(',');
+            comma = rest.find(',');
             const std::string_view text = trimmed(rest.substr(0, comma));
             std::int64_t number = -1;
             const auto [stop, error] =
@@ -159,8 +160,8 @@ std::int64_t ResponseHead::contentLength() const {
             if (length >= 0 && number != length)
                 throw MalformedHead{"it has two Content-Lengths that differ"};
             length = number;
-            rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
-        } while (!rest.empty());
+            if (comma != std::string_view::npos) rest.remove_prefix(comma + 1);
+        } while (comma != std::string_view::npos);
     }
     return length;
 }
