@@ -119,6 +119,11 @@ namespace tavrin::httpclient_curl {
 /// What was cancelled is not retried, whatever the strategy says. std::bad_alloc and
 /// std::system_error tell that memory or threads have run out.
 ///
+/// Malformed is a response, among others, whose framing could be read in two ways: with
+/// Content-Lengths that differ, or that are no plain numbers (one number may be repeated); with a
+/// Transfer-Encoding other than one "chunked" or "identity"; and with a blank before the colon, or a
+/// folded line, in Content-Length, Transfer-Encoding or Content-Encoding.
+///
 /// **Limits.** The progress callback is not called while a request waits in the queue, nor during a
 /// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked up leaves that to a thread of
 /// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
