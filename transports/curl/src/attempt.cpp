@@ -189,6 +189,7 @@ bool Attempt::aboutToSend() noexcept {
             throw failed(url_->host(), "sending",
                          "the connection was closed before an answer came");
         }
+        sentBefore_ = easy_->bytesSent();
         limits_.connected();
         if (body_ == nullptr || body_->length() == 0) limits_.sent();
     });
@@ -332,7 +333,11 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
         if (failure_ != nullptr) return;
         if (verdict_ == Verdict::DELIVER) {
             if (code == CURLE_OUT_OF_MEMORY && sendings_ > 0 && !head_.complete()) {
-                // What libcurl says of a line that is too long for it.
+                // What libcurl says of a head that is too long for it, and of a line of one.
+                if (easy_->bytesSent() == sentBefore_) {
+                    throw refused(
+                        "its URL and header fields have more than 1 MiB, or memory has run out");
+                }
                 throw MalformedHead{
                     "a line of its head has more than 100 KiB, or memory has run out"};
             }

@@ -113,6 +113,7 @@ private:
     TimeLimits limits_;
     Verdict verdict_ = Verdict::DELIVER;
     int sendings_ = 0;
+    long sentBefore_ = 0;  // to a proxy, for a tunnel
     std::int64_t dropped_ = 0;
     std::optional<std::string> location_;
     bool delivering_ = false;

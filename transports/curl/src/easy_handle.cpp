@@ -78,6 +78,12 @@ std::string stringInfo(CURL* easy, CURLINFO info) {
     return curl_easy_getinfo(easy, info, &text) == CURLE_OK && text != nullptr ? text : "";
 }
 
+long numberInfo(CURL* easy, CURLINFO info) {
+    long number = 0;
+    curl_easy_getinfo(easy, info, &number);
+    return number;
+}
+
 const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
 }  // namespace
@@ -263,11 +269,9 @@ void EasyHandle::forbidReuse() {
     set(CURLOPT_FORBID_REUSE, 1L);
 }
 
-long EasyHandle::httpVersion() const {
-    long version = 0;
-    curl_easy_getinfo(get(), CURLINFO_HTTP_VERSION, &version);
-    return version;
-}
+long EasyHandle::httpVersion() const { return numberInfo(get(), CURLINFO_HTTP_VERSION); }
+
+long EasyHandle::bytesSent() const { return numberInfo(get(), CURLINFO_REQUEST_SIZE); }
 
 int EasyHandle::onPrerequest(void* self, char*, char*, int, int) {
     return static_cast<EasyHandle*>(self)->listener_->aboutToSend() ? CURL_PREREQFUNC_OK

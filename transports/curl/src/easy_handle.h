@@ -68,6 +68,7 @@ public:
     const char* errorText() const { return error_; }
     void forbidReuse();
     long httpVersion() const;
+    long bytesSent() const;
 
 private:
     struct Cleanup {

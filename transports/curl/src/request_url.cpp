@@ -9,6 +9,9 @@
 namespace tavrin::httpclient_curl::detail {
 namespace {
 
+// Of a longer one nothing could be sent anyway, and libcurl would call it malformed.
+constexpr std::size_t MOST_BYTES = 1 << 20;
+
 // A part of the URL; empty if it has none.
 std::string part(CURLU* handle, CURLUPart which, unsigned flags = 0) {
     char* text = nullptr;
@@ -94,6 +97,7 @@ RequestUrl::RequestUrl(Handle handle) : handle_(std::move(handle)) {
 }
 
 RequestUrl RequestUrl::parse(const std::string& text) {
+    if (text.size() > MOST_BYTES) throw refused("the URL has more than 1 MiB");
     if (hasBlankOrControl(text)) {
         throw refused("the URL contains a blank or a control character");
     }

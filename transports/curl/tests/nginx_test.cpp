@@ -67,6 +67,15 @@ TEST(Nginx, AnswersOverTlsWithHttp11ToAClientThatWantsNoMore) {
     EXPECT_THAT(server.stop(), ElementsAre(Exchange{"GET /greeting HTTP/1.1", 200, "", ""}));
 }
 
+TEST(Nginx, AnswersAUrlThatIsTooLongForItWhileItIsBeingSent) {
+    const NginxServer server;
+
+    const HttpResponse response =
+        CurlHttpClient(once()).makeRequest(get(server.url("/" + std::string(1000000, 'l'))));
+
+    EXPECT_EQ(response.getResponseCode(), HttpResponseCode::URI_TOO_LONG);
+}
+
 TEST(Nginx, IsNotTrustedWithoutItsCa) {
     NginxServer server;
     server.serve("/greeting", "Hello.\n");

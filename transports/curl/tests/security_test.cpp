@@ -104,7 +104,7 @@ TEST_P(Security, OnlyHttpAndHttpsAreSpoken) {
     }
 }
 
-TEST_P(Security, StrangeNamesAndLengthsFail) {
+TEST_P(Security, StrangeNamesFail) {
     std::string labels = "http://";
     for (int i = 0; i < 300; ++i) labels += "a.";
     EXPECT_THAT(failureFor(labels + "invalid/"), HasSubstr("invalid:80 failed: name resolution: "));
@@ -116,9 +116,38 @@ TEST_P(Security, StrangeNamesAndLengthsFail) {
                 StartsWith("Request to b\xc3\xbc"
                            "cher.invalid:80 failed: transfer: "));
     EXPECT_EQ(failureFor(server_.urlWithHost("localhost")), "");
+}
+
+TEST_P(Security, HeadsOfRequestsHaveAMebibyteAtMost) {
+    const std::string headTooLong =
+        "Request refused: its URL and header fields have more than 1 MiB, or memory has run out";
+    const std::string room(2000, 'l');
+    const std::string most((1 << 20) - room.size(), 'l');
+    ASSERT_EQ(failureFor(server_.url("/" + most)), "");
+    ASSERT_EQ(failureFor(server_.url(), {{"X-Long", most}}), "");
     server_.forgetRequests();
-    EXPECT_NE(failureFor(server_.url("/" + std::string(1 << 20, 'l'))), "");
+
+    EXPECT_EQ(failureFor(server_.url("/" + most), {{"X-Long", room}}), headTooLong);
+    EXPECT_EQ(failureFor(server_.url(), {{"X-Long", most + room}}), headTooLong);
+    for (const std::size_t size : {1U << 20, 9U << 20}) {
+        EXPECT_EQ(failureFor(server_.url("/" + std::string(size, 'l'))),
+                  "Request refused: the URL has more than 1 MiB");
+    }
     EXPECT_TRUE(server_.requests().empty());
+}
+
+TEST_P(Security, HeadsOfRequestsThatGoThroughATunnelHaveAMebibyteAtMost) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    FaultServer secure(std::move(options));
+    client_.setClientConfiguration(
+        once().withProxy(server_.url("")).withCertificateFile(secure.caFile()));
+
+    EXPECT_THAT(failureFor(secure.url(), {{"X-Long", std::string(1 << 20, 'l')}}),
+                StartsWith("Request refused: its URL and header fields have more than 1 MiB"));
+
+    EXPECT_TRUE(secure.requests().empty());
+    EXPECT_EQ(failureFor(secure.url()), "");
 }
 
 TEST_P(Security, AddressesOfIpVersionSixStandInBrackets) {

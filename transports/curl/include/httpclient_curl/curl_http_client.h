@@ -49,21 +49,21 @@ namespace tavrin::httpclient_curl {
 /// towards no limit; nor does the time that writing to the response stream takes count as idle.
 ///
 /// **Requests.** Names of header fields are tokens (RFC 9110, 5.6.2) and values hold no CR, LF or
-/// NUL. Content-Length is a plain decimal number and stands once; Transfer-Encoding is "chunked" or
-/// "identity". A body whose stream is shorter or longer than its Content-Length fails the request
-/// before it is complete; Content-Length bytes are never exceeded. Where a stream's buffer does not
-/// tell (by in_avail()) that it has more, nobody notices: the announced bytes go out, and the
-/// request succeeds. No field is added but Host, User-Agent, the framing of the body, the
-/// Content-Type of a multipart body, Authorization for the user and password of the URL,
-/// Accept-Encoding for decoding, Range and If-Range for resuming, and for an http proxy
-/// Proxy-Connection and Proxy-Authorization. The body goes again,
-/// from where it stood at first, on redirects that keep the method and on further attempts; a
-/// stream that cannot go back fails them. Multipart bodies go as multipart/form-data (RFC 7578);
-/// files are read while they are sent, and must not change meanwhile. A request that carries both
-/// a simple and a multipart body is refused, and so is a HEAD request with a body.
-/// POST and PATCH are never sent twice unasked; other methods once more if a kept connection turns
-/// out to be dead before any byte of an answer came. A connection that lay idle for a minute, or
-/// for five seconds where POST or PATCH would take it, is not used again.
+/// NUL; URL and fields have at most 1 MiB together. Content-Length is a plain decimal number and
+/// stands once; Transfer-Encoding is "chunked" or "identity". A body whose stream is shorter or
+/// longer than its Content-Length fails the request before it is complete; Content-Length bytes are
+/// never exceeded. Where a stream's buffer does not tell (by in_avail()) that it has more, nobody
+/// notices: the announced bytes go out, and the request succeeds. No field is added but Host,
+/// User-Agent, the framing of the body, the Content-Type of a multipart body, Authorization for the
+/// user and password of the URL, Accept-Encoding for decoding, Range and If-Range for resuming, and
+/// for an http proxy Proxy-Connection and Proxy-Authorization. The body goes again, from where it
+/// stood at first, on redirects that keep the method and on further attempts; a stream that cannot
+/// go back fails them. Multipart bodies go as multipart/form-data (RFC 7578); files are read while
+/// they are sent, and must not change meanwhile. A request that carries both a simple and a
+/// multipart body is refused, and so is a HEAD request with a body. POST and PATCH are never sent
+/// twice unasked; other methods once more if a kept connection turns out to be dead before any byte
+/// of an answer came. A connection that lay idle for a minute, or for five seconds where POST or
+/// PATCH would take it, is not used again.
 ///
 /// **Redirects** with the codes 301, 302, 303, 307 and 308 are followed if followRedirects() says
 /// so: 303, and 301 and 302 after POST, with GET (HEAD stays HEAD), the others with method and
