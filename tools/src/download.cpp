@@ -168,8 +168,7 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
     if (!retryPolicy_.shouldRetry(request, response, error, totalAttempts, consecutiveAttempts)) {
         return false;
     }
-    const auto held = heldForThis();
-    if (!held || libraryGoesOn(response, *held)) return true;
+    if (libraryGoesOn(response)) return true;
     retryPolicy_.startNewCount();
     nextIsOurs_ = true;
     return false;
@@ -177,10 +176,13 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
 
 // Whether a further attempt of the same request gets on: it asks for what is missing, or for what
 // this request asked for if nothing of that has come.
-bool Download::libraryGoesOn(const core::HttpResponse& response, const PartFile::Held& held) const {
+bool Download::libraryGoesOn(const core::HttpResponse& response) const {
+    const auto held = heldForThis();
     if (continued_) {
-        return held.size == continued_->size && held.representation == continued_->representation;
+        return held && held->size == continued_->size &&
+               held->representation == continued_->representation;
     }
+    if (!held) return true;
     const auto code = response.getResponseCode();
     if (code == static_cast<core::HttpResponseCode>(-1)) return true;
     return core::isSuccess(code) && response.hasHeader("Accept-Ranges") &&

@@ -45,8 +45,7 @@ private:
     bool decide(const httpclient_core::HttpRequest& request,
                 const httpclient_core::HttpResponse& response, const std::exception_ptr& error,
                 int totalAttempts, int consecutiveAttempts);
-    bool libraryGoesOn(const httpclient_core::HttpResponse& response,
-                       const PartFile::Held& held) const;
+    bool libraryGoesOn(const httpclient_core::HttpResponse& response) const;
     std::unique_ptr<std::iostream> bodyStream(httpclient_core::HttpResponseCode code,
                                               const std::string& reason,
                                               const httpclient_core::HttpHeaders& headers);

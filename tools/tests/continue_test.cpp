@@ -134,6 +134,16 @@ TEST_F(Continue, JoinsNothingThatDoesNotFit) {
     }
 }
 
+TEST_F(Continue, PutsNothingBehindAnAnswerThatTookThePlaceOfWhatWasHeld) {
+    breakAfter(1000);
+    server_.setPlan("ignorerange+noetag+nolm+fin@500,ok");
+    const auto outcome = goOn();
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(sent(1, "Range"), "none");
+    expectWhole();
+}
+
 TEST_F(Continue, TakesARestThatEndsEarlyForAFailure) {
     breakAfter(1000);
     server_.setPlan("clless:10");
