@@ -51,10 +51,15 @@ std::string Checksum::hex() {
     if (EVP_DigestFinal_ex(context_.get(), digest.data(), &size) != 1) {
         throw std::runtime_error("cannot compute the checksum");
     }
+    return inHex({reinterpret_cast<const char*>(digest.data()), size});
+}
+
+std::string inHex(std::string_view bytes) {
     std::string text;
-    for (unsigned int i = 0; i < size; ++i) {
-        text += "0123456789abcdef"[digest[i] >> 4];
-        text += "0123456789abcdef"[digest[i] & 15];
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
     }
     return text;
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 struct evp_md_ctx_st;
 
@@ -39,6 +40,9 @@ private:
 /// Digest of everything that the open file holds; its position stays where it was.
 /// @throws std::system_error if it cannot be read.
 std::string checksumOfFile(const std::string& algorithm, int descriptor);
+
+/// Bytes as hexadecimal digits, in lower case.
+std::string inHex(std::string_view bytes);
 
 /// Digest of a text.
 std::string checksumOfText(const std::string& algorithm, const std::string& text);

@@ -156,6 +156,8 @@ std::optional<PartFile::Held> Download::heldForThis() const {
 
 bool Download::decide(const core::HttpRequest& request, const core::HttpResponse& response,
                       const std::exception_ptr& error, int totalAttempts, int consecutiveAttempts) {
+    // Nobody knows which of the bytes are wrong.
+    if (error && exitCodeFor(error) == ExitCode::CHECKSUM) target_->forget();
     if (target_->output().errorNumber() != 0 || interruptingSignal() != 0) return false;
     const auto code = response.getResponseCode();
     const bool stale =
@@ -209,6 +211,8 @@ std::unique_ptr<std::iostream> Download::restStream(const core::HttpHeaders& hea
         throw RangeFailure("the server sent other bytes than those that are missing");
     }
     total_ = continued_->representation.length;
+    sha256_ = continued_->representation.sha256;
+    if (sha256_.empty()) sha256_ = announcedSha256(headers);
     return target_->continueFrom(offset_);
 }
 
@@ -240,7 +244,7 @@ void Download::deliver(const core::HttpResponse& response) {
     if (core::isSuccess(code) && line_.method != core::HttpMethod::HEAD) {
         // An answer without a body leaves an empty file, not none.
         response.getResponseBody();
-        checkWhole();
+        if (continued_ && code == core::HttpResponseCode::PARTIAL_CONTENT) checkContinued();
     } else {
         deliverHere(response);
     }
@@ -259,13 +263,18 @@ void Download::deliverHere(const core::HttpResponse& response) {
     if (errorBody_) errorBody_->copyTo(*stream);
 }
 
-void Download::checkWhole() const {
-    if (!continued_) return;
+// The transport has seen only the rest.
+void Download::checkContinued() const {
     const auto length = continued_->representation.length;
     const auto end = target_->output().end();
-    if (end != total_ && total_ == length) {
+    if (end != length) {
         throw core::HttpRequestFailedException("incomplete body: " + std::to_string(end) + " of " +
                                                std::to_string(length) + " bytes");
+    }
+    if (!sha256_.empty() && target_->sha256() != sha256_) {
+        target_->forget();
+        throw core::HttpRequestFailedException(
+            "digest: the body is not what its Repr-Digest tells");
     }
 }
 

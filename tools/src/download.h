@@ -51,7 +51,7 @@ private:
                                               const httpclient_core::HttpHeaders& headers);
     std::unique_ptr<std::iostream> restStream(const httpclient_core::HttpHeaders& headers);
     httpclient_core::ProgressResult watch(const httpclient_core::Progress& progress);
-    void checkWhole() const;
+    void checkContinued() const;
     void deliver(const httpclient_core::HttpResponse& response);
     void deliverHere(const httpclient_core::HttpResponse& response);
     ExitCode report(const std::exception_ptr& error);
@@ -73,6 +73,8 @@ private:
     // What the request under way goes on with, and from where.
     std::optional<PartFile::Held> continued_;
     std::int64_t offset_ = 0;
+    // What the whole is to have, where an answer told it; "" if none did.
+    std::string sha256_;
     bool begun_ = false;
     // The library is to end its request so that the next one can be ours.
     bool nextIsOurs_ = false;

@@ -40,6 +40,7 @@ ExitCode codeForCause(const std::string& cause) {
     if (beginsWith(cause, "incomplete body: ") || beginsWith(cause, "range: ")) {
         return ExitCode::PARTIAL_BODY;
     }
+    if (beginsWith(cause, "digest: ")) return ExitCode::CHECKSUM;
     if (beginsWith(cause, "malformed response: ")) {
         return contains(cause, "ncoding") ? ExitCode::BAD_CONTENT_ENCODING : ExitCode::BAD_ANSWER;
     }

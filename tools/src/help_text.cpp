@@ -105,7 +105,7 @@ Exit codes
    6  host name not found             60  the certificate is not trusted
    7  no connection                   61  the content coding is broken
    8  the answer makes no sense       77  the file of --cacert is of no use
-  18  the body is not whole          100  the checksum differs
+  18  the body is not whole          100  a checksum differs
   22  HTTP error, with --fail        130  interrupted (128 + signal number)
   23  it could not be written
   26  a file to send could not be read

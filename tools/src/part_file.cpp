@@ -100,6 +100,7 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
         return std::nullopt;
     }
     const auto length = contentLength(fields);
+    const auto sha256 = fields.find("Content-SHA256");
     // The fingerprint is written last; a file that was cut off has none, or not the whole of it.
     if (fields.find("URL-SHA256") == fields.end() || fields.find("Validator") == fields.end() ||
         fields.find("URL-SHA256")->second != fingerprint(url) || !length ||
@@ -107,7 +108,9 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
         status.st_size == 0 || status.st_size > *length) {
         return std::nullopt;
     }
-    return Held{status.st_size, {fields.find("Validator")->second, *length}};
+    return Held{
+        status.st_size,
+        {fields.find("Validator")->second, *length, sha256 == fields.end() ? "" : sha256->second}};
 }
 
 std::unique_ptr<std::iostream> PartFile::begin(
@@ -118,6 +121,7 @@ std::unique_ptr<std::iostream> PartFile::begin(
         std::ofstream file(validatorPath());
         file << "Validator: " << representation->validator << "\n"
              << "Content-Length: " << representation->length << "\n"
+             << "Content-SHA256: " << representation->sha256 << "\n"
              << "URL-SHA256: " << fingerprint(url) << "\n"
              << std::flush;
         if (!file) throw writeFailure("write to " + inQuotes(validatorPath()), errno);

@@ -41,6 +41,8 @@ public:
 
     void forget() override { part_.forget(); }
 
+    std::string sha256() const override { return checksumOfFile("sha256", part_.descriptor()); }
+
     void finish(const std::string& suggestedName) override {
         part_.output().check();
         if (checksum_) verify();
@@ -127,6 +129,10 @@ private:
 
 std::unique_ptr<std::iostream> Target::continueFrom(std::int64_t) {
     throw std::logic_error("nothing is held that could be continued");
+}
+
+std::string Target::sha256() const {
+    throw std::logic_error("nothing was continued that could be read back");
 }
 
 std::unique_ptr<Target> targetFor(const std::string& output, const std::string& url,

@@ -32,6 +32,10 @@ public:
     /// Forgets what is held.
     virtual void forget() {}
 
+    /// SHA-256 of all that was written, over all runs, in hexadecimal digits. Only where something
+    /// was continued.
+    virtual std::string sha256() const;
+
     /// Everything has been written; `suggestedName`, if not empty, is what the server calls it.
     /// @throws WriteFailure, ChecksumFailure.
     virtual void finish(const std::string& suggestedName) = 0;

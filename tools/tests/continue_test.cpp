@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <utility>
 
 #include "support/program_test.h"
 
@@ -8,6 +9,7 @@ namespace tavrin::http_tool::testing {
 namespace {
 
 using httpclient_core::test::writeFile;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 // Runs of the program that go on where an earlier one ended.
@@ -132,6 +134,47 @@ TEST_F(Continue, JoinsNothingThatDoesNotFit) {
         if (fault != "gzip") expectWhole();
         std::remove(directory_.file("f").c_str());
     }
+}
+
+TEST_F(Continue, StartsAnewWhenTheDigestShowsAnotherVersionUnderTheSameValidator) {
+    breakAfter(40000, "+digest");
+    server_.setPlan("change+keepetag+digest,ok");
+    const auto outcome = goOn();
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(sent(0, "Range"), "bytes=40000-");
+    EXPECT_EQ(sent(1, "Range"), "none");
+    expectWhole();
+}
+
+TEST_F(Continue, TakesTheDigestForTheWholeWhicheverAnswerToldIt) {
+    for (const auto& [first, second] : {std::pair("+digest", ""), std::pair("", "+digest")}) {
+        SCOPED_TRACE(first);
+        breakAfter(40000, first);
+        server_.setPlan(std::string("change+keepetag") + second);
+        const auto outcome = goOn({"--retry", "0"});
+
+        EXPECT_EQ(outcome.code, 100);
+        EXPECT_EQ(outcome.errors, "tavrin-http: " + server_.url() +
+                                      ": digest: the body is not what its Repr-Digest tells\n");
+        EXPECT_EQ(directory_.listing(), "");
+
+        breakAfter(40000, first);
+        server_.setPlan(std::string("ok") + second);
+        EXPECT_EQ(goOn().code, 0);
+        EXPECT_EQ(sent(0, "Range"), "bytes=40000-");
+        expectWhole();
+        std::remove(directory_.file("f").c_str());
+    }
+}
+
+TEST_F(Continue, KeepsNothingThatItsDigestRefuted) {
+    server_.setPlan("digest+fin@40000,change+keepetag+digest");
+    const auto outcome = run({"--retry", "1", "-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 100);
+    EXPECT_THAT(outcome.errors, EndsWith(": digest: the body is not what its Repr-Digest tells\n"));
+    EXPECT_EQ(directory_.listing(), "");
 }
 
 TEST_F(Continue, PutsNothingBehindAnAnswerThatTookThePlaceOfWhatWasHeld) {

@@ -229,6 +229,24 @@ TEST_F(Download, OnStandardOutputNeverJoinsTwoVersions) {
                           "written already"));
 }
 
+TEST_F(Download, NeverJoinsTwoVersionsThatTheirDigestsTellApart) {
+    for (const std::string between : {"", "503,", "503,fin@20000,"}) {
+        SCOPED_TRACE(between);
+        server_.setPlan("digest+fin@40000," + between + "change+keepetag+digest,digest");
+        const auto outcome = run({"-o", "f", server_.url()});
+
+        EXPECT_EQ(outcome.code, 0) << outcome.errors;
+        EXPECT_EQ(file("f"), server_.content().all());
+        EXPECT_EQ(directory_.listing(), "f");
+    }
+}
+
+TEST_F(Download, OnStandardOutputSaysThatTheDigestDiffers) {
+    server_.setPlan("digest+fin@40000,change+keepetag+digest");
+
+    EXPECT_EQ(run({"--retry", "1", server_.url()}).code, 100);
+}
+
 TEST_F(Download, WithoutResumingStartsAnewAndLeavesNothing) {
     server_.setPlan("rst@1000,rst@3000");
     const auto outcome = run({"--no-resume", "--retry", "1", "-o", "f", server_.url()});

@@ -46,6 +46,7 @@ TEST(ExitCodeFor, FollowsTheCauseThatTheTransportNames) {
     EXPECT_EQ(codeOfCause("receiving: Connection reset by peer"), 56);
     EXPECT_EQ(codeOfCause("incomplete body: 5 of 10"), 18);
     EXPECT_EQ(codeOfCause("range: a part came that nobody asked for"), 18);
+    EXPECT_EQ(codeOfCause("digest: the body is not what its Repr-Digest tells"), 100);
     EXPECT_EQ(codeOfCause("malformed response: it has no head"), 8);
     EXPECT_EQ(codeOfCause("malformed response: Unrecognized content encoding"), 61);
     EXPECT_EQ(codeOfCause("redirect: more than maxRedirects = 5"), 47);

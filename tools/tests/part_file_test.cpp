@@ -20,7 +20,7 @@ using ::testing::ThrowsMessage;
 
 constexpr char URL[] = "http://host/f?token=secret";
 const Representation& version() {
-    static const Representation version{"\"v1\"", 10};
+    static const Representation version{"\"v1\"", 10, "d1"};
     return version;
 }
 
@@ -41,7 +41,7 @@ protected:
         const auto held = part.held(url);
         return held ? std::to_string(held->size) + " of " +
                           std::to_string(held->representation.length) + " " +
-                          held->representation.validator
+                          held->representation.validator + " " + held->representation.sha256
                     : "none";
     }
 
@@ -86,7 +86,23 @@ TEST_F(PartFiles, AreHeldForALaterRun) {
     leave("01234");
 
     EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
-    EXPECT_EQ(held(), "5 of 10 \"v1\"");
+    EXPECT_EQ(held(), "5 of 10 \"v1\" d1");
+}
+
+TEST_F(PartFiles, AreHeldWithoutADigestToo) {
+    {
+        PartFile part(path());
+        part.keep();
+        *part.begin(URL, "", Representation{"\"v1\"", 10, ""}) << "01234";
+    }
+    EXPECT_EQ(held(), "5 of 10 \"v1\" ");
+
+    const std::string validator = readFile(path() + ".part.validator");
+    const auto line = validator.find("Content-SHA256");
+    ASSERT_NE(line, std::string::npos);
+    writeFile(path() + ".part.validator",
+              validator.substr(0, line) + validator.substr(validator.find('\n', line) + 1));
+    EXPECT_EQ(held(), "5 of 10 \"v1\" ");
 }
 
 TEST_F(PartFiles, AreNotHeldForAnotherUrl) {
@@ -131,7 +147,7 @@ TEST_F(PartFiles, OfAnEarlierRunStayWhileNothingTookTheirPlace) {
     leave("01234");
     { const PartFile untouched(path()); }
 
-    EXPECT_EQ(held(), "5 of 10 \"v1\"");
+    EXPECT_EQ(held(), "5 of 10 \"v1\" d1");
 }
 
 TEST_F(PartFiles, OfAnEarlierRunGoWhenTheyWereReplacedAndNotToBeKept) {
@@ -158,7 +174,7 @@ TEST_F(PartFiles, DistrustEveryTruncationOfTheValidator) {
 
 TEST_F(PartFiles, LongerThanTheResourceAreDistrusted) {
     leave("0123456789");
-    EXPECT_EQ(held(), "10 of 10 \"v1\"");
+    EXPECT_EQ(held(), "10 of 10 \"v1\" d1");
     leave("0123456789x");
 
     EXPECT_EQ(held(), "none");

@@ -59,8 +59,57 @@ TEST(RepresentationOf, NeedsAPlainLengthAndNoCoding) {
         "\"a\" 5");
 }
 
+// Of the text "abc" (FIPS 180-2, B.1), in both forms.
+constexpr char SEQUENCE[] = ":ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0=:";
+constexpr char HEX[] = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
+
+TEST(AnnouncedSha256, IsFoundAmongOtherDigestsAndParameters) {
+    const std::string member = std::string("sha-256=") + SEQUENCE;
+
+    EXPECT_EQ(announcedSha256({{"repr-digest", member}}), HEX);
+    EXPECT_EQ(announcedSha256({{"Repr-Digest", "sha-512=:AAAA:, " + member + ";a=1 ,x=:AA==:"}}),
+              HEX);
+    EXPECT_EQ(announcedSha256({{"Repr-Digest", "sha-512=:AAAA:"}, {"Repr-Digest", member}}), HEX);
+}
+
+TEST(AnnouncedSha256, IsTakenFromNothingElse) {
+    const std::string sequence = SEQUENCE;
+
+    EXPECT_EQ(announcedSha256({}), "");
+    EXPECT_EQ(announcedSha256({{"Content-Digest", "sha-256=" + sequence}}), "");
+    for (const std::string& value :
+         {std::string(), std::string("sha-256"), std::string("sha-256="), "sha-25=" + sequence,
+          "xsha-256=" + sequence, "SHA-256=" + sequence, "sha-256=" + sequence.substr(1),
+          "sha-256=" + sequence.substr(0, 45), "sha-256=:" + sequence.substr(2),
+          "sha-256=:A" + sequence.substr(1), "sha-256=:=" + sequence.substr(2),
+          "sha-256=:-" + sequence.substr(2), "sha-256=" + sequence.substr(0, 44) + "A:"}) {
+        EXPECT_EQ(announcedSha256({{"Repr-Digest", value}}), "") << value;
+    }
+}
+
+TEST(RepresentationOf, KnowsTheDigestThatWasAnnounced) {
+    const auto representation =
+        representationOf({{"ETag", "\"a\""},
+                          {"Content-Length", "3"},
+                          {"Repr-Digest", std::string("sha-256=") + SEQUENCE}});
+
+    ASSERT_TRUE(representation);
+    EXPECT_EQ(representation->sha256, HEX);
+}
+
+TEST(Continues, RefusesAnotherDigestAndNeedsNone) {
+    const HttpHeaders plain{{"ETag", "\"a\""}, {"Content-Range", "bytes 40-99/100"}};
+    HttpHeaders told = plain;
+    told.addHeaderValue("Repr-Digest", std::string("sha-256=") + SEQUENCE);
+
+    EXPECT_TRUE(continues(told, {"\"a\"", 100, HEX}, 40));
+    EXPECT_TRUE(continues(told, {"\"a\"", 100, ""}, 40));
+    EXPECT_TRUE(continues(plain, {"\"a\"", 100, HEX}, 40));
+    EXPECT_FALSE(continues(told, {"\"a\"", 100, std::string(64, '0')}, 40));
+}
+
 TEST(Continues, TakesExactlyTheMissingRange) {
-    const Representation representation{"\"a\"", 100};
+    const Representation representation{"\"a\"", 100, ""};
 
     EXPECT_TRUE(
         continues({{"ETag", "\"a\""}, {"Content-Range", "bytes 40-99/100"}}, representation, 40));
@@ -75,12 +124,14 @@ TEST(Continues, TakesExactlyTheMissingRange) {
 TEST(Continues, NeedsTheSameValidator) {
     const std::string range = "bytes 40-99/100";
 
-    EXPECT_FALSE(continues({{"Content-Range", range}}, {"\"a\"", 100}, 40));
-    EXPECT_FALSE(continues({{"ETag", "\"b\""}, {"Content-Range", range}}, {"\"a\"", 100}, 40));
-    EXPECT_FALSE(continues({{"ETag", "W/\"a\""}, {"Content-Range", range}}, {"\"a\"", 100}, 40));
-    EXPECT_TRUE(continues({{"Last-Modified", DATE}, {"Content-Range", range}}, {DATE, 100}, 40));
+    EXPECT_FALSE(continues({{"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
+    EXPECT_FALSE(continues({{"ETag", "\"b\""}, {"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
     EXPECT_FALSE(
-        continues({{"Last-Modified", MINUTE_BEFORE}, {"Content-Range", range}}, {DATE, 100}, 40));
+        continues({{"ETag", "W/\"a\""}, {"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
+    EXPECT_TRUE(
+        continues({{"Last-Modified", DATE}, {"Content-Range", range}}, {DATE, 100, ""}, 40));
+    EXPECT_FALSE(continues({{"Last-Modified", MINUTE_BEFORE}, {"Content-Range", range}},
+                           {DATE, 100, ""}, 40));
 }
 
 TEST(Continues, RefusesCodingsAndSeveralParts) {
@@ -90,8 +141,8 @@ TEST(Continues, RefusesCodingsAndSeveralParts) {
     HttpHeaders parts = fitting;
     parts.addHeaderValue("Content-Type", "Multipart/ByteRanges; boundary=x");
 
-    EXPECT_FALSE(continues(coded, {"\"a\"", 100}, 40));
-    EXPECT_FALSE(continues(parts, {"\"a\"", 100}, 40));
+    EXPECT_FALSE(continues(coded, {"\"a\"", 100, ""}, 40));
+    EXPECT_FALSE(continues(parts, {"\"a\"", 100, ""}, 40));
 }
 
 }  // namespace
