@@ -114,19 +114,46 @@ TEST_P(Cancellation, CallbackIsCalledTenTimesASecondWhileNothingMoves) {
     EXPECT_LT(steady_clock::now() - start, milliseconds(1100));
 }
 
-TEST_P(Cancellation, CallbackIsCalledALastTimeWithTheFinalCounts) {
+class FinalCounts : public OnBothRoads {
+protected:
+    Progress of(const CurlHttpClient& client, HttpRequest request) const {
+        Progress last;
+        request.setProgressCallback([&](const Progress& progress) {
+            last = progress;
+            return ProgressResult::CONTINUE;
+        });
+        send(client, std::move(request));
+        return last;
+    }
+};
+ON_BOTH_ROADS(FinalCounts);
+
+TEST_P(FinalCounts, AreReportedInTheEnd) {
     FaultServer server;
-    Progress last;
-    HttpRequest request = withBody(HttpMethod::PUT, server.url(), std::string(100000, 'x'));
-    request.setProgressCallback([&](const Progress& progress) {
-        last = progress;
-        return ProgressResult::CONTINUE;
-    });
-    send(CurlHttpClient(once()), std::move(request));
+    const Progress last = of(CurlHttpClient(once()),
+                             withBody(HttpMethod::PUT, server.url(), std::string(100000, 'x')));
     EXPECT_EQ(last.uploadNow, 100000);
     EXPECT_EQ(last.uploadTotal, 100000);
     EXPECT_EQ(last.downloadNow, 64);
     EXPECT_EQ(last.downloadTotal, 64);
+}
+
+TEST_P(FinalCounts, OfADownloadTellOfNoUpload) {
+    FaultServer server;
+    const Progress last = of(CurlHttpClient(once()), get(server.url("/bytes/100")));
+    EXPECT_EQ(last.uploadNow, 0);
+    EXPECT_EQ(last.uploadTotal, 0);
+    EXPECT_EQ(last.downloadNow, 100);
+    EXPECT_EQ(last.downloadTotal, 100);
+}
+
+TEST_P(FinalCounts, CountABodyOnceThatWasSentAgainOnAnotherConnection) {
+    FaultServer server("finnext,ok");
+    const CurlHttpClient client(once());
+    send(client, get(server.url("/bytes/1")));
+    const Progress last = of(client, withBody(HttpMethod::PUT, server.url(), "body"));
+    EXPECT_EQ(last.uploadNow, 4);
+    EXPECT_EQ(server.connectionsAccepted(), 2u);
 }
 
 TEST_P(Cancellation, IsCalledOnTheThreadThatMakesTheRequest) {

@@ -48,6 +48,19 @@ TEST_P(Redirects, LimitIsClamped) {
     }
 }
 
+TEST_P(Redirects, KeepTheConnectionUnlessTheirBodyIsLong) {
+    constexpr std::uint64_t LONGEST_READ = 256 * 1024;
+    for (const std::uint64_t excess : {0, 1}) {
+        httpclient_testing::FaultStep redirect = httpclient_testing::FaultStep::parse("302:/next");
+        redirect.statusBodySize = LONGEST_READ + excess;
+        FaultServer server(httpclient_testing::FaultPlan({redirect, {}}));
+
+        EXPECT_TRUE(httpclient_core::isSuccess(send(CurlHttpClient(once()), get(server.url()))));
+
+        EXPECT_EQ(server.connectionsAccepted(), 1 + excess);
+    }
+}
+
 TEST_P(Redirects, AreDeliveredWhenTheyAreNotFollowed) {
     FaultServer server("302:/next,ok");
     const CurlHttpClient client(once().withFollowRedirects(false));
@@ -313,6 +326,22 @@ TEST_P(Redirects, SendTheWholeBodyAgainWhereTheMethodStays) {
         EXPECT_EQ(server.requests().at(1).bodySize, body.size());
         EXPECT_EQ(server.requests().at(1).bodySha256, server.requests().at(0).bodySha256);
     }
+}
+
+TEST_P(Redirects, OfABodyInChunksKeepItsFramingAsLongAsItself) {
+    FaultServer other;
+    FaultServer server("307:/next,307:" + other.url("/there"));
+    other.setPlan("303:/done,ok");
+
+    send(CurlHttpClient(once()),
+         withBody(HttpMethod::PUT, server.url(), "body", {{"Transfer-Encoding", "chunked"}}));
+
+    for (const auto& request :
+         {server.requests().at(0), server.requests().at(1), other.requests().at(0)}) {
+        EXPECT_EQ(request.header("Transfer-Encoding"), "chunked") << request.target;
+        EXPECT_EQ(request.body, "body") << request.target;
+    }
+    EXPECT_EQ(other.requests().at(1).header("Transfer-Encoding"), std::nullopt);
 }
 
 TEST_P(Redirects, OfNothingThatTheHopsSaidIsInTheResponse) {

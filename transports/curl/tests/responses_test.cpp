@@ -387,6 +387,13 @@ TEST_P(Responses, DecodingABombStopsAtTheLimit) {
     EXPECT_LE(counter.count(), 8 << 20);
 }
 
+TEST_P(Responses, TheLimitOfDecodedBytesHoldsForNothingThatCameUncoded) {
+    const CurlOptions options = CurlOptions().withDecodeContent(true).withMaxDecodedBytes(999);
+    EXPECT_EQ(failureOfPlan("ok", "/bytes/1000", options), "");
+    EXPECT_THAT(failureOfPlan("gzip", "/bytes/1000", options), HasSubstr("maxDecodedBytes = 999"));
+    EXPECT_EQ(failureOfPlan("gzip", "/bytes/999", options), "");
+}
+
 TEST_P(Responses, PositionsAreCountedInSixtyFourBits) {
     constexpr std::uint64_t SIZE = 5ull << 30;
     FaultServerOptions options;

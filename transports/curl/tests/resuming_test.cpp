@@ -230,6 +230,14 @@ TEST_P(Resuming, LeavesTheApplicationsOwnRangeAlone) {
     EXPECT_FALSE(server_.requests().back().header("If-Range"));
 }
 
+TEST_P(Resuming, PutsItsValidatorInPlaceOfTheApplications) {
+    server_.setPlan("fin@40000,ok");
+    send(CurlHttpClient(stubborn()), get(server_.url("/file"), {{"if-range", "\"other\""}}));
+    EXPECT_EQ(server_.requests().at(0).header("If-Range"), "\"other\"");
+    EXPECT_EQ(server_.requests().at(1).header("If-Range"), server_.etag("/file"));
+    EXPECT_EQ(server_.requests().at(1).countHeader("If-Range"), 1u);
+}
+
 TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
     server_.setPlan("unasked206");
     auto seen = HttpResponseCode::OK;
@@ -272,6 +280,13 @@ TEST_P(Resuming, GoesOnBehindARedirect) {
     HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));
     EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
     EXPECT_EQ(rangeOf(3), "bytes=40000-");
+    EXPECT_EQ(response.getTransactionReport().redirectCount(), 1);
+}
+
+TEST_P(Resuming, CountsNoRedirectOfARangeThatDidNotFit) {
+    server_.setPlan("302:/file,fin@40000,302:/file,wrongrange:+1,302:/file,ok");
+    const HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));
+    EXPECT_EQ(server_.requests().size(), 6u);
     EXPECT_EQ(response.getTransactionReport().redirectCount(), 1);
 }
 

@@ -21,9 +21,8 @@ class Settings : public OnBothRoads {
 protected:
     // Expects the timeout, not before the limit nor long after it, and returns the code seen by the
     // strategy.
-    int expectTimeout(const CurlHttpClient& client, const std::string& url, milliseconds limit) {
+    int expectTimeout(const CurlHttpClient& client, HttpRequest request, milliseconds limit) {
         int code = 0;
-        HttpRequest request = get(url);
         ClientConfiguration configuration = client.getClientConfiguration();
         configuration.setRetryStrategy([&](const HttpRequest&, const HttpResponse& response,
                                            const std::exception_ptr&, int, int) {
@@ -45,7 +44,7 @@ ON_BOTH_ROADS(Settings);
 TEST_P(Settings, ConnectTimeoutLimitsTheConnection) {
     BlackHole hole;
     const CurlHttpClient client(once().withConnectTimeout(200));
-    EXPECT_EQ(expectTimeout(client, hole.url(), milliseconds(200)), -1);
+    EXPECT_EQ(expectTimeout(client, get(hole.url()), milliseconds(200)), -1);
 }
 
 TEST_P(Settings, ConnectTimeoutCoversTls) {
@@ -55,14 +54,14 @@ TEST_P(Settings, ConnectTimeoutCoversTls) {
     FaultServer server(std::move(options));
     const CurlHttpClient client(
         once().withConnectTimeout(300).withCertificateFile(server.caFile()));
-    EXPECT_EQ(expectTimeout(client, server.url(), milliseconds(300)), -1);
+    EXPECT_EQ(expectTimeout(client, get(server.url()), milliseconds(300)), -1);
 }
 
 TEST_P(Settings, ResponseTimeoutRunsFromTheRequestsLastByteToTheHead) {
     for (const char* plan : {"hstall", "hstall@10", "delay:5000", "interim:2+hstall@5", "mute"}) {
         FaultServer server(plan);
         const CurlHttpClient client(once().withResponseTimeout(300));
-        EXPECT_EQ(expectTimeout(client, server.url(), milliseconds(300)), -1) << plan;
+        EXPECT_EQ(expectTimeout(client, get(server.url()), milliseconds(300)), -1) << plan;
     }
     FaultServer server("delay:300");
     EXPECT_EQ(send(CurlHttpClient(once().withResponseTimeout(2000)), get(server.url("/bytes/2")))
@@ -72,6 +71,20 @@ TEST_P(Settings, ResponseTimeoutRunsFromTheRequestsLastByteToTheHead) {
                    get(server.url("/bytes/2")))
                   .getContentLength(),
               2);
+}
+
+TEST_P(Settings, ResponseTimeoutRunsFromTheLastByteOfAnyBody) {
+    const HttpHeaders chunked{{"Transfer-Encoding", "chunked"}};
+    for (const HttpHeaders& framing : {HttpHeaders(), chunked}) {
+        for (const std::string body : {"", "x", "text"}) {
+            FaultServer server("hstall");
+            const CurlHttpClient client(once().withResponseTimeout(100));
+            SCOPED_TRACE(body + (framing.empty() ? "" : ", in chunks"));
+
+            expectTimeout(client, withBody(HttpMethod::PUT, server.url(), body, framing),
+                          milliseconds(100));
+        }
+    }
 }
 
 // The body is larger than all buffers between, so that it waits for the server, which has let it
@@ -121,13 +134,13 @@ TEST_P(Settings, ResponseTimeoutDoesNotRunWhileTheBodyIsSent) {
 TEST_P(Settings, IdleTimeoutEndsAStalledBody) {
     FaultServer server("stall@1000");
     const CurlHttpClient client(once().withIdleTimeout(400));
-    EXPECT_EQ(expectTimeout(client, server.url("/bytes/5000"), milliseconds(400)), 200);
+    EXPECT_EQ(expectTimeout(client, get(server.url("/bytes/5000")), milliseconds(400)), 200);
 }
 
 TEST_P(Settings, IdleSpeedTellsSlowFromIdle) {
     FaultServer server("drip:200");
     const CurlHttpClient slow(once().withIdleTimeout(300).withIdleSpeed(2000));
-    expectTimeout(slow, server.url("/bytes/5000"), milliseconds(300));
+    expectTimeout(slow, get(server.url("/bytes/5000")), milliseconds(300));
     const CurlHttpClient patient(once().withIdleTimeout(300).withIdleSpeed(100));
     EXPECT_EQ(send(patient, get(server.url("/bytes/200"))).getResponseBodyString().size(), 200u);
 }
