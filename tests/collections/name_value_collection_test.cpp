@@ -354,6 +354,15 @@ TEST_P(NameValueCollectionOfAnySize, KeepsNamesApartThatAreLongTogether) {
     EXPECT_THAT(collection.getAll(std::string(1000, 'N')), ElementsAre("longest"));
 }
 
+TEST_P(NameValueCollectionOfAnySize, FindsANameLongerThanManyOthersTogether) {
+    for (const std::size_t length : {359u, 360u, 361u, 10000u}) {
+        NameValueCollection collection = with({{std::string(length, 'n'), "v"}, {"last", "w"}});
+
+        EXPECT_EQ(collection.get(std::string(length, 'N')), "v") << length;
+        EXPECT_EQ(collection.get("last"), "w") << length;
+    }
+}
+
 // What is left of names that went must not be in the way of others, nor be taken for them.
 TEST_P(NameValueCollectionOfAnySize, FindsTheRestWhileNamesComeAndGo) {
     NameValueCollection collection = with({{"First", "1"}, {"Second", "2"}, {"Third", "3"}});

@@ -14,6 +14,7 @@ namespace {
 using test::ByteCounter;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
 class Responses : public OnBothRoads {
@@ -447,11 +448,33 @@ TEST_P(Responses, AFullDiskIsAnErrorThatIsNotResumed) {
         return failureOf(
             [&] { send(CurlHttpClient(std::move(configuration)), std::move(request)); });
     };
-    EXPECT_THAT(full(once(), "/bytes/100000"), HasSubstr("response stream: "));
-    EXPECT_THAT(full(once(), "/bytes/10"), HasSubstr("response stream: it could not be flushed"));
+    const std::string failed = "Request to " + hostOf(server) + " failed: response stream: ";
+    EXPECT_THAT(full(once(), "/bytes/100000"),
+                MatchesRegex(failed + "writing to it failed after [0-9]+ bytes"));
+    EXPECT_EQ(full(once(), "/bytes/10"), failed + "it could not be flushed");
     server.forgetRequests();
     EXPECT_THAT(full(stubborn(3), "/bytes/100000"), HasSubstr("response stream: "));
     for (const auto& request : server.requests()) EXPECT_FALSE(request.header("Range"));
+}
+
+// Goes to its end, but nowhere by number.
+class ForgetfulBuffer : public std::stringbuf {
+    pos_type seekpos(pos_type, std::ios::openmode) override { return pos_type(off_type(-1)); }
+};
+
+TEST_P(Responses, AStreamThatDoesNotComeBackToItsPositionIsAnError) {
+    FaultServer server;
+    for (const char* path : {"/bytes/5", "/bytes/0"}) {
+        ForgetfulBuffer buffer;
+        HttpRequest request = get(server.url(path));
+        request.setResponseStreamFactory(
+            [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                return std::make_unique<std::iostream>(&buffer);
+            });
+        EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(request)); }),
+                  "Request to " + hostOf(server) + " failed: response stream: it lost its position")
+            << path;
+    }
 }
 
 struct Mine : std::runtime_error {

@@ -387,6 +387,23 @@ TEST_P(ResumingToFile, ThatBeginsLaterKeepsItsPrefix) {
     EXPECT_EQ(rangeOf(1), "bytes=10000-");
 }
 
+TEST_P(ResumingToFile, ThatBeginsLaterIsOpenedOnce) {
+    fill("0123456789");
+    server_.setPlan("503:b100,fin@10000+weaketag+nolm,ok");
+    HttpRequest request = into(OPEN, 10);
+    int opened = 0;
+    request.setResponseStreamFactory(
+        [&, open = request.getResponseStreamFactory()](const auto&... answer) {
+            ++opened;
+            return open(answer...);
+        });
+
+    send(CurlHttpClient(stubborn()), std::move(request));
+
+    EXPECT_EQ(opened, 1);
+    EXPECT_TRUE(fileText() == "0123456789" + server_.content("/file").all());
+}
+
 TEST_P(ResumingToFile, WithOldBytesBehindTheBodyIsAnError) {
     fill(std::string(SIZE + 11, 'o'));
     for (const std::streamoff start : {0, 10}) {
