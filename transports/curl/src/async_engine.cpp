@@ -167,13 +167,23 @@ bool AsyncEngine::startLoop() {
         loops_.reserve(loops_.size() + 1);
         auto loop = std::make_unique<EventLoop>(*this, options_);
         loop->woken = true;
-        threads_.emplace_back([raw = loop.get()] { raw->run(); });
+        threads_.emplace_back([this, raw = loop.get()] { run(*raw); });
         loops_.push_back(std::move(loop));
         return true;
     } catch (const std::exception&) {
         noLoop_ = std::current_exception();
         return false;  // the loops that are there will come to it
     }
+}
+
+void AsyncEngine::run(EventLoop& loop) noexcept {
+    loop.run();
+    std::shared_ptr<AsyncEngine> self = std::move(forLeft_);
+    if (self == nullptr) return;
+    std::unique_ptr<LeftThread> before = std::move(leftBefore_);
+    pool_.close();
+    self.reset();
+    LeftThread::join(std::move(before));
 }
 
 bool AsyncEngine::fetch(EventLoop& loop, JobQueue& jobs) noexcept {
@@ -205,6 +215,10 @@ void AsyncEngine::complete(AsyncJobPtr job) {
     // It lives until the completion has run.
     const std::shared_ptr<AsyncEngine> engine = std::move(job->engine);
     const std::shared_ptr<LogicalRequest> logical = job->logical;
+    if (engine->orphaned_) {
+        logical->cancelled = true;
+        job->error = engine->cancelled_;
+    }
     if (logical->cancelled && logical->handler) {
         // Not by way of the strategy, which might sleep before it lets the application know.
         (*logical->handler)(std::move(job->request), std::move(job->response),
@@ -233,8 +247,22 @@ void AsyncEngine::shutDown() {
     }
     // First, since a loop may be held up by a stream of the application's.
     completeAll(std::move(waiting), cancelled_);
-    for (auto& thread : threads_) thread.join();
-    pool_.close();
+    std::thread self;
+    for (auto& thread : threads_) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            self = std::move(thread);
+        } else {
+            thread.join();
+        }
+    }
+    if (!self.joinable()) {
+        pool_.close();
+        return;
+    }
+    orphaned_ = true;
+    pool_.waitUntilIdle();  // some completions have turned to the client before
+    forLeft_ = shared_from_this();
+    leftBefore_ = LeftThread::leave(std::move(left_), std::move(self));
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -11,6 +11,7 @@
 #include "completion_pool.h"
 #include "event_loop.h"
 #include "job_queue.h"
+#include "left_thread.h"
 #include "settings.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -35,7 +36,9 @@ public:
                 std::uint64_t id, httpclient_core::RetryTask completion,
                 std::shared_ptr<LogicalRequest> begun);
 
-    // Cancels everything, completes it and joins the threads.
+    // Cancels everything, completes it and joins the threads. Called by a transfer's stream or
+    // callback on a loop's own thread, it does so for all but that loop, whose transfers end and
+    // complete when the application's code has returned; that thread becomes a LeftThread.
     void shutDown();
     const std::atomic<bool>& closing() const { return closing_; }
 
@@ -57,15 +60,19 @@ private:
     void completeAll(JobQueue jobs, const std::exception_ptr& error);
     void dispatch();
     bool startLoop();
+    void run(EventLoop& loop) noexcept;
     std::size_t room(const EventLoop& loop) const;
     bool isUsable(std::size_t loop) const {
         return settings_->maxThreads == 0 || loop < settings_->maxThreads;
     }
 
-    const CurlOptions& options_;
+    // Its own, which a loop may read after the client has gone.
+    const CurlOptions options_;
     // Made while there is memory: without any, a client still ends.
     const std::exception_ptr cancelled_;
     std::atomic<bool> closing_{false};
+    // The client has gone while one of its loops runs on: no completion may turn to it any more.
+    std::atomic<bool> orphaned_{false};
     mutable std::mutex mutex_;
     SharedSettings settings_;
     JobQueue queue_;
@@ -73,6 +80,12 @@ private:
     std::vector<std::thread> threads_;
     std::exception_ptr noLoop_;  // why the last loop could not be started
     CompletionPool pool_;
+
+    // For the loop whose thread shut the engine down, what it has to join, and what keeps the
+    // engine alive for it.
+    std::unique_ptr<LeftThread> left_ = std::make_unique<LeftThread>();
+    std::unique_ptr<LeftThread> leftBefore_;
+    std::shared_ptr<AsyncEngine> forLeft_;
 };
 
 // Settings of a request: its own configuration's, else `common`.

@@ -41,6 +41,7 @@ struct CompletionPool::State {
     std::mutex mutex;
     std::condition_variable called;
     std::condition_variable wanted;
+    std::condition_variable idle;
     JobQueue queue;
     std::uint64_t posted = 0;
     std::uint64_t taken = 0;
@@ -145,6 +146,7 @@ void CompletionPool::work(const std::shared_ptr<State>& state, Threads::iterator
             if (round == state->round) --state->fresh;
             continue;
         }
+        if (state->running == 0) state->idle.notify_all();
         if (state->closing) break;
         ++state->asleep;
         state->called.wait_for(lock, IDLE_TIME, [&] { return state->calls > 0 || state->closing; });
@@ -200,6 +202,11 @@ void CompletionPool::watch(const std::shared_ptr<State>& state) {
             if (!addThread(state)) break;
         }
     }
+}
+
+void CompletionPool::waitUntilIdle() {
+    std::unique_lock<std::mutex> lock(state_->mutex);
+    state_->idle.wait(lock, [this] { return state_->queue.empty() && state_->running == 0; });
 }
 
 void CompletionPool::close() {

@@ -23,6 +23,9 @@ public:
     // can be had.
     void post(JobQueue jobs) noexcept;
 
+    // Waits until everything posted has run. Not called from a completion.
+    void waitUntilIdle();
+
     // Waits until everything posted has run and joins the threads. Called from a completion, it
     // does so for the others; that completion's own thread becomes a LeftThread.
     void close();

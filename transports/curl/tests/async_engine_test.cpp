@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <istream>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -478,12 +479,15 @@ protected:
                 std::move(request),
                 CompletionHandler([this](HttpRequest, HttpResponse, std::exception_ptr error) {
                     ++calls_;
-                    if (error && !failureOf<HttpRequestCancelledException>([&] {
-                                      std::rethrow_exception(error);
-                                  }).empty())
-                        ++cancelled_;
+                    if (isCancellation(error)) ++cancelled_;
                 }));
         }
+    }
+
+    static bool isCancellation(const std::exception_ptr& error) {
+        return error && !failureOf<HttpRequestCancelledException>([&] {
+                             std::rethrow_exception(error);
+                         }).empty();
     }
 
     std::atomic<int> calls_{0};
@@ -681,6 +685,113 @@ TEST_F(EndOfLife, MayComeFromAHandlerOfItsOwn) {
         }));
     auto future = done.get_future();
     got(future);
+}
+
+// A body that calls whenever it is read from or written to.
+class CallingBody : public std::stringbuf {
+public:
+    CallingBody(const std::string& text, std::function<void()> call)
+        : std::stringbuf(text), call_(std::move(call)) {}
+
+protected:
+    std::streamsize xsgetn(char* to, std::streamsize size) override {
+        call_();
+        return std::stringbuf::xsgetn(to, size);
+    }
+    std::streamsize xsputn(const char* from, std::streamsize size) override {
+        call_();
+        return std::stringbuf::xsputn(from, size);
+    }
+
+private:
+    std::function<void()> call_;
+};
+
+class CallingStream : public std::iostream {
+public:
+    CallingStream(const std::string& text, std::function<void()> call)
+        : std::iostream(nullptr), body_(text, std::move(call)) {
+        rdbuf(&body_);
+    }
+
+private:
+    CallingBody body_;
+};
+
+TEST_F(EndOfLife, MayComeFromAStreamOrCallbackOfATransfer) {
+    using Prepare = std::function<void(HttpRequest&, const std::function<void()>&)>;
+    const std::pair<const char*, Prepare> places[] = {
+        {"progress callback",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setProgressCallback([end](const Progress&) {
+                 end();
+                 return ProgressResult::CONTINUE;
+             });
+         }},
+        {"progress callback that throws",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setProgressCallback([end](const Progress&) -> ProgressResult {
+                 end();
+                 throw std::runtime_error("mine");
+             });
+         }},
+        {"callback for changes",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setPreRespCodeAndHeadersCallback(end);
+         }},
+        {"factory",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setResponseStreamFactory(
+                 [end](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                     end();
+                     return std::make_unique<std::stringstream>();
+                 });
+         }},
+        {"stream of the response",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setResponseStreamFactory(
+                 [end](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                     return std::make_unique<CallingStream>("", end);
+                 });
+         }},
+        {"stream of the request",
+         [](HttpRequest& request, const std::function<void()>& end) {
+             request.setHeaderValue("Content-Length", "4");
+             request.setRequestBody(std::make_unique<CallingStream>("body", end));
+         }},
+    };
+    for (const auto& [name, prepare] : places) {
+        SCOPED_TRACE(name);
+        FaultServer server("stall@100*3,ok");
+        Gate queued;
+        Countdown all(10);
+        calls_ = cancelled_ = 0;
+        auto client = std::make_unique<CurlHttpClient>(
+            stubborn(3).withMaxThreads(2).withMaxRequestsPerThread(2));
+        const auto start = [&](HttpRequest request) {
+            client->makeAsyncRequest(
+                std::move(request), [&](const auto&, const auto&, const std::exception_ptr& error) {
+                    ++calls_;
+                    if (isCancellation(error)) ++cancelled_;
+                    all.count();
+                });
+        };
+        for (int i = 0; i < 3; ++i) start(get(server.url("/bytes/1000")));
+        server.waitForStalls(3);
+        HttpRequest ending = get(server.url("/bytes/1000"));
+        prepare(ending, [&] {
+            queued.pass();
+            client.reset();
+        });
+
+        start(std::move(ending));
+        for (int i = 0; i < 6; ++i) start(get(server.url()));
+        queued.open();
+
+        EXPECT_TRUE(all.wait());
+        EXPECT_EQ(calls_, 10);
+        EXPECT_EQ(cancelled_, 10);
+    }
 }
 
 TEST_F(EndOfLife, UnderLoadManyTimes) {

@@ -35,7 +35,10 @@ namespace tavrin::httpclient_curl {
 /// retry strategy that sleeps and a stream or callback that blocks delay it for as long as they
 /// take. Nothing new is started meanwhile: performRequest() and performAsyncRequest() throw
 /// HttpRequestCancelledException. A handler may destroy the client that calls it; all other threads
-/// of the client have ended then, and the end of the program waits for that handler to return.
+/// of the client have ended then, and the end of the program waits for that handler to return. So
+/// may a stream or callback of an asynchronous request; the transfers of its thread are completed,
+/// as cancelled, when it has returned, so that no other handler may be waiting for one of them. A
+/// synchronous request's must not.
 ///
 /// **fork().** A child process may use and destroy a client of its parent's: there it has threads
 /// and connections of its own, none of the parent's requests, and leaves the parent's connections
