@@ -44,6 +44,7 @@ Attempt::Attempt(HttpRequest& request, HttpResponse& response, LogicalRequest& l
       options_(options),
       settings_(*logical.settings),
       progress_(request.hasProgressCallback() ? request.getProgressCallback() : nullptr),
+      wantsReports_(progress_ != nullptr),
       method_(request.getHttpMethod()),
       head_({options.maxHeaderBytes(), options.maxHeaderCount()}),
       sink_(request, response, logical) {
@@ -408,10 +409,20 @@ void Attempt::checkClosure() const {
 }
 
 void Attempt::end() noexcept {
-    if (failure_ != nullptr) sink_.keepHeldBytes();
+    if (failure_ == nullptr) return;
+    sink_.keepHeldBytes();
+    if (!wantsReports_ || (sink_.written() == 0 && uploaded_ == 0)) return;
+    try {
+        excused([this] { callProgressCallback(); });
+    } catch (...) {
+        // What the attempt has failed with came first.
+    }
 }
 
-void Attempt::fail(std::exception_ptr failure) noexcept { failure_ = std::move(failure); }
+void Attempt::fail(std::exception_ptr failure) noexcept {
+    failure_ = std::move(failure);
+    wantsReports_ = false;
+}
 
 ProgressResult Attempt::callProgressCallback() const {
     Progress progress;
@@ -428,11 +439,13 @@ void Attempt::report(bool last) {
     if (!last && now - reportedAt_ < PROGRESS_INTERVAL) return;
     reportedAt_ = now;
     ProgressResult result = ProgressResult::CONTINUE;
+    wantsReports_ = false;
     excused([&] { result = callProgressCallback(); });
     if (result == ProgressResult::CANCEL) {
         logical_.cancelled = true;
         throw HttpRequestCancelledException();
     }
+    wantsReports_ = true;
 }
 
 bool Attempt::keepsGoing() noexcept {

@@ -1,4 +1,6 @@
 #include <atomic>
+#include <functional>
+#include <istream>
 #include <thread>
 
 #include "httpclient_testing/black_hole.h"
@@ -98,12 +100,14 @@ TEST_P(Cancellation, ThrowingFromTheCallbackReachesTheCaller) {
     FaultServer server("stall@10");
     for (const int nth : {1, 2, 10}) {
         HttpRequest request = get(server.url("/bytes/100"));
-        request.setProgressCallback([nth, calls = 0](const Progress&) mutable -> ProgressResult {
+        int calls = 0;
+        request.setProgressCallback([&, nth](const Progress&) -> ProgressResult {
             if (++calls == nth) throw Mine("enough");
             return ProgressResult::CONTINUE;
         });
         EXPECT_EQ(failureOf<Mine>([&] { send(CurlHttpClient(once()), std::move(request)); }),
                   "enough");
+        EXPECT_EQ(calls, nth);
     }
 }
 
@@ -154,6 +158,58 @@ TEST_P(FinalCounts, CountABodyOnceThatWasSentAgainOnAnotherConnection) {
     const Progress last = of(client, withBody(HttpMethod::PUT, server.url(), "body"));
     EXPECT_EQ(last.uploadNow, 4);
     EXPECT_EQ(server.connectionsAccepted(), 2u);
+}
+
+// Takes every byte and cannot be flushed.
+class Unflushable : public std::stringbuf {
+public:
+    explicit Unflushable(bool& flushed) : flushed_(flushed) {}
+
+protected:
+    int sync() override {
+        flushed_ = true;
+        return -1;
+    }
+
+private:
+    bool& flushed_;
+};
+
+class UnflushableStream : public std::iostream {
+public:
+    explicit UnflushableStream(bool& flushed) : std::iostream(nullptr), buffer_(flushed) {
+        rdbuf(&buffer_);
+    }
+
+private:
+    Unflushable buffer_;
+};
+
+TEST_P(FinalCounts, AreReportedAfterAFailureTooWhateverTheCallbackAnswers) {
+    FaultServer server;
+    const std::function<ProgressResult()> answers[] = {
+        [] { return ProgressResult::CONTINUE; }, [] { return ProgressResult::CANCEL; },
+        []() -> ProgressResult { throw Mine("too late"); }};
+    for (const auto& answer : answers) {
+        bool failed = false;
+        std::vector<std::int64_t> countsAfterFailure;
+        HttpRequest request = get(server.url("/bytes/1000"));
+        request.setResponseStreamFactory(
+            [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+                return std::make_unique<UnflushableStream>(failed);
+            });
+        request.setProgressCallback([&](const Progress& progress) {
+            if (!failed) return ProgressResult::CONTINUE;
+            countsAfterFailure.push_back(progress.downloadNow);
+            return answer();
+        });
+
+        EXPECT_EQ(
+            failureOf([&] { send(CurlHttpClient(once()), std::move(request)); }),
+            "Request to " + hostOf(server) + " failed: response stream: it could not be flushed");
+
+        EXPECT_THAT(countsAfterFailure, testing::ElementsAre(1000));
+    }
 }
 
 TEST_P(Cancellation, IsCalledOnTheThreadThatMakesTheRequest) {

@@ -127,6 +127,11 @@ namespace tavrin::httpclient_curl {
 /// Transfer-Encoding other than one "chunked" or "identity"; and with a blank before the colon, or a
 /// folded line, in Content-Length, Transfer-Encoding or Content-Encoding.
 ///
+/// **Progress.** The callback is called at least ten times a second while an attempt is under way,
+/// and a last time with the final counts when it succeeds or fails with bytes of a body moved; then
+/// a failure stays what it is, whatever the callback answers or throws. After it has ended an
+/// attempt itself, and when the end of the client has, it is not called again.
+///
 /// **Limits.** The progress callback is not called while a request waits in the queue, nor during a
 /// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked up leaves that to a thread of
 /// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
