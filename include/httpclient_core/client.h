@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -31,7 +32,9 @@ public:
                                      !std::is_same_v<std::decay_t<Callable>, CompletionHandler> &&
                                      std::is_invocable_v<std::decay_t<Callable>&, HttpRequest,
                                                          HttpResponse, std::exception_ptr>>>
-    CompletionHandler(Callable&& callable) : task_(std::forward<Callable>(callable)) {}
+    CompletionHandler(Callable&& callable)
+        : task_(
+              std::make_unique<TaskOf<std::decay_t<Callable>>>(std::forward<Callable>(callable))) {}
 
     CompletionHandler(CompletionHandler&&) noexcept = default;
     CompletionHandler& operator=(CompletionHandler&&) noexcept = default;
@@ -43,7 +46,27 @@ public:
     void operator()(HttpRequest request, HttpResponse response, std::exception_ptr error);
 
 private:
-    std::packaged_task<void(HttpRequest, HttpResponse, std::exception_ptr)> task_;
+    // What a std::packaged_task would be if nobody could ask for its result: the system call by
+    // which that one wakes those who might is a tenth of what it takes to cancel a waiting request.
+    struct Task {
+        virtual ~Task() = default;
+        virtual void run(HttpRequest&& request, HttpResponse&& response,
+                         std::exception_ptr&& error) = 0;
+        std::atomic<bool> hasRun{false};
+    };
+
+    template <typename Callable>
+    struct TaskOf final : Task {
+        template <typename From>
+        explicit TaskOf(From&& from) : callable(std::forward<From>(from)) {}
+        void run(HttpRequest&& request, HttpResponse&& response,
+                 std::exception_ptr&& error) override {
+            std::invoke(callable, std::move(request), std::move(response), std::move(error));
+        }
+        Callable callable;
+    };
+
+    std::unique_ptr<Task> task_;
 };
 
 /// Client that makes requests, checks them, retries and resumes them; a derived class adds the

@@ -1,3 +1,6 @@
+#include <cxxabi.h>
+
+#include <future>
 #include <utility>
 
 #include "httpclient_core/client.h"
@@ -8,7 +11,16 @@ CompletionHandler::~CompletionHandler() = default;
 
 void CompletionHandler::operator()(HttpRequest request, HttpResponse response,
                                    std::exception_ptr error) {
-    task_(std::move(request), std::move(response), std::move(error));
+    if (task_ == nullptr) throw std::future_error(std::future_errc::no_state);
+    if (task_->hasRun.exchange(true))
+        throw std::future_error(std::future_errc::promise_already_satisfied);
+    try {
+        task_->run(std::move(request), std::move(response), std::move(error));
+    } catch (const abi::__forced_unwind&) {
+        throw;  // not an exception: the thread is being cancelled
+    } catch (...) {
+        // What the callable throws is its own affair.
+    }
 }
 
 }  // namespace tavrin::httpclient_core
