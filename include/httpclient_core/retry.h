@@ -27,7 +27,9 @@ using RetriablePredicate =
 
 /// Retries what `isRetriable` approves of, up to two limits, with exponential back-off.
 ///
-/// Reading its fields only, one object may be called from several threads at once.
+/// Reading its fields only, one object may be called from several threads at once. It is assigned
+/// field by field: where memory runs out on the way, some fields are the other's already. A copy
+/// that is moved in (`retry = DefaultRetry(other)`) is assigned whole or not at all.
 struct HTTPCLIENT_CORE_EXPORT DefaultRetry {
     int maxTotalAttempts = 0;              ///< most attempts of a request
     int maxConsecutiveAttempts = 0;        ///< most attempts since the last 2xx response

@@ -25,8 +25,8 @@ struct RetryDriver {
             return;
         }
         detail::prepareForRetry(request, response, configuration.resumeOnRetry());
-        auto next = client->retryCompletionHandler(handler, requestId, totalAttempts,
-                                                   consecutiveAttempts, configuration);
+        auto next = client->retryCompletionHandler(std::move(handler), requestId, totalAttempts,
+                                                   consecutiveAttempts, std::move(configuration));
         client->performAsyncRequest(std::move(request), std::move(response), requestId,
                                     std::move(next));
     }

@@ -265,7 +265,7 @@ TEST(RetryStrategiesExhaustion, DecideAsTheyDoWithMemory) {
                                     [](const Nothing&) { return std::string(); }, operations);
 }
 
-TEST(DefaultRetryExhaustion, IsAssignedWholeOrNotAtAll) {
+TEST(DefaultRetryExhaustion, IsAssignedWholeOrNotAtAllByWayOfACopy) {
     const auto predicate = [text = longText("kept")](HttpMethod, bool, HttpResponseCode) {
         return true;
     };

@@ -17,7 +17,8 @@ static_assert(std::is_same_v<decltype(Progress::downloadNow), std::int64_t>);
 static_assert(std::is_same_v<decltype(Progress::uploadTotal), std::int64_t>);
 static_assert(std::is_same_v<decltype(Progress::uploadNow), std::int64_t>);
 static_assert(!std::is_convertible_v<ProgressResult, int>, "the enumeration is scoped");
-static_assert(ProgressResult::CONTINUE != ProgressResult::CANCEL);
+static_assert(static_cast<int>(ProgressResult::CONTINUE) == 0, "as programs are compiled");
+static_assert(static_cast<int>(ProgressResult::CANCEL) == 1, "as programs are compiled");
 static_assert(
     std::is_same_v<ProgressCallback, std::function<ProgressResult(const Progress& progress)>>);
 
