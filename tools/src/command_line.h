@@ -55,6 +55,7 @@ struct CommandLine {
     int maxRedirects = 5;
     bool failOnHttpError = false;
     bool compressed = false;
+    std::int64_t maxDecoded = std::int64_t{1} << 30;  ///< bytes; 0: no limit
     bool onlyHttp1 = false;
     std::string certificateFile;
     std::optional<std::string> proxy;  ///< none: as the environment says; "": no proxy

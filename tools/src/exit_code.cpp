@@ -42,6 +42,9 @@ ExitCode codeForCause(const std::string& cause) {
     }
     if (beginsWith(cause, "digest: ")) return ExitCode::CHECKSUM;
     if (beginsWith(cause, "malformed response: ")) {
+        if (contains(cause, "more than") || contains(cause, "Too large")) {
+            return ExitCode::TOO_LARGE;
+        }
         return contains(cause, "ncoding") ? ExitCode::BAD_CONTENT_ENCODING : ExitCode::BAD_ANSWER;
     }
     if (beginsWith(cause, "redirect: ")) {
@@ -96,6 +99,7 @@ bool isPermanent(ExitCode code) {
         case ExitCode::NOT_READ:
         case ExitCode::TOO_MANY_REDIRECTS:
         case ExitCode::CERTIFICATE_REFUSED:
+        case ExitCode::TOO_LARGE:
         case ExitCode::CERTIFICATE_FILE:
             return true;
         default:

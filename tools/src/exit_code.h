@@ -27,6 +27,7 @@ enum class ExitCode : int {
     NOT_RECEIVED = 56,
     CERTIFICATE_REFUSED = 60,
     BAD_CONTENT_ENCODING = 61,
+    TOO_LARGE = 63,
     CERTIFICATE_FILE = 77,
     CHECKSUM = 100,
 };

@@ -66,6 +66,8 @@ Limits (seconds may have a fraction; 0 means no limit)
                             most time to wait for an answer to begin (30)
   -Y, --speed-limit BYTES   give up below that many bytes per second (1) ...
   -y, --speed-time SECONDS  ... for that long (30)
+      --max-decoded BYTES   give up a body of which --compressed decodes more
+                            (1073741824)
       --max-redirs N        follow at most N redirects (5)
 
 The way there
@@ -104,10 +106,10 @@ Exit codes
    5  proxy name not found            56  receiving failed
    6  host name not found             60  the certificate is not trusted
    7  no connection                   61  the content coding is broken
-   8  the answer makes no sense       77  the file of --cacert is of no use
-  18  the body is not whole          100  a checksum differs
-  22  HTTP error, with --fail        130  interrupted (128 + signal number)
-  23  it could not be written
+   8  the answer makes no sense       63  the answer is beyond a limit
+  18  the body is not whole           77  the file of --cacert is of no use
+  22  HTTP error, with --fail        100  a checksum differs
+  23  it could not be written        130  interrupted (128 + signal number)
   26  a file to send could not be read
   28  a time limit was reached
 With several URLs it is the code of the first one, in their order, that failed.

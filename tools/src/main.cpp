@@ -41,6 +41,7 @@ httpclient_curl::CurlOptions curlOptions(const CommandLine& line) {
     httpclient_curl::CurlOptions options;
     options.setUserAgent(line.userAgent);
     options.setDecodeContent(line.compressed);
+    options.setMaxDecodedBytes(line.maxDecoded);
     if (line.onlyHttp1) options.setHighestHttpVersion(httpclient_curl::HttpVersion::HTTP_1_1);
     return options;
 }

@@ -53,6 +53,7 @@ TEST(CommandLineText, FetchesUrlsWithTheDefaults) {
     EXPECT_EQ(line.retries, 4);
     EXPECT_TRUE(line.resume);
     EXPECT_TRUE(line.followRedirects);
+    EXPECT_EQ(line.maxDecoded, 1073741824);
     EXPECT_FALSE(line.proxy.has_value());
     EXPECT_FALSE(line.progress.has_value());
     EXPECT_EQ(rendered(line.headers), "");
@@ -192,6 +193,14 @@ TEST(CommandLineText, RefusesWhatContradictsItself) {
     EXPECT_THAT(answerTo({"-L", "--no-location", url}), ::testing::StartsWith("2 tavrin-http: "));
     EXPECT_THAT(answerTo({"--progress", "--no-progress", url}),
                 ::testing::StartsWith("2 tavrin-http: "));
+}
+
+TEST(CommandLineText, RefusesNumbersOutOfRange) {
+    for (const std::string option : {"--retry=-1", "--max-redirs=-1", "--speed-limit=-1",
+                                     "--max-decoded=-1", "--parallel-max=0"}) {
+        EXPECT_THAT(answerTo({option, "http://a/"}), ::testing::StartsWith("2 tavrin-http: "))
+            << option;
+    }
 }
 
 TEST(CommandLineText, RefusesWhatIsNoUrl) {

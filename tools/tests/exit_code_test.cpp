@@ -49,6 +49,11 @@ TEST(ExitCodeFor, FollowsTheCauseThatTheTransportNames) {
     EXPECT_EQ(codeOfCause("digest: the body is not what its Repr-Digest tells"), 100);
     EXPECT_EQ(codeOfCause("malformed response: it has no head"), 8);
     EXPECT_EQ(codeOfCause("malformed response: Unrecognized content encoding"), 61);
+    EXPECT_EQ(codeOfCause("malformed response: its decoded body has more than maxDecodedBytes = 5 "
+                          "bytes"),
+              63);
+    EXPECT_EQ(codeOfCause("malformed response: it has more than maxHeaderCount = 5 fields"), 63);
+    EXPECT_EQ(codeOfCause("malformed response: Too large response headers: 307201 > 307200"), 63);
     EXPECT_EQ(codeOfCause("redirect: more than maxRedirects = 5"), 47);
     EXPECT_EQ(codeOfCause("redirect: it leads from https to http"), 1);
     EXPECT_EQ(codeOfCause("request body: it is shorter"), 26);

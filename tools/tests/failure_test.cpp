@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "support/program_test.h"
 
@@ -113,6 +114,24 @@ TEST_F(Failure, OfTheCommandLineIsSaidBeforeAnythingElse) {
     EXPECT_EQ(outcome.code, 2);
     EXPECT_THAT(outcome.errors, HasSubstr("Try \"tavrin-http --help\""));
     EXPECT_EQ(server_.requests().size(), 0U);
+}
+
+TEST_F(Failure, OfAnAnswerBeyondALimitIsNotTriedAgain) {
+    for (const auto& [plan, name] : {std::pair("gzipbomb:1", "maxDecodedBytes = 1048575"),
+                                     std::pair("hbomb:1001:10", "maxHeaderCount"),
+                                     std::pair("hbomb:400:800", "maxHeaderBytes"),
+                                     std::pair("hline:200000", "more than 100 KiB")}) {
+        SCOPED_TRACE(plan);
+        server_.forgetRequests();
+        server_.setPlan(plan);
+        const auto outcome = run(
+            {"--retry", "1", "--compressed", "--max-decoded", "1048575", "-o", "f", server_.url()});
+
+        EXPECT_EQ(outcome.code, 63);
+        EXPECT_THAT(outcome.errors, HasSubstr(name));
+        EXPECT_EQ(server_.requests().size(), 1U);
+        EXPECT_EQ(directory_.listing(), "");
+    }
 }
 
 TEST_F(Failure, IsSilentIfAskedTo) {

@@ -114,6 +114,15 @@ TEST_F(Request, AsksForCompressedContentAndDecodesIt) {
     EXPECT_THAT(sent(0, "Accept-Encoding"), HasSubstr("gzip"));
 }
 
+TEST_F(Request, DecodesAsMuchAsIsAllowed) {
+    server_.setPlan("gzipbomb:1");
+
+    for (const std::string limit : {"1048576", "0"}) {
+        EXPECT_EQ(run({"--compressed", "--max-decoded", limit, "-o", "f", server_.url()}).code, 0);
+        EXPECT_EQ(file("f").size(), 1048576U);
+    }
+}
+
 class RequestOverTls : public ProgramTest {
 protected:
     RequestOverTls() : ProgramTest(options(httpclient_testing::TlsKind::GOOD)) {}
