@@ -2,6 +2,9 @@
 
 #include <csignal>
 #include <filesystem>
+#include <set>
+#include <sstream>
+#include <utility>
 
 #include "checksum.h"
 #include "support/program_test.h"
@@ -15,6 +18,21 @@ using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 using Download = ProgramTest;
+
+// Paths of the URLs of which a message says that they failed for good.
+std::set<std::string> failedPaths(const std::string& messages) {
+    std::set<std::string> paths;
+    std::istringstream lines(messages);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("; trying again ") != std::string::npos ||
+            line.find(" are kept in ") != std::string::npos) {
+            continue;
+        }
+        const auto path = line.find('/', line.find("://") + 3);
+        paths.insert(line.substr(path, line.find(':', path) - path));
+    }
+    return paths;
+}
 
 TEST_F(Download, GoesToStandardOutputAndSaysNothingElse) {
     const auto outcome = run({server_.url("/bytes/1000")});
@@ -356,6 +374,42 @@ TEST_F(Download, InParallelBringsEachFileWhole) {
     for (int i = 0; i < 8; ++i) {
         const std::string name = "f" + std::to_string(i);
         EXPECT_EQ(checksumOfText("sha256", file(name)), server_.content("/" + name).sha256());
+    }
+}
+
+TEST_F(Download, InParallelBringsEachFileWholeOrNamesIt) {
+    const std::vector<std::pair<std::string, bool>> plans{
+        {"rst@1000,fin@30000,ok", true},
+        {"baddigest", false},
+        {"digest+fin@40000,503,change+keepetag+digest,digest", true},
+        {"fin@1000", false},
+        {"503,ok", true},
+        {"404", false},
+        {"gzip+fin@1000,wrongrange:+1,ok", true},
+        {"noresp", false},
+    };
+    std::vector<std::string> arguments{"-Z", "-f", "-O", "--retry", "3", "--retry-delay", "0.001"};
+    std::set<std::string> broken;
+    std::set<std::string> whole;
+    for (int i = 0; i < 24; ++i) {
+        const auto& [plan, succeeds] = plans[static_cast<std::size_t>(i) % plans.size()];
+        const std::string path = "/f" + std::to_string(i);
+        server_.serve(path, {static_cast<std::uint64_t>(i + 1), 50000});
+        server_.setPlan(path, plan);
+        arguments.push_back(server_.url(path));
+        (succeeds ? whole : broken).insert(path);
+    }
+    const auto outcome = run(arguments);
+
+    // The second file's, whichever fails first.
+    EXPECT_EQ(outcome.code, 100);
+    for (const auto& path : whole) {
+        EXPECT_EQ(checksumOfText("sha256", file(path.substr(1))), server_.content(path).sha256())
+            << path;
+    }
+    EXPECT_EQ(failedPaths(outcome.errors), broken);
+    for (const auto& path : broken) {
+        EXPECT_FALSE(std::filesystem::exists(directory_.file(path.substr(1)))) << path;
     }
 }
 
