@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
 
 #include "httpclient_testing/sha256.h"
 #include "support.h"
@@ -15,6 +16,7 @@ using httpclient_core::MultipartBody;
 using httpclient_core::PartHeader;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 class RequestBodies : public OnBothRoads {
 protected:
@@ -477,6 +479,36 @@ TEST_P(MultipartBodies, HaveTheirPartsInOrderAsGiven) {
     EXPECT_EQ(received.countHeader("Content-Type"), 1u);
 }
 
+TEST_P(MultipartBodies, TakeWhatAPartSaysOfItselfForWhatIsMadeOtherwise) {
+    FaultServer server;
+    const PartHeader header = PartHeader("field", "text/plain")
+                                  .withCustomHeaderValue("content-type", "text/css")
+                                  .withCustomHeaderValue("content-disposition", "inline");
+    const MultipartBody body = MultipartBody().withPart(DataPart(header, "value"));
+
+    send(CurlHttpClient(once()), form(server.url(), body));
+
+    EXPECT_THAT(server.requests().at(0).body,
+                MatchesRegex("--[^\r]*\r\ncontent-type: text/css\r\n"
+                             "content-disposition: inline\r\n\r\nvalue\r\n--[^\r]*--\r\n"));
+}
+
+TEST_P(MultipartBodies, HaveBoundariesThatNobodyGuesses) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+    std::set<std::string> boundaries;
+    std::set<char> digits;
+    for (int i = 0; i < 20; ++i) {
+        send(client, form(server.url(), MultipartBody().withPart(DataPart("text"))));
+        const std::string boundary = boundaryOf(server.requests().back());
+        EXPECT_THAT(boundary, MatchesRegex("-{24}[0-9a-f]{30}"));
+        boundaries.insert(boundary);
+        digits.insert(boundary.begin() + 24, boundary.end());
+    }
+    EXPECT_EQ(boundaries.size(), 20u);
+    EXPECT_EQ(digits.size(), 16u);
+}
+
 TEST_P(MultipartBodies, QuoteNamesSafely) {
     FaultServer server;
     MultipartBody body;
@@ -554,6 +586,38 @@ TEST_P(MultipartBodies, WhoseFileGrowsBetweenAttemptsSendWhatItIsThen) {
     send(CurlHttpClient(configuration),
          form(server.url(), MultipartBody().withPart(FilePart(path))));
     EXPECT_THAT(server.requests().back().body, HasSubstr("\r\n\r\ntext and more\r\n"));
+}
+
+TEST_P(MultipartBodies, WhoseFilesChangeWhileTheyAreSentFail) {
+    constexpr std::uintmax_t SIZE = std::uintmax_t{40} << 20;
+    const std::string large = directory_.file("large");
+    const std::string next = directory_.file("next");
+    const std::pair<std::function<void()>, std::string> changes[] = {
+        {[&] { std::filesystem::resize_file(large, SIZE - 1); },
+         large + " became shorter while it was sent"},
+        {[&] { std::filesystem::resize_file(large, SIZE + 1); },
+         large + " became longer while it was sent"},
+        {[&] { std::filesystem::remove(next); }, next + " cannot be opened"},
+    };
+    for (const auto& [change, reason] : changes) {
+        file("large", "");
+        file("next", "text");
+        std::filesystem::resize_file(large, SIZE);
+        // The file is larger than all buffers between, so that its end waits for the server.
+        FaultServer server("ustall@1000");
+        HttpRequest request =
+            form(server.url(), MultipartBody().withPart(FilePart(large)).withPart(FilePart(next)));
+        request.setProgressCallback([&, changed = false](const Progress& progress) mutable {
+            if (progress.uploadNow == 0 || std::exchange(changed, true))
+                return ProgressResult::CONTINUE;
+            change();
+            server.release();
+            return ProgressResult::CONTINUE;
+        });
+
+        EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(request)); }),
+                  "Request to " + hostOf(server) + " failed: request body: file " + reason);
+    }
 }
 
 TEST_P(MultipartBodies, FromAFileOfFiveGibibytesAreAnnouncedAndStreamed) {
