@@ -60,6 +60,21 @@ TEST_P(RequestBodies, AreChunkedWhenAskedTo) {
     }
 }
 
+TEST_P(RequestBodies, AreChunkedOnAConnectionThatAnsweredInAnOlderVersionToo) {
+    httpclient_testing::FaultStep older;
+    older.statusLine = "HTTP/1.0 200 OK";
+    older.headers = {{"Connection", "keep-alive"}};
+    FaultServer server(httpclient_testing::FaultPlan({older, {}}));
+    const CurlHttpClient client(once());
+    send(client, get(server.url("/bytes/1")));
+
+    send(client,
+         withBody(HttpMethod::PUT, server.url(), "body", {{"Transfer-Encoding", "chunked"}}));
+
+    EXPECT_EQ(server.requests().at(1).body, "body");
+    EXPECT_EQ(server.connectionsAccepted(), 1u);
+}
+
 TEST_P(RequestBodies, WithIdentityGoByTheirLength) {
     FaultServer server;
     EXPECT_EQ(failureOfPost(server.url(), "text",
