@@ -114,6 +114,21 @@ TEST(PercentEncoding, OfALongTextIsThatOfItsPieces) {
     }
 }
 
+// Nothing but what stands between them, which fills any buffer on the way to its last place.
+TEST(PercentEncoding, OfManyEmptyTextsIsWhatSeparatesThem) {
+    NameValueCollection entries;
+    std::string separators;
+    for (int i = 0; i < 10000; ++i) {
+        entries.add("", "");
+        separators += "&=";
+    }
+
+    EXPECT_EQ(QueryParameters(entries).toString(), "?" + std::string(9999, '&'));
+    EXPECT_EQ(FormUrlEncoded(entries).contentLength(), separators.size() - 1);
+    const std::unique_ptr<std::istream> body = FormUrlEncoded(entries).stream();
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(*body), {}), separators.substr(1));
+}
+
 TEST(PercentEncoding, OfAnEmptyTextIsEmpty) {
     EXPECT_EQ(inQuery(""), "");
     EXPECT_EQ(inForm(""), "");
