@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
-#include "allocation_counter.h"
 #include "httpclient_core/messages.h"
+#include "measure.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "allocation_counter.h"
+#include "instruction_count.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ void measure(const std::function<void(const Task&)>& work, const Task& task) {
     const std::size_t allocations = allocationCount();
     const double cpu = cpuSeconds();
     const auto from = std::chrono::steady_clock::now();
-    work(task);
+    countInstructions([&] { work(task); });
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - from;
     std::cout << "{\"wall\": " << wall.count() << ", \"cpu\": " << cpuSeconds() - cpu
               << ", \"allocations\": " << allocationCount() - allocations

@@ -23,9 +23,9 @@
 #include <utility>
 #include <vector>
 
-#include "allocation_counter.h"
 #include "httpclient_core/form_body.h"
 #include "httpclient_core/query_parameters.h"
+#include "measure.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "allocation_counter.h"
 #include "httpclient_core/client.h"
+#include "measure.h"
 #include "response_fields.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "allocation_counter.h"
 #include "httpclient_core/headers.h"
+#include "measure.h"
 #include "response_fields.h"
 
 namespace {
@@ -19,102 +19,41 @@ namespace {
 namespace http = boost::beast::http;
 using tavrin::httpclient_core::HttpHeaders;
 
-const std::vector<std::string>& lookedUp() {
-    static const std::vector<std::string> names = {"content-type", "CONTENT-LENGTH", "etag",
-                                                   "accept-ranges"};
-    return names;
-}
-
-HttpHeaders buildHeaders() {
+HttpHeaders ours() {
     HttpHeaders headers;
     for (const auto& [name, value] : responseFields()) headers.addHeaderValue(name, value);
     return headers;
 }
 
-http::fields buildBeast() {
+http::fields beast() {
     http::fields fields;
     for (const auto& [name, value] : responseFields()) fields.insert(name, value);
     return fields;
 }
 
-void BuildOurs(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(buildHeaders());
-}
-BENCHMARK(BuildOurs)->Name("Build/Ours");
+#ifdef WITH_POCO
+using Poco::Net::MessageHeader;
 
-void BuildBeast(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(buildBeast());
+MessageHeader poco() {
+    MessageHeader header;
+    for (const auto& [name, value] : responseFields()) header.add(name, value);
+    return header;
 }
-BENCHMARK(BuildBeast)->Name("Build/Beast");
+#endif
 
-void LookupOurs(benchmark::State& state) {
-    const auto headers = buildHeaders();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        for (const auto& name : lookedUp()) benchmark::DoNotOptimize(headers.find(name));
-    }
+// A vector is no header set, but holds the same texts.
+Fields vector() {
+    Fields fields;
+    fields.reserve(responseFields().size());
+    for (const auto& field : responseFields()) fields.push_back(field);
+    return fields;
 }
-BENCHMARK(LookupOurs)->Name("Lookup/Ours");
 
-void LookupBeast(benchmark::State& state) {
-    const auto fields = buildBeast();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        for (const auto& name : lookedUp()) benchmark::DoNotOptimize(fields.find(name));
-    }
+const std::vector<std::string>& lookedUp() {
+    static const std::vector<std::string> names = {"content-type", "CONTENT-LENGTH", "etag",
+                                                   "accept-ranges"};
+    return names;
 }
-BENCHMARK(LookupBeast)->Name("Lookup/Beast");
-
-void CopyOurs(benchmark::State& state) {
-    const auto headers = buildHeaders();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(HttpHeaders(headers));
-}
-BENCHMARK(CopyOurs)->Name("Copy/Ours");
-
-void CopyBeast(benchmark::State& state) {
-    const auto fields = buildBeast();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(http::fields(fields));
-}
-BENCHMARK(CopyBeast)->Name("Copy/Beast");
-
-void ParseLinesOurs(benchmark::State& state) {
-    std::vector<std::string> lines;
-    for (const auto& [name, value] : responseFields())
-        lines.push_back(name + ": " + value + "\r\n");
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        HttpHeaders headers;
-        for (const auto& line : lines) headers.addHeader(line);
-        benchmark::DoNotOptimize(headers);
-    }
-}
-BENCHMARK(ParseLinesOurs)->Name("ParseLines/Ours");
-
-void MoveOurs(benchmark::State& state) {
-    auto headers = buildHeaders();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        HttpHeaders moved = std::move(headers);
-        headers = std::move(moved);
-        benchmark::DoNotOptimize(headers);
-    }
-}
-BENCHMARK(MoveOurs)->Name("Move/Ours");
-
-void MoveBeast(benchmark::State& state) {
-    auto fields = buildBeast();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        http::fields moved = std::move(fields);
-        fields = std::move(moved);
-        benchmark::DoNotOptimize(fields);
-    }
-}
-BENCHMARK(MoveBeast)->Name("Move/Beast");
 
 // As lines of a message.
 template <typename Headers>
@@ -126,95 +65,98 @@ std::string written(const Headers& headers) {
     return text;
 }
 
-void WriteOurs(benchmark::State& state) {
-    const auto headers = buildHeaders();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(written(headers));
-}
-BENCHMARK(WriteOurs)->Name("Write/Ours");
-
-void WriteBeast(benchmark::State& state) {
-    const auto fields = buildBeast();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        std::string text;
-        for (const auto& field : fields) {
-            const auto name = field.name_string();
-            const auto value = field.value();
-            text.append(name.data(), name.size()).append(": ");
-            text.append(value.data(), value.size()).append("\r\n");
-        }
-        benchmark::DoNotOptimize(text);
+std::string written(const http::fields& fields) {
+    std::string text;
+    for (const auto& field : fields) {
+        const auto name = field.name_string();
+        const auto value = field.value();
+        text.append(name.data(), name.size()).append(": ");
+        text.append(value.data(), value.size()).append("\r\n");
     }
+    return text;
 }
-BENCHMARK(WriteBeast)->Name("Write/Beast");
 
-// A vector is no header set, but holds the same texts.
-void BuildFloor(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        Fields fields;
-        fields.reserve(responseFields().size());
-        for (const auto& field : responseFields()) fields.push_back(field);
-        benchmark::DoNotOptimize(fields);
-    }
-}
-BENCHMARK(BuildFloor)->Name("Build/Floor");
+// --- What is measured, with the header set that MAKE gives ---
 
-void CopyFloor(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(Fields(responseFields()));
+template <auto MAKE>
+void build(benchmark::State& state) {
+    measure(state, MAKE);
 }
-BENCHMARK(CopyFloor)->Name("Copy/Floor");
 
-void WriteFloor(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(written(responseFields()));
+template <auto MAKE>
+void lookUp(benchmark::State& state) {
+    const auto headers = MAKE();
+    measure(state, [&] {
+        for (const auto& name : lookedUp()) benchmark::DoNotOptimize(headers.find(name));
+        return true;
+    });
 }
-BENCHMARK(WriteFloor)->Name("Write/Floor");
+
+template <auto MAKE>
+void copy(benchmark::State& state) {
+    const auto headers = MAKE();
+    measure(state, [&] { return decltype(MAKE())(headers); });
+}
+
+template <auto MAKE>
+void moveThereAndBack(benchmark::State& state) {
+    auto headers = MAKE();
+    measure(
+        state, [&]() -> const auto& {
+            auto moved = std::move(headers);
+            headers = std::move(moved);
+            return headers;
+        });
+}
+
+template <auto MAKE>
+void write(benchmark::State& state) {
+    const auto headers = MAKE();
+    measure(state, [&] { return written(headers); });
+}
+
+BENCHMARK(build<ours>)->Name("Build/Ours");
+BENCHMARK(build<beast>)->Name("Build/Beast");
+BENCHMARK(build<vector>)->Name("Build/Floor");
+BENCHMARK(lookUp<ours>)->Name("Lookup/Ours");
+BENCHMARK(lookUp<beast>)->Name("Lookup/Beast");
+BENCHMARK(copy<ours>)->Name("Copy/Ours");
+BENCHMARK(copy<beast>)->Name("Copy/Beast");
+BENCHMARK(copy<vector>)->Name("Copy/Floor");
+BENCHMARK(moveThereAndBack<ours>)->Name("Move/Ours");
+BENCHMARK(moveThereAndBack<beast>)->Name("Move/Beast");
+BENCHMARK(write<ours>)->Name("Write/Ours");
+BENCHMARK(write<beast>)->Name("Write/Beast");
+BENCHMARK(write<vector>)->Name("Write/Floor");
+#ifdef WITH_POCO
+BENCHMARK(build<poco>)->Name("Build/Poco");
+BENCHMARK(lookUp<poco>)->Name("Lookup/Poco");
+BENCHMARK(copy<poco>)->Name("Copy/Poco");
+#endif
+
+void parseLinesOurs(benchmark::State& state) {
+    std::vector<std::string> lines;
+    for (const auto& [name, value] : responseFields())
+        lines.push_back(name + ": " + value + "\r\n");
+    measure(state, [&] {
+        HttpHeaders headers;
+        for (const auto& line : lines) headers.addHeader(line);
+        return headers;
+    });
+}
+BENCHMARK(parseLinesOurs)->Name("ParseLines/Ours");
 
 #ifdef WITH_POCO
-using Poco::Net::MessageHeader;
-
-MessageHeader buildPoco() {
-    MessageHeader header;
-    for (const auto& [name, value] : responseFields()) header.add(name, value);
-    return header;
-}
-
-void BuildPoco(benchmark::State& state) {
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(buildPoco());
-}
-BENCHMARK(BuildPoco)->Name("Build/Poco");
-
-void LookupPoco(benchmark::State& state) {
-    const auto header = buildPoco();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
-        for (const auto& name : lookedUp()) benchmark::DoNotOptimize(header.find(name));
-    }
-}
-BENCHMARK(LookupPoco)->Name("Lookup/Poco");
-
-void CopyPoco(benchmark::State& state) {
-    const auto header = buildPoco();
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) benchmark::DoNotOptimize(MessageHeader(header));
-}
-BENCHMARK(CopyPoco)->Name("Copy/Poco");
-
-void ParseLinesPoco(benchmark::State& state) {
+void parseLinesPoco(benchmark::State& state) {
     const std::string text = written(responseFields()) + "\r\n";
-    const AllocationsPerIteration count(state);
-    for (auto _ : state) {
+    measure(state, [&] {
         std::istringstream lines(text);
         MessageHeader header;
         header.read(lines);
-        benchmark::DoNotOptimize(header);
-    }
+        return header;
+    });
 }
-BENCHMARK(ParseLinesPoco)->Name("ParseLines/Poco");
+BENCHMARK(parseLinesPoco)->Name("ParseLines/Poco");
 #endif
 
 }  // namespace

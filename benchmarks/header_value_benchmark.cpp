@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "allocation_counter.h"
 #include "httpclient_core/cookie.h"
 #include "httpclient_core/media_types.h"
+#include "measure.h"
 
 namespace {
 
