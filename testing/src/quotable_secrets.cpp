@@ -1,6 +1,7 @@
 #include "quotable_secrets.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <variant>
 
@@ -24,6 +25,23 @@ bool isLong(const std::string& secret) { return secret.size() >= LONG_SECRET; }
 
 bool isWord(const std::string& text, std::size_t begin, std::size_t end) {
     return (begin == 0 || !isWordByte(text, begin - 1)) && !isWordByte(text, end);
+}
+
+// The inside of a text of JSON, with escapes for all that is not ASCII, or for none of it.
+std::string jsonEscaped(const std::string& text, bool isAscii) {
+    using Json = nlohmann::json;
+    const std::string json = Json(text).dump(-1, ' ', isAscii, Json::error_handler_t::replace);
+    return json.substr(1, json.size() - 2);
+}
+
+// Some who write JSON do so, in case that it is put into a script.
+std::string withSlashesEscaped(const std::string& text) {
+    std::string escaped;
+    for (const char character : text) {
+        if (character == '/') escaped += '\\';
+        escaped += character;
+    }
+    return escaped;
 }
 
 }  // namespace
@@ -67,29 +85,45 @@ void QuotableSecrets::take(const DataPart& part, const SecretNames& names) {
 
 void QuotableSecrets::take(const std::string& text, const Secrets& secrets) {
     for (const Secret& secret : secrets) {
+        const std::string whole = text.substr(secret.begin, secret.end - secret.begin);
         const auto keepBoth = [this](const std::string& piece) {
             keep(piece);
             keep(piece.substr(piece.find_first_of(" =:") + 1));
-            keepUserInformation(piece);
+            keepDecodedUser(piece);
         };
-        HttpHeaders::splitElements(text.substr(secret.begin, secret.end - secret.begin), keepBoth,
-                                   ";", true);
+        keep(whole);
+        keepEncodedUser(whole);
+        HttpHeaders::splitElements(whole, keepBoth, ";", true);
     }
 }
 
 void QuotableSecrets::keep(const std::string& text) {
-    if (text.empty()) return;
-    texts_.push_back(text);
-    texts_.push_back(percentDecoded(text).text);
-    if (text.find('+') == std::string::npos) return;
     // In a form it stands for a blank.
     std::string spaced = text;
     std::replace(spaced.begin(), spaced.end(), '+', ' ');
-    texts_.push_back(percentDecoded(spaced).text);
+    for (const std::string& meant :
+         {text, percentDecoded(text).text, percentDecoded(spaced).text, jsonDecoded(text).text}) {
+        keepAsJsonToo(meant);
+    }
 }
 
-// What the scheme Basic tells, "user:password", goes on the wire in base64.
-void QuotableSecrets::keepUserInformation(const std::string& credentials) {
+void QuotableSecrets::keepAsJsonToo(const std::string& text) {
+    if (text.empty()) return;
+    texts_.insert(text);
+    for (const bool isAscii : {true, false}) {
+        const std::string escaped = jsonEscaped(text, isAscii);
+        texts_.insert(escaped);
+        texts_.insert(withSlashesEscaped(escaped));
+    }
+}
+
+// What the scheme Basic tells, "user:password", goes on the wire in base64; a client takes it from
+// a URL, too.
+void QuotableSecrets::keepEncodedUser(const std::string& user) {
+    if (user.find(':') != std::string::npos) keepAsJsonToo(base64(percentDecoded(user).text));
+}
+
+void QuotableSecrets::keepDecodedUser(const std::string& credentials) {
     static const std::string SCHEME = "Basic ";
     if (!sameName(credentials.substr(0, SCHEME.size()), SCHEME)) return;
     const std::string_view encoded = std::string_view(credentials).substr(SCHEME.size());

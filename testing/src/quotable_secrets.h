@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
-#include <vector>
 
 #include "httpclient_core/headers.h"
 #include "httpclient_core/multipart.h"
@@ -16,8 +16,8 @@ namespace tavrin::httpclient_testing::detail {
 // something else, and letters beside it say so.
 inline constexpr std::size_t LONG_SECRET = 8;
 
-// The credentials of a request as an answer to it, or an error, may quote them: whole, decoded, and
-// without the scheme, the cookie's name or the user before them.
+// The credentials of a request as an answer to it, or an error, may quote them: whole, decoded, as
+// JSON writes them, and without the scheme, the cookie's name or the user before them.
 class QuotableSecrets {
 public:
     QuotableSecrets(const RecordedRequest& request, const SecretNames& names);
@@ -30,9 +30,11 @@ private:
     void take(const httpclient_core::DataPart& part, const SecretNames& names);
     void take(const std::string& text, const Secrets& secrets);
     void keep(const std::string& text);
-    void keepUserInformation(const std::string& credentials);
+    void keepAsJsonToo(const std::string& text);
+    void keepEncodedUser(const std::string& user);
+    void keepDecodedUser(const std::string& credentials);
 
-    std::vector<std::string> texts_;
+    std::set<std::string> texts_;
 };
 
 }  // namespace tavrin::httpclient_testing::detail

@@ -227,6 +227,9 @@ TEST(Credentials, LeaveSecretMembersOutOfJson) {
         {R"({"next": "http:\/\/u:geheim@h\/?token=geheim&a=b"})",
          R"({"next": "http:\/\/***@h\/?token=***&a=b"})"},
         {R"({"text": "{\"token\": \"geheim\"}"})", R"({"text": "{\"token\": \"***\"}"})"},
+        {R"({"text": "token=geheim\nnext"})", R"({"text": "token=***\nnext"})"},
+        {R"({"text": "\u00e9\ud83d\udd11\ud83d token=geheim \u00e9"})",
+         R"({"text": "\u00e9\ud83d\udd11\ud83d token=*** \u00e9"})"},
         {"{\"token\": \"geheim\"}\n{\"token\": \"geheim\"}",
          "{\"token\": \"***\"}\n{\"token\": \"***\"}"},
         {R"({token: geheim, "a": 'b'})", R"({token: ***, "a": 'b'})"},
@@ -243,6 +246,20 @@ TEST(Credentials, LeaveSecretMembersOutOfJson) {
         for (const auto& [body, blanked] : cases) {
             EXPECT_EQ(Credentials().blankedBody(body, type), blanked);
         }
+    }
+}
+
+TEST(Credentials, KnowNamesThatJsonWritesWithEscapes) {
+    const Credentials credentials(
+        {{}, {"schl\xc3\xbcssel", "\xe2\x82\xac", "\xf0\x9f\x94\x91", "a\tb"}});
+    for (const std::string name :
+         {R"(schl\u00FCssel)", R"(\u20ac)", R"(\uD83D\uDD11)", R"(a\tb)", R"(\u0061\u0009b)"}) {
+        EXPECT_EQ(credentials.blankedBody("{\"" + name + "\": \"geheim\"}"),
+                  "{\"" + name + "\": \"***\"}");
+    }
+    for (const std::string name : {R"(\ud83d)", R"(\ud83d\u0041)", R"(\ud83d\ud83d)", R"(\u20)"}) {
+        const std::string body = "{\"" + name + "\": \"harmless\"}";
+        EXPECT_EQ(credentials.blankedBody(body), body);
     }
 }
 

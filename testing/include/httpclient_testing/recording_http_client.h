@@ -35,9 +35,10 @@ namespace tavrin::httpclient_testing {
 /// fields, bodies, reasons and the texts of failures, and what a request had is left out of what
 /// came for it too, should it be quoted there: in a header field, a body or an effective URL from 8
 /// bytes on, in a reason or the text of a failure from 2 bytes on, and below 8 only where no letter
-/// or digit touches it. A request has "***" in their place, and the length
-/// of its body is that of the one in the file. In the body of a response each of their bytes is a
-/// "*", and each digit of a number a 1, so that lengths, ranges and resumed bodies stay right.
+/// or digit touches it; as it was sent, decoded, as JSON writes it, and, of a user with a password,
+/// in base64. A request has "***" in their place, and the length of its body is that of the one in
+/// the file. In the body of a response each of their bytes is a "*", and each digit of a number a
+/// 1, so that lengths, ranges and resumed bodies stay right.
 /// Images, archives, compressed bodies and the like are written down as they are, and so are the
 /// names of files in multipart bodies: have a look at the file before it is shared.
 ///
