@@ -7,6 +7,7 @@
 #include "message_secrets.h"
 #include "secret_names.h"
 #include "secrets.h"
+#include "shared_value.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -19,6 +20,23 @@ using httpclient_core::MultipartBody;
 using httpclient_core::NameValueCollection;
 using httpclient_core::PartHeader;
 
+detail::SharedValue<CredentialNames>& namesOfProgram() {
+    static detail::SharedValue<CredentialNames> names;
+    return names;
+}
+
+void append(std::vector<std::string>& names, const std::vector<std::string>& more) {
+    names.insert(names.end(), more.begin(), more.end());
+}
+
+CredentialNames withThoseOfProgram(CredentialNames names) {
+    const CredentialNames more = namesOfProgram().get();
+    append(names.headers, more.headers);
+    append(names.parameters, more.parameters);
+    append(names.harmless, more.harmless);
+    return names;
+}
+
 template <typename Part>
 Part blankedPart(Part part, const Credentials& credentials) {
     PartHeader header = part.getHeader();
@@ -30,7 +48,8 @@ Part blankedPart(Part part, const Credentials& credentials) {
 
 }  // namespace
 
-Credentials::Credentials(CredentialNames further) : further_(std::move(further)) {}
+Credentials::Credentials(CredentialNames further)
+    : further_(withThoseOfProgram(std::move(further))) {}
 
 bool Credentials::isHeader(const std::string& name) const {
     return SecretNames(further_).isHeader(name);
@@ -91,5 +110,7 @@ MultipartBody Credentials::blanked(const MultipartBody& body) const {
     }
     return blanked;
 }
+
+void setCredentialNames(CredentialNames names) { namesOfProgram().set(std::move(names)); }
 
 }  // namespace tavrin::httpclient_testing

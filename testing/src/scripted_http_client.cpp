@@ -15,6 +15,7 @@
 #include "httpclient_core/exceptions.h"
 #include "httpclient_testing/wire_text.h"
 #include "record_request.h"
+#include "shared_value.h"
 
 namespace tavrin::httpclient_testing {
 namespace {
@@ -28,28 +29,15 @@ using httpclient_core::RetryTask;
 // An expectation is one line or several; beside it stand as many attempts as one can look at.
 constexpr std::size_t MOST_RECEIVED_SHOWN = 10;
 
-// The one of the program. A client has a copy, as it may outlive this.
-class SharedUnmetReporter {
-public:
-    void set(UnmetReporter reporter) {
-        const std::lock_guard lock(mutex_);
-        reporter_ = std::move(reporter);
-    }
-
-    UnmetReporter get() const {
-        const std::lock_guard lock(mutex_);
-        if (reporter_) return reporter_;
-        return [](const std::string& problems) { std::cerr << problems; };
-    }
-
-private:
-    mutable std::mutex mutex_;
-    UnmetReporter reporter_;
-};
-
-SharedUnmetReporter& unmetReporter() {
-    static SharedUnmetReporter reporter;
+// A client has a copy, as it may outlive this.
+detail::SharedValue<UnmetReporter>& unmetReporter() {
+    static detail::SharedValue<UnmetReporter> reporter;
     return reporter;
+}
+
+UnmetReporter unmetReporterOrDefault() {
+    if (UnmetReporter reporter = unmetReporter().get()) return reporter;
+    return [](const std::string& problems) { std::cerr << problems; };
 }
 
 // Reads as a transport does, until the stream has no more, and leaves it so.
@@ -126,7 +114,7 @@ private:
     void runThread();
 
     const Completion completion_;
-    const UnmetReporter reportUnmet_ = unmetReporter().get();
+    const UnmetReporter reportUnmet_ = unmetReporterOrDefault();
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;  // pending_ or closing_
     ScriptOrder order_ = ScriptOrder::AS_WRITTEN;

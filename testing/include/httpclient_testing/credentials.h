@@ -21,7 +21,7 @@ namespace tavrin::httpclient_testing {
 /// their like, so that `X-Auth-Token`, `refreshToken` and `user[password]` are, and `token_type` is
 /// not. Short words count alone, with or without "X-" before them: `auth`, `code`, `key`, `pass`,
 /// `pin`, `pwd`, `session`, `sid`, `sig` and others. Digits at the end don't count. CredentialNames
-/// adds names and takes some out.
+/// adds names and takes some out, for one object or, by setCredentialNames(), for the program.
 ///
 /// Empty values are left, as are true, false and null: they tell that there is nothing to hide.
 ///
@@ -29,6 +29,7 @@ namespace tavrin::httpclient_testing {
 /// take time linear in the texts.
 class HTTPCLIENT_TESTING_EXPORT Credentials {
 public:
+    /// Knows the names of the program too.
     explicit Credentials(CredentialNames further = {});
 
     /// Whether a header field, or a parameter, of that name holds a credential.
@@ -73,11 +74,17 @@ public:
     /// Each part's header fields and data. Files are not looked into.
     httpclient_core::MultipartBody blanked(const httpclient_core::MultipartBody& body) const;
 
-    /// What was given to the constructor.
+    /// What was given to the constructor, and behind it the names of the program as they were then.
     const CredentialNames& further() const { return further_; }
 
 private:
     CredentialNames further_;
 };
+
+/// Sets the names that every Credentials made from now on knows beside its own, in the whole
+/// program: those in the texts of matchers, printers and ExpectedRequest, in ScriptedHttpClient and
+/// ReplayingHttpClient, and in what a RecordingHttpClient writes. Best done before anything else;
+/// what was set before is replaced. May be called from any thread.
+HTTPCLIENT_TESTING_EXPORT void setCredentialNames(CredentialNames names);
 
 }  // namespace tavrin::httpclient_testing

@@ -5,9 +5,9 @@
 ///
 /// The matchers take an HttpRequest, a RecordedRequest or a ReceivedRequest; HasHeader takes any
 /// message and an HttpHeaders too, BodyIs any message, IsStatus an HttpResponse. What they say
-/// about a failure has "***" in place of what Credentials knows for a credential, expected or not.
-/// What is expected there is shown if it is a text; a matcher of a credential is not described at
-/// all, as it may hold anything.
+/// about a failure has "***" in place of what Credentials knows for a credential, expected or not;
+/// setCredentialNames() adds names. What is expected there is shown if it is a text; a matcher of a
+/// credential is not described at all, as it may hold anything.
 
 #include <gmock/gmock.h>
 

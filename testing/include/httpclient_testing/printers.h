@@ -4,8 +4,9 @@
 /// The library itself needs no GoogleTest. Include this file wherever such a value is compared:
 /// without it a failure shows bytes, or what the type's own operator writes.
 ///
-/// No text holds what Credentials knows for a credential. A NameValueCollection doesn't tell what
-/// its pairs are: of a set of cookies the values are blanked by the names alone.
+/// No text holds what Credentials knows for a credential; setCredentialNames() adds names. A
+/// NameValueCollection doesn't tell what its pairs are: of a set of cookies the values are blanked
+/// by the names alone.
 
 #include <iosfwd>
 

@@ -85,7 +85,8 @@ public:
     void setDelayHook(std::function<void(std::chrono::milliseconds)> hook);
 
     /// What the texts below leave out of the requests that came; by default what Credentials knows
-    /// by itself. An ExpectedRequest describes itself with no more than that.
+    /// by itself and by setCredentialNames(). An ExpectedRequest describes itself with no more than
+    /// that.
     void setCredentials(Credentials credentials);
 
     /// All attempts so far in the order in which they came, those that were not expected too.
