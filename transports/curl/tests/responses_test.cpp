@@ -343,6 +343,22 @@ TEST_P(Responses, ComeAsTheyAreUnlessDecodingIsAskedFor) {
     EXPECT_EQ(own.getHeaderValue("Content-Encoding"), "gzip");
 }
 
+TEST_P(Responses, AreDecodedByTurnsOnOneConnectionAsEachRequestAsks) {
+    FaultServer server("gzip");
+    const CurlHttpClient client(once().withMaxThreads(1), CurlOptions().withDecodeContent(true));
+    const std::string plain = server.content("/bytes/1000").all();
+    for (int i = 0; i < 2; ++i) {
+        HttpResponse decoded = send(client, get(server.url("/bytes/1000")));
+        HttpResponse raw =
+            send(client, get(server.url("/bytes/1000"), {{"Accept-Encoding", "gzip"}}));
+
+        EXPECT_EQ(decoded.getResponseBodyString(), plain);
+        EXPECT_EQ(raw.getHeaderValue("Content-Encoding"), "gzip");
+        EXPECT_NE(raw.getResponseBodyString(), plain);
+    }
+    EXPECT_EQ(server.connectionsAccepted(), 1u);
+}
+
 TEST_P(Responses, ThatAreDecodedFailWhenDamagedAndAreNeverResumed) {
     const CurlOptions decoding = CurlOptions().withDecodeContent(true);
     EXPECT_NE(failureOfPlan("badgzip", "/bytes/100000", decoding), "");
