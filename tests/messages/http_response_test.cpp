@@ -543,6 +543,18 @@ TEST(HttpResponseBodyString, IsWhatIsLeftToReadAndThenNothing) {
     EXPECT_EQ(response.getResponseBodyString(), "!");
 }
 
+TEST(HttpResponseBodyString, IsWhatIsLeftHoweverMuchIsRead) {
+    const std::string body = "body";
+    for (std::size_t read = 0; read <= body.size(); ++read) {
+        const HttpResponse response;
+        std::iostream& stream = response.getResponseBody();
+        stream << body;
+        stream.ignore(static_cast<std::streamsize>(read));
+
+        EXPECT_EQ(response.getResponseBodyString(), body.substr(read));
+    }
+}
+
 TEST(HttpResponseBodyString, ReadsTheBufferWhateverTheStateOfTheStream) {
     const HttpResponse response;
     response.getResponseBody() << "body";
