@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <new>
-#include <stdexcept>
 
 #include "failure.h"
 #include "tls_closure.h"
@@ -96,8 +95,7 @@ template <typename Value>
 void EasyHandle::set(CURLoption option, Value value) {
     const CURLcode code = curl_easy_setopt(handle_.get(), option, value);
     if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
-    if (code != CURLE_OK)
-        throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(code));
+    if (code != CURLE_OK) throw libcurlFailed(curl_easy_strerror(code));
 }
 
 EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {

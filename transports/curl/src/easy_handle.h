@@ -48,7 +48,7 @@ struct Exchange {
 // third of its time.
 class EasyHandle {
 public:
-    // Throws std::bad_alloc.
+    // Throws std::bad_alloc, and HttpRequestFailedException for options that libcurl refuses.
     explicit EasyHandle(const CurlOptions& options);
     EasyHandle(const EasyHandle&) = delete;
     EasyHandle& operator=(const EasyHandle&) = delete;

@@ -67,6 +67,10 @@ HttpRequestFailedException failed(const std::string& host, const char* kind,
     return HttpRequestFailedException("Request to " + host + " failed: " + kind + ": " + reason);
 }
 
+HttpRequestFailedException libcurlFailed(const std::string& reason) {
+    return HttpRequestFailedException("Request failed: libcurl: " + reason);
+}
+
 std::exception_ptr failureOf(CURLcode code, const std::string& host, const char* message,
                              const std::string& certificateFile) {
     if (code == CURLE_OPERATION_TIMEDOUT) {

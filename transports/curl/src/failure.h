@@ -16,6 +16,9 @@ httpclient_core::HttpRequestFailedException refused(const std::string& reason);
 httpclient_core::HttpRequestFailedException failed(const std::string& host, const char* kind,
                                                    const std::string& reason);
 
+// What libcurl says before or beside a transfer: "Request failed: libcurl: " + reason.
+httpclient_core::HttpRequestFailedException libcurlFailed(const std::string& reason);
+
 // The exception that tells what libcurl reported. `message` is libcurl's own text for this
 // transfer, which is empty when there is nothing to add to the code.
 std::exception_ptr failureOf(CURLcode code, const std::string& host, const char* message,

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <stdexcept>
-#include <string>
 #include <thread>
 
 #include "failure.h"
@@ -15,8 +13,7 @@ constexpr int MOST_TRIES_TO_WAKE = 1000;
 
 void check(CURLMcode code) {
     if (code == CURLM_OUT_OF_MEMORY) throw std::bad_alloc();
-    if (code != CURLM_OK)
-        throw std::runtime_error(std::string("libcurl: ") + curl_multi_strerror(code));
+    if (code != CURLM_OK) throw libcurlFailed(curl_multi_strerror(code));
 }
 
 }  // namespace

@@ -7,11 +7,12 @@
 
 namespace tavrin::httpclient_curl::detail {
 
-// A set of transfers and their connections. Belongs to one thread, but for wake().
+// A set of transfers and their connections. Belongs to one thread, but for wake(). What libcurl
+// reports is thrown as HttpRequestFailedException, and want of memory as std::bad_alloc.
 class MultiHandle {
 public:
-    // Throws std::bad_alloc, and HttpRequestFailedException if it could not be woken for want of
-    // file descriptors: libcurl would go on without, and sleep for ever.
+    // Fails, too, if it could not be woken for want of file descriptors: libcurl would go on
+    // without, and sleep for ever.
     MultiHandle();
 
     void add(CURL* easy);

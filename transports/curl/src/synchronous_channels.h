@@ -19,7 +19,8 @@ class SynchronousChannels {
 public:
     explicit SynchronousChannels(const CurlOptions& options) : options_(options) {}
 
-    // Carries the attempt to its end, or until `closing` becomes true. Throws std::bad_alloc.
+    // Carries the attempt to its end, or until `closing` becomes true. Throws std::bad_alloc
+    // and HttpRequestFailedException if libcurl gives no channel, or fails it.
     void run(Attempt& attempt, const std::atomic<bool>& closing);
 
 private:

@@ -207,6 +207,21 @@ TEST_P(Security, FragmentsAndUsersStayHome) {
     EXPECT_EQ(server_.requests()[0].header("Host"), hostOf(server_));
 }
 
+TEST_P(Security, WhatLibcurlFindsTooLongFailsTheRequest) {
+    const std::string long9M(9000000, 'l');
+    const std::string failure =
+        "Request failed: libcurl: A libcurl function was given a bad argument";
+    const CurlHttpClient garrulous(once(), CurlOptions().withUserAgent(long9M));
+
+    EXPECT_EQ(failureOf([&] { send(garrulous, get(server_.url())); }), failure);
+    client_.setClientConfiguration(once().withCertificateFile(long9M));
+    EXPECT_EQ(failureFor(server_.url()), failure);
+    EXPECT_TRUE(server_.requests().empty());
+
+    client_.setClientConfiguration(once());
+    EXPECT_EQ(failureFor(server_.url()), "");
+}
+
 TEST_P(Security, TheUserAgentIsCheckedToo) {
     const CurlHttpClient client(once(), CurlOptions().withUserAgent("a\r\nX-Evil: 1"));
     EXPECT_EQ(failureOf([&] { send(client, get(server_.url())); }),

@@ -116,6 +116,7 @@ namespace tavrin::httpclient_curl {
 /// | body of the request | "Request to <host> failed: request body: <reason>" | code |
 /// | stream of the response | "Request to <host> failed: response stream: <reason>" | code |
 /// | anything else in libcurl | "Request to <host> failed: transfer: <reason>" | code |
+/// | libcurl itself, beside a transfer | "Request failed: libcurl: <reason>" | code |
 /// | stream, factory or callback that throws | as it was thrown | code |
 ///
 /// Where no class is named it is HttpRequestFailedException; <reason> is libcurl's where it has one.
