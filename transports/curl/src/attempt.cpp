@@ -199,7 +199,9 @@ bool Attempt::aboutToSend() noexcept {
 std::size_t Attempt::readBody(char* to, std::size_t size) noexcept {
     std::size_t count = 0;
     const bool good = guarded([&] {
-        count = body_->read(to, size);
+        const Clock::time_point from = Clock::now();
+        excused([&] { count = body_->read(to, size); });
+        limits_.heldUp(Clock::now() - from);
         uploaded_ += static_cast<std::int64_t>(count);
         limits_.moved(count);
         if (count == 0 || uploaded_ == body_->length()) limits_.sent();
@@ -333,6 +335,11 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
     guarded([&] {
         if (failure_ != nullptr) return;
         if (verdict_ == Verdict::DELIVER) {
+            if (code == CURLE_OPERATION_TIMEDOUT && limits_.mayConnect()) {
+                // What took so long was on our side, and nothing has been sent.
+                again = true;
+                return;
+            }
             if (code == CURLE_OUT_OF_MEMORY && sendings_ > 0 && !head_.complete()) {
                 // What libcurl says of a head that is too long for it, and of a line of one.
                 if (easy_->bytesSent() == sentBefore_) {

@@ -9,6 +9,8 @@ using std::chrono::milliseconds;
 
 void TimeLimits::start(const Settings& settings, const WireClock& clock) {
     clock_ = &clock;
+    startedAt_ = clock.now();
+    connectTimeout_ = milliseconds(settings.connectTimeout);
     responseTimeout_ = milliseconds(settings.responseTimeout);
     idleTimeout_ = milliseconds(settings.idleTimeout);
     idleSpeed_ = settings.idleSpeed;

@@ -26,6 +26,11 @@ class TimeLimits {
 public:
     void start(const Settings& settings, const WireClock& clock);
 
+    // Whether there is no connection yet, and time left to make one. That limit is libcurl's to
+    // watch, but its clock does not stand still.
+    bool mayConnect() const {
+        return phase_ == Phase::CONNECTING && clock_->now() - startedAt_ < connectTimeout_;
+    }
     void connected() {
         sent_ = false;
         enter(Phase::SENDING);
@@ -41,6 +46,9 @@ public:
     }
     void headBegan();
     void bodyBegan() { enter(Phase::BODY); }
+
+    // The transfer's own source was slow, which counts as its idleness, though not as others'.
+    void heldUp(Clock::duration duration) { fastAt_ -= duration; }
 
     // Counts bytes that moved either way.
     void moved(std::size_t bytes) { moved_ += static_cast<std::int64_t>(bytes); }
@@ -64,11 +72,13 @@ private:
     }
 
     const WireClock* clock_ = nullptr;
+    Clock::duration connectTimeout_{0};
     Clock::duration responseTimeout_{0};
     Clock::duration idleTimeout_{0};
     std::int64_t idleSpeed_ = 0;
     Phase phase_ = Phase::CONNECTING;
     bool sent_ = false;
+    Clock::time_point startedAt_;
     Clock::time_point waitingSince_;
     // The last moment at which the transfer was fast enough, and how much had moved by then.
     Clock::time_point fastAt_;

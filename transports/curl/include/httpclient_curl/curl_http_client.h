@@ -49,7 +49,8 @@ namespace tavrin::httpclient_curl {
 /// certificateFile() is set, that file and nothing else is trusted. proxy() is a URL with one of
 /// the schemes http, https, socks4, socks4a, socks5 and socks5h; without a scheme it means http.
 /// A new configuration holds for requests that start after it was set. Waiting in the queue counts
-/// towards no limit; nor does the time that writing to the response stream takes count as idle.
+/// towards no limit, nor does the time that streams and callbacks take, of this request or another
+/// on its thread; but while a request's stream gives its body too slowly, its transfer is idle.
 ///
 /// **Requests.** Names of header fields are tokens (RFC 9110, 5.6.2) and values hold no CR, LF or
 /// NUL; URL and fields have at most 1 MiB together. Content-Length is a plain decimal number and
