@@ -45,6 +45,7 @@ ExitCode codeForCause(const std::string& cause) {
         if (contains(cause, "more than") || contains(cause, "Too large")) {
             return ExitCode::TOO_LARGE;
         }
+        if (contains(cause, "chunked-encoding")) return ExitCode::NOT_RECEIVED;
         return contains(cause, "ncoding") ? ExitCode::BAD_CONTENT_ENCODING : ExitCode::BAD_ANSWER;
     }
     if (beginsWith(cause, "redirect: ")) {

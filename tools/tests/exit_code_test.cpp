@@ -54,6 +54,7 @@ TEST(ExitCodeFor, FollowsTheCauseThatTheTransportNames) {
               63);
     EXPECT_EQ(codeOfCause("malformed response: it has more than maxHeaderCount = 5 fields"), 63);
     EXPECT_EQ(codeOfCause("malformed response: Too large response headers: 307201 > 307200"), 63);
+    EXPECT_EQ(codeOfCause("malformed response: Illegal number in chunked-encoding"), 56);
     EXPECT_EQ(codeOfCause("redirect: more than maxRedirects = 5"), 47);
     EXPECT_EQ(codeOfCause("redirect: it leads from https to http"), 1);
     EXPECT_EQ(codeOfCause("request body: it is shorter"), 26);

@@ -350,8 +350,7 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
                     "a line of its head has more than 100 KiB, or memory has run out"};
             }
             if (code != CURLE_OK) {
-                failure_ =
-                    failureOf(code, url_->host(), easy_->errorText(), settings_.certificateFile);
+                failure_ = failureOf(code, url_->host(), easy_->errorText(), settings_);
             } else {
                 complete();
             }

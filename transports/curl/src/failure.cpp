@@ -1,5 +1,7 @@
 #include "failure.h"
 
+#include <string_view>
+
 namespace tavrin::httpclient_curl::detail {
 
 using httpclient_core::HttpRequestFailedException;
@@ -7,11 +9,20 @@ using httpclient_core::HttpRequestTimeoutException;
 
 namespace {
 
+bool endsWith(const std::string& text, std::string_view end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 // What libcurl reports under a code that means something else.
-const char* kindOf(const std::string& reason) {
+const char* kindOf(CURLcode code, const std::string& reason, bool viaProxy) {
     const auto begins = [&](const char* text) { return reason.rfind(text, 0) == 0; };
-    if (begins("Too large response headers")) return "malformed response";
+    if (begins("Too large response headers") || endsWith(reason, " in chunked-encoding"))
+        return "malformed response";
     if (begins("CONNECT tunnel failed")) return "proxy";
+    // What a SOCKS proxy cannot resolve or reach has a code of its own.
+    if (viaProxy && (code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_CONNECT))
+        return "proxy";
     return nullptr;
 }
 
@@ -72,16 +83,16 @@ HttpRequestFailedException libcurlFailed(const std::string& reason) {
 }
 
 std::exception_ptr failureOf(CURLcode code, const std::string& host, const char* message,
-                             const std::string& certificateFile) {
+                             const Settings& settings) {
     if (code == CURLE_OPERATION_TIMEDOUT) {
         return std::make_exception_ptr(HttpRequestTimeoutException());
     }
     const std::string reason = *message != '\0' ? message : curl_easy_strerror(code);
     if (code == CURLE_SSL_CACERT_BADFILE) {
-        const std::string kind = "certificate file " + certificateFile;
+        const std::string kind = "certificate file " + settings.certificateFile;
         return std::make_exception_ptr(failed(host, kind.c_str(), reason));
     }
-    const char* kind = kindOf(reason);
+    const char* kind = kindOf(code, reason, !settings.proxy.empty());
     return std::make_exception_ptr(failed(host, kind ? kind : kindOf(code), reason));
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "httpclient_core/exceptions.h"
+#include "settings.h"
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -22,6 +23,6 @@ httpclient_core::HttpRequestFailedException libcurlFailed(const std::string& rea
 // The exception that tells what libcurl reported. `message` is libcurl's own text for this
 // transfer, which is empty when there is nothing to add to the code.
 std::exception_ptr failureOf(CURLcode code, const std::string& host, const char* message,
-                             const std::string& certificateFile);
+                             const Settings& settings);
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -103,7 +103,7 @@ namespace tavrin::httpclient_curl {
 /// | request that must not be sent | "Request refused: <reason>" | -1 |
 /// | name of the host | "Request to <host> failed: name resolution: <reason>" | -1 |
 /// | no connection | "Request to <host> failed: connecting: <reason>" | -1 |
-/// | proxy | "Request to <host> failed: proxy: <reason>" | -1 |
+/// | proxy not found, not reached, or refusing | "Request to <host> failed: proxy: <reason>" | -1 |
 /// | TLS, certificate | "Request to <host> failed: TLS: <reason>" | -1 |
 /// | certificate file | "Request to <host> failed: certificate file <path>: <reason>" | -1 |
 /// | redirect | "Request to <host> failed: redirect: <reason>" | -1 |
