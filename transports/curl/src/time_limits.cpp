@@ -1,6 +1,7 @@
 #include "time_limits.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -22,16 +23,17 @@ void TimeLimits::enter(Phase phase) {
     phase_ = phase;
     fastAt_ = clock_->now();
     movedAtFast_ = moved_;
-    if (phase == Phase::WAITING) waitingSince_ = fastAt_;
+}
+
+void TimeLimits::sent() {
+    if (std::exchange(sent_, true)) return;
+    waitingSince_ = clock_->now();
+    if (phase_ == Phase::SENDING) enter(Phase::WAITING);
 }
 
 void TimeLimits::headBegan() {
     if (phase_ == Phase::SENDING) waitingSince_ = clock_->now();
-    if (phase_ != Phase::HEAD && phase_ != Phase::BODY) {
-        const Clock::time_point since = waitingSince_;
-        enter(Phase::HEAD);
-        waitingSince_ = since;
-    }
+    if (phase_ != Phase::HEAD && phase_ != Phase::BODY) enter(Phase::HEAD);
 }
 
 bool TimeLimits::exceeded() {

@@ -36,11 +36,9 @@ public:
         enter(Phase::SENDING);
     }
     // The last of the request was handed to the connection.
-    void sent() {
-        sent_ = true;
-        if (phase_ == Phase::SENDING) enter(Phase::WAITING);
-    }
-    // The head was that of an interim answer, which may come while the body is being sent.
+    void sent();
+    // The head was that of an interim answer, which may come while the body is being sent. However
+    // many come, they win no time for the final one.
     void interim() {
         if (phase_ == Phase::HEAD) enter(sent_ ? Phase::WAITING : Phase::SENDING);
     }

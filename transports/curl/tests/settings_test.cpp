@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <boost/asio.hpp>
 #include <cstdlib>
 #include <functional>
 #include <future>
@@ -71,6 +72,42 @@ TEST_P(Settings, ResponseTimeoutRunsFromTheRequestsLastByteToTheHead) {
                    get(server.url("/bytes/2")))
                   .getContentLength(),
               2);
+}
+
+// Says again and again that it is at work, and never answers.
+class PromisingServer {
+public:
+    PromisingServer()
+        : acceptor_(context_, {boost::asio::ip::make_address("127.0.0.1"), 0}),
+          thread_([this] { promise(); }) {}
+    ~PromisingServer() { thread_.join(); }
+    PromisingServer(const PromisingServer&) = delete;
+    PromisingServer& operator=(const PromisingServer&) = delete;
+
+    std::string url() const {
+        return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port());
+    }
+
+private:
+    void promise() {
+        boost::asio::ip::tcp::socket socket = acceptor_.accept();
+        boost::system::error_code error;
+        const std::string working = "HTTP/1.1 102 Processing\r\n\r\n";
+        while (!error) {
+            boost::asio::write(socket, boost::asio::buffer(working), error);
+            boost::asio::steady_timer(context_, milliseconds(50)).wait();
+        }
+    }
+
+    boost::asio::io_context context_;
+    boost::asio::ip::tcp::acceptor acceptor_;
+    std::thread thread_;
+};
+
+TEST_P(Settings, ResponseTimeoutIsNotProlongedByInterimAnswers) {
+    PromisingServer server;
+    const CurlHttpClient client(once().withResponseTimeout(300));
+    EXPECT_EQ(expectTimeout(client, get(server.url()), milliseconds(300)), -1);
 }
 
 TEST_P(Settings, ResponseTimeoutRunsFromTheLastByteOfAnyBody) {
