@@ -10,14 +10,14 @@
 
 namespace tavrin::httpclient_curl::detail {
 
-// Compares a body with the SHA-256 that its server announced (RFC 9530): the only thing that shows
+// Compares a body with the digest that its server announced (RFC 9530): the only thing that shows
 // a body that changed under the same validator, or was cut where nothing else tells its end.
 class BodyDigest {
 public:
-    // `expected` is the SHA-256 in binary.
-    explicit BodyDigest(std::string expected);
+    // `expected` is what `function` is to give, in binary.
+    BodyDigest(const EVP_MD* function, std::string expected);
 
-    // Null if the response announces no SHA-256 of its representation.
+    // Null if the response announces neither SHA-512 nor SHA-256 of its representation.
     static std::shared_ptr<BodyDigest> announcedBy(const ResponseHead& head);
 
     void update(const char* data, std::size_t size);

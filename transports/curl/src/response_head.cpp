@@ -141,6 +141,16 @@ const std::string* ResponseHead::value(std::string_view name) const {
     return nullptr;
 }
 
+std::string ResponseHead::allValues(std::string_view name) const {
+    std::string all;
+    for (const auto& [known, value] : headers_) {
+        if (!equalIgnoringCase(known, name)) continue;
+        if (!all.empty()) all += ',';
+        all += value;
+    }
+    return all;
+}
+
 std::int64_t ResponseHead::contentLength() const {
     std::int64_t length = -1;
     for (const auto& [name, value] : headers_) {

@@ -41,6 +41,9 @@ public:
     // The one value of a field; nothing if it is absent.
     const std::string* value(std::string_view name) const;
 
+    // The values of all fields of a name as one list (RFC 9110, 5.3); empty if there is none.
+    std::string allValues(std::string_view name) const;
+
     // Content-Length; -1 if there is none. Throws MalformedHead for values that differ or are no
     // numbers.
     std::int64_t contentLength() const;

@@ -1,3 +1,5 @@
+#include <openssl/evp.h>
+
 #include <fstream>
 #include <regex>
 
@@ -337,6 +339,46 @@ TEST_P(Resuming, ADigestShowsWhatNothingElseDoes) {
     EXPECT_EQ(failureOfPlan("digest+fin@40000,change+keepetag", stubborn(2)), failure);
     EXPECT_EQ(failureOfPlan("digest+nolen+fin@40000", once()), failure);
     expectRight("digest+fin@40000,change+keepetag,ok");
+}
+
+// As a field of digests has it.
+std::string digestOf(const std::string& text, const EVP_MD* function) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_Digest(text.data(), text.size(), digest, &size, function, nullptr);
+    unsigned char base64[2 * EVP_MAX_MD_SIZE];
+    EVP_EncodeBlock(base64, digest, static_cast<int>(size));
+    return std::string(":") + reinterpret_cast<const char*>(base64) + ":";
+}
+
+TEST_P(Resuming, TheStrongestDigestOfAllFieldsCounts) {
+    const std::string body = server_.content("/file").all();
+    const std::string right256 = "sha-256=" + digestOf(body, EVP_sha256());
+    const std::string wrong256 = "sha-256=" + digestOf("other", EVP_sha256());
+    const std::string right512 = "sha-512=" + digestOf(body, EVP_sha512());
+    const std::string wrong512 = "sha-512=" + digestOf("other", EVP_sha512());
+    const std::pair<std::vector<std::string>, bool> cases[] = {
+        {{right256}, true},
+        {{right512}, true},
+        {{wrong512}, false},
+        {{right512 + ", " + wrong256}, true},
+        {{right256, wrong512}, false},
+        {{"md5=:AAAA:", wrong256}, false},
+        {{right256, wrong256}, false},
+        {{wrong256, right256}, true},
+        {{"md5=:AAAA:,\t" + wrong256 + ";q=1 , id=:AAAA:"}, false},
+        {{"x-" + wrong256}, true},
+        {{"sha-256=:AAAA:", "sha-256", "=", ",", ""}, true},
+        {{wrong256.substr(0, wrong256.size() - 1)}, true},
+    };
+    for (const auto& [fields, isRight] : cases) {
+        httpclient_testing::FaultStep step;
+        for (const std::string& field : fields) step.headers.emplace_back("Repr-Digest", field);
+        server_.setPlan(std::vector{step});
+        const std::string text =
+            failureOf([&] { send(CurlHttpClient(once()), get(server_.url("/file"))); });
+        EXPECT_EQ(text.empty(), isRight) << testing::PrintToString(fields) << text;
+    }
 }
 
 // A file that begins with ten bytes of the application's, and maybe more behind them.

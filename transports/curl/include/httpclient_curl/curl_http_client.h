@@ -86,8 +86,8 @@ namespace tavrin::httpclient_curl {
 /// validator (an ETag, or a Last-Modified at least 60 s older than the Date) and a Content-Length,
 /// without a content coding, and the request has no Range field of its own. The request then says
 /// If-Range; an answer that does not fit exactly is dropped and the whole asked for at once. A
-/// response that was put together so shows as the 200 that it began with. A
-/// SHA-256 that the server announces in Repr-Digest (RFC 9530) is compared. What nobody can see
+/// response that was put together so shows as the 200 that it began with. A SHA-512, or else a
+/// SHA-256, that the server announces in Repr-Digest (RFC 9530) is compared. What nobody can see
 /// without it: content that changes under the same ETag; a body without any length that a plain
 /// connection cuts off.
 ///
