@@ -9,8 +9,9 @@
 /// Requests that are under way at once in the work "parallel".
 constexpr std::size_t IN_FLIGHT = 32;
 
-/// Futures that an asynchronous contender holds then, so that its queue never runs dry.
-constexpr std::size_t QUEUED = 8 * IN_FLIGHT;
+/// Futures that an asynchronous contender holds for each request under way, so that its queue never
+/// runs dry.
+constexpr std::size_t QUEUED = 8;
 
 /// What a contender is to do, against a server on this machine.
 struct Task {
@@ -31,8 +32,9 @@ struct Task {
 /// - "sequential": `requests` GETs, one after the other; code, headers and body are kept as the
 ///   library keeps them until the next one;
 /// - "parallel": the same with IN_FLIGHT requests under way;
+/// - "queued": the same by the means of "parallel", with one request under way;
 /// - "discard", "file", "memory": a GET whose body is dropped as it comes, goes to `file`, or is
-///   held as a whole;
+///   held as a whole; "asynchronous" is "memory" by the means of "parallel";
 /// - "upload": a PUT of `file`.
 using Works = std::map<std::string, std::function<void(const Task&)>>;
 

@@ -49,11 +49,12 @@ void sequential(const Task& task) {
     }
 }
 
-void parallel(const Task& task) {
-    const std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi(curl_multi_init(),
-                                                              curl_multi_cleanup);
+using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)>;
+
+void inFlight(std::size_t most, const Task& task) {
+    const Multi multi(curl_multi_init(), curl_multi_cleanup);
     std::vector<Handle> handles;
-    std::vector<CurlResponse> responses(std::min(IN_FLIGHT, task.requests));
+    std::vector<CurlResponse> responses(std::min(most, task.requests));
     std::size_t started = 0;
     const auto start = [&](const Handle& handle, CurlResponse& response) {
         response = CurlResponse();
@@ -83,6 +84,10 @@ void parallel(const Task& task) {
         if (ended < task.requests) curl_multi_poll(multi.get(), nullptr, 0, 1000, nullptr);
     }
 }
+
+void parallel(const Task& task) { inFlight(IN_FLIGHT, task); }
+
+void queued(const Task& task) { inFlight(1, task); }
 
 void download(const Task& task, curl_write_callback write, void* to) {
     const Handle handle = handleFor(task);
@@ -131,8 +136,10 @@ int main(int argc, char** argv) {
     return compete(argc, argv,
                    {{"sequential", sequential},
                     {"parallel", parallel},
+                    {"queued", queued},
                     {"discard", discard},
                     {"file", toFile},
                     {"memory", intoMemory},
+                    {"asynchronous", queued},
                     {"upload", upload}});
 }

@@ -57,9 +57,9 @@ void sequential(const Task& task) {
         expectWhole(client.makeRequest(get(task)), task);
 }
 
-void parallel(const Task& task) {
+void inFlight(std::size_t most, const Task& task) {
     const CurlHttpClient client(
-        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(IN_FLIGHT));
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(most));
     std::deque<std::future<HttpResponse>> futures;
     const auto takeFirst = [&] {
         expectWhole(futures.front().get(), task);
@@ -67,18 +67,25 @@ void parallel(const Task& task) {
     };
     for (std::size_t i = 0; i < task.requests; ++i) {
         futures.push_back(client.makeAsyncRequest(get(task)));
-        if (futures.size() == QUEUED) takeFirst();
+        if (futures.size() == QUEUED * most) takeFirst();
     }
     while (!futures.empty()) takeFirst();
+}
+
+void parallel(const Task& task) { inFlight(IN_FLIGHT, task); }
+
+void queued(const Task& task) { inFlight(1, task); }
+
+void expectDownloaded(const HttpResponse& response, const Task& task) {
+    expect(static_cast<std::uint64_t>(response.getResponseBody().tellp()) == task.bytes,
+           "The download is short");
 }
 
 void download(const Task& task, const ResponseStreamFactory& factory) {
     const CurlHttpClient client;
     HttpRequest request = get(task);
     request.setResponseStreamFactory(factory);
-    const HttpResponse response = client.makeRequest(std::move(request));
-    expect(static_cast<std::uint64_t>(response.getResponseBody().tellp()) == task.bytes,
-           "The download is short");
+    expectDownloaded(client.makeRequest(std::move(request)), task);
 }
 
 void discard(const Task& task) {
@@ -96,6 +103,11 @@ void toFile(const Task& task) {
 
 void intoMemory(const Task& task) { download(task, defaultResponseStreamFactory()); }
 
+void asynchronous(const Task& task) {
+    const CurlHttpClient client;
+    expectDownloaded(client.makeAsyncRequest(get(task)).get(), task);
+}
+
 void upload(const Task& task) {
     const CurlHttpClient client;
     HttpRequest request(HttpMethod::PUT, URL(task.url), {});
@@ -110,8 +122,10 @@ int main(int argc, char** argv) {
     return compete(argc, argv,
                    {{"sequential", sequential},
                     {"parallel", parallel},
+                    {"queued", queued},
                     {"discard", discard},
                     {"file", toFile},
                     {"memory", intoMemory},
+                    {"asynchronous", asynchronous},
                     {"upload", upload}});
 }

@@ -26,10 +26,12 @@ using Handle = std::unique_ptr<CURL, void (*)(CURL*)>;
 
 class Worker {
 public:
-    explicit Worker(const Task& task)
-        : url_(curl_url(), curl_url_cleanup), multi_(curl_multi_init(), curl_multi_cleanup) {
+    Worker(std::size_t most, const Task& task)
+        : most_(most),
+          url_(curl_url(), curl_url_cleanup),
+          multi_(curl_multi_init(), curl_multi_cleanup) {
         curl_url_set(url_.get(), CURLUPART_URL, task.url.c_str(), 0);
-        for (std::size_t i = 0; i < IN_FLIGHT; ++i) idle_.push_back(warmHandle());
+        for (std::size_t i = 0; i < most_; ++i) idle_.push_back(warmHandle());
         thread_ = std::thread([this] { run(); });
     }
 
@@ -84,7 +86,7 @@ private:
             idle_.pop_back();
             waiting_.pop_front();
         }
-        return !closing_ || idle_.size() < IN_FLIGHT;
+        return !closing_ || idle_.size() < most_;
     }
 
     void start(Handle handle, JobPtr job) {
@@ -111,6 +113,7 @@ private:
         return any;
     }
 
+    const std::size_t most_;
     const std::unique_ptr<CURLU, void (*)(CURLU*)> url_;
     const std::unique_ptr<CURLM, CURLMcode (*)(CURLM*)> multi_;
     std::vector<Handle> idle_;
@@ -120,8 +123,8 @@ private:
     std::thread thread_;
 };
 
-void parallel(const Task& task) {
-    Worker worker(task);
+void inFlight(std::size_t most, const Task& task) {
+    Worker worker(most, task);
     std::deque<std::future<CurlResponse>> futures;
     const auto takeFirst = [&] {
         expect(futures.front().get().body.size() == task.bytes, "A response is short");
@@ -129,14 +132,18 @@ void parallel(const Task& task) {
     };
     for (std::size_t i = 0; i < task.requests; ++i) {
         futures.push_back(worker.get());
-        if (futures.size() == QUEUED) takeFirst();
+        if (futures.size() == QUEUED * most) takeFirst();
     }
     while (!futures.empty()) takeFirst();
 }
+
+void parallel(const Task& task) { inFlight(IN_FLIGHT, task); }
+
+void queued(const Task& task) { inFlight(1, task); }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    return compete(argc, argv, {{"parallel", parallel}});
+    return compete(argc, argv, {{"parallel", parallel}, {"queued", queued}});
 }
