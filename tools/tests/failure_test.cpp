@@ -37,10 +37,23 @@ TEST_F(Failure, OfTheWayThereHasTheCodeThatScriptsKnow) {
     EXPECT_EQ(codeFor("http://127.0.0.1:99999/"), 3);
     EXPECT_EQ(codeFor("http://a b/"), 3);
     EXPECT_EQ(codeFor("http://nowhere.invalid/"), 6);
-    EXPECT_EQ(run({"--retry", "0", "-x", "http://nowhere.invalid/", server_.url()}).code, 5);
 
     server_.refuseConnections();
     EXPECT_EQ(codeFor(server_.url()), 7);
+}
+
+TEST_F(Failure, OfAProxyHasTheCodeThatScriptsKnow) {
+    const std::string nobody = "127.0.0.1:" + std::to_string(server_.port());
+    server_.refuseConnections();
+
+    for (const std::string scheme : {"http://", "https://", "socks5://", "socks5h://"}) {
+        SCOPED_TRACE(scheme);
+        const auto codeVia = [&](const std::string& host) {
+            return run({"--retry", "0", "-x", scheme + host, "http://127.0.0.1/"}).code;
+        };
+        EXPECT_EQ(codeVia("nowhere.invalid"), 5);
+        EXPECT_EQ(codeVia(nobody), 7);
+    }
 }
 
 TEST_F(Failure, OfTlsThatIsNoneHasTheCodeThatScriptsKnow) {
