@@ -57,8 +57,7 @@ TEST_F(CredentialNamesOfProgram, HoldForWhatIsMadeFromThenOn) {
 
     setCredentialNames({{}, {"other"}});
 
-    EXPECT_EQ(earlier.blankedUrl("/?badge=geheim&other=a&code=7"),
-              "/?badge=***&other=a&code=7");
+    EXPECT_EQ(earlier.blankedUrl("/?badge=geheim&other=a&code=7"), "/?badge=***&other=a&code=7");
     EXPECT_EQ(Credentials().blankedUrl("/?badge=a&other=geheim&code=7"),
               "/?badge=a&other=***&code=***");
 }

@@ -189,7 +189,7 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
     }
     const CarriedSynchronously none(nullptr, nullptr);
     detail::Attempt attempt(request, response, *logical, impl_->options);
-    impl_->channels->run(attempt, closing);
+    impl_->channels->run(attempt, request.getURL(), closing);
     if (attempt.failure() != nullptr) std::rethrow_exception(attempt.failure());
 }
 

@@ -1,5 +1,7 @@
 #include "synchronous_channels.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "httpclient_core/exceptions.h"
@@ -38,10 +40,19 @@ bool runExchange(MultiHandle& multi, EasyHandle& easy, Attempt& attempt,
     }
 }
 
+// What stands before the path: the same text means the same server.
+std::string serverOf(const httpclient_core::URL& url) {
+    const std::string text = url.toAsciiString();
+    const std::size_t scheme = text.find("://");
+    if (scheme == std::string::npos) return {};
+    return text.substr(0, text.find_first_of("/?#", scheme + 3));
+}
+
 }  // namespace
 
-void SynchronousChannels::run(Attempt& attempt, const std::atomic<bool>& closing) {
-    std::unique_ptr<Channel> channel = take();
+void SynchronousChannels::run(Attempt& attempt, const httpclient_core::URL& url,
+                              const std::atomic<bool>& closing) {
+    std::unique_ptr<Channel> channel = take(serverOf(url));
     bool more = attempt.start(channel->easy, channel->clock);
     while (more) {
         CURLcode code = CURLE_OK;
@@ -55,16 +66,21 @@ void SynchronousChannels::run(Attempt& attempt, const std::atomic<bool>& closing
     if (channel->easy.isUsable()) giveBack(std::move(channel));
 }
 
-std::unique_ptr<SynchronousChannels::Channel> SynchronousChannels::take() {
+std::unique_ptr<SynchronousChannels::Channel> SynchronousChannels::take(std::string server) {
+    std::unique_ptr<Channel> channel;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!idle_.empty()) {
-            std::unique_ptr<Channel> channel = std::move(idle_.back());
-            idle_.pop_back();
-            return channel;
+        auto found = std::find_if(idle_.rbegin(), idle_.rend(),
+                                  [&](const auto& idle) { return idle->server == server; });
+        if (found == idle_.rend()) found = idle_.rbegin();
+        if (found != idle_.rend()) {
+            channel = std::move(*found);
+            idle_.erase(std::next(found).base());
         }
     }
-    return std::make_unique<Channel>(options_);
+    if (channel == nullptr) channel = std::make_unique<Channel>(options_);
+    channel->server = std::move(server);
+    return channel;
 }
 
 void SynchronousChannels::giveBack(std::unique_ptr<Channel> channel) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "attempt.h"
@@ -13,15 +14,15 @@
 namespace tavrin::httpclient_curl::detail {
 
 // Handles with their connections for requests that run on their callers' threads; one is lent to
-// each, and the one that was used last goes out first, since its connection is the likeliest to be
-// alive.
+// each. Of those that were at the wanted server last, else of all, the one that was used last goes
+// out first, since its connection is the likeliest to be alive.
 class SynchronousChannels {
 public:
     explicit SynchronousChannels(const CurlOptions& options) : options_(options) {}
 
-    // Carries the attempt to its end, or until `closing` becomes true. Throws std::bad_alloc
-    // and HttpRequestFailedException if libcurl gives no channel, or fails it.
-    void run(Attempt& attempt, const std::atomic<bool>& closing);
+    // Carries the attempt for `url` to its end, or until `closing` becomes true. Throws
+    // std::bad_alloc and HttpRequestFailedException if libcurl gives no channel, or fails it.
+    void run(Attempt& attempt, const httpclient_core::URL& url, const std::atomic<bool>& closing);
 
 private:
     struct Channel {
@@ -30,9 +31,10 @@ private:
         MultiHandle multi;
         EasyHandle easy;
         WireClock clock;
+        std::string server;
     };
 
-    std::unique_ptr<Channel> take();
+    std::unique_ptr<Channel> take(std::string server);
     void giveBack(std::unique_ptr<Channel> channel);
 
     const CurlOptions& options_;

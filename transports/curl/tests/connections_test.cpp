@@ -46,6 +46,26 @@ TEST_P(KeptConnections, AreUsedAgainForFiveSecondsByWhatMustNotBeSentTwice) {
     }
 }
 
+TEST(KeptConnection, IsFoundAgainBesideAnotherThatWasUsedLater) {
+    const FaultServer first;
+    const FaultServer second;
+    const CurlHttpClient client(once());
+    HttpRequest outer = get(second.url("/bytes/1"));
+    outer.setResponseStreamFactory([&](const auto&...) {
+        client.makeRequest(get(first.url("/bytes/1")));
+        return std::make_unique<std::stringstream>();
+    });
+    client.makeRequest(std::move(outer));
+
+    for (int i = 0; i < 3; ++i) {
+        client.makeRequest(get(first.url("/bytes/" + std::to_string(i))));
+        client.makeRequest(get(second.url("/bytes/" + std::to_string(i))));
+    }
+
+    EXPECT_EQ(first.connectionsAccepted(), 1U);
+    EXPECT_EQ(second.connectionsAccepted(), 1U);
+}
+
 TEST_P(KeptConnections, DoNotIncludeThoseOfCancelledRequests) {
     FaultServer server("stall@100,ok");
     HttpRequest request = get(server.url("/bytes/1000"));
