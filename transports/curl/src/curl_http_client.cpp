@@ -75,16 +75,16 @@ thread_local Remembered Carried<Remembered>::current_;
 
 // What was cancelled stays cancelled, whatever the strategy thinks of it, and however long it would
 // sleep before it says so.
-template <typename IsOver>
-void keepCancelled(const HttpClient& client, HttpRequest& request, IsOver isOver) {
+void keepCancelled(const HttpClient& client, HttpRequest& request,
+                   const std::atomic<bool>& cancelled, const std::atomic<bool>& closing) {
     ClientConfiguration configuration = request.hasClientConfiguration()
                                             ? request.getClientConfiguration()
                                             : client.getClientConfiguration();
     RetryStrategy strategy = configuration.retryStrategy();
     if (!strategy) return;
     configuration.setRetryStrategy(
-        [isOver = std::move(isOver), strategy = std::move(strategy)](const auto&... arguments) {
-            return !isOver() && strategy(arguments...);
+        [&cancelled, &closing, strategy = std::move(strategy)](const auto&... arguments) {
+            return !cancelled && !closing && strategy(arguments...);
         });
     request.setClientConfiguration(std::move(configuration));
 }
@@ -171,7 +171,7 @@ HttpResponse CurlHttpClient::makeRequest(HttpRequest request) const {
     logical.settings = detail::settingsFor(request, impl_->engine->settings());
     const std::atomic<bool>& closing = impl_->engine->closing();
     if (request.hasProgressCallback() || detail::onClientThread())
-        keepCancelled(*this, request, [&] { return logical.cancelled || closing; });
+        keepCancelled(*this, request, logical.cancelled, closing);
     const CarriedSynchronously carried(this, &logical);
     return HttpClient::makeRequest(std::move(request));
 }
