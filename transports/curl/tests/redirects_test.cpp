@@ -5,6 +5,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 class Redirects : public OnBothRoads {};
 ON_BOTH_ROADS(Redirects);
@@ -116,8 +117,8 @@ TEST_P(Redirects, ThatLeadNowhereFail) {
 
 TEST_P(Redirects, ToWhatCannotBeReachedFail) {
     const std::pair<std::string, std::string> cases[] = {
-        {"data", "redirect: the Location field is malformed: "},
-        {"badhost", "name resolution: "},
+        {"data", "redirect: the Location field is malformed: [A-Z].*"},
+        {"badhost", "name resolution: .*"},
     };
     for (const auto& [kind, reason] : cases) {
         FaultServer server("302:" + kind + ",ok");
@@ -125,7 +126,7 @@ TEST_P(Redirects, ToWhatCannotBeReachedFail) {
         const std::string text =
             failureOf([&] { send(CurlHttpClient(once()), get(server.url())); });
 
-        EXPECT_THAT(text, HasSubstr(" failed: " + reason)) << kind;
+        EXPECT_THAT(text, MatchesRegex("Request to .* failed: " + reason)) << kind;
         EXPECT_EQ(server.requests().size(), 1u) << kind;
     }
 }
