@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <utility>
 
+#include "httpclient_testing/black_hole.h"
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/child.h"
@@ -112,6 +114,25 @@ TEST_P(SystemCalls, ThatFailMakeATransferLoudAtTheWorst) {
     }
 
     EXPECT_GT(failures, 60);
+}
+
+TEST_P(SystemCalls, AreFewWhileATransferWaits) {
+    SKIP_WHERE_NOBODY_MAY_TRACE();
+    const httpclient_testing::BlackHole hole;
+    const CurlHttpClient client(quick());
+    for (const bool reports : {false, true}) {
+        HttpRequest request = get(hole.url());
+        if (reports) {
+            request.setProgressCallback([](const Progress&) { return ProgressResult::CONTINUE; });
+        }
+        SystemCallTrace trace("trace=poll,ppoll");
+
+        EXPECT_FALSE(endsWell([&] { send(client, std::move(request)); }));
+
+        const std::string calls = trace.stop();
+        EXPECT_GT(std::count(calls.begin(), calls.end(), '\n'), 0);
+        EXPECT_LT(std::count(calls.begin(), calls.end(), '\n'), 100);
+    }
 }
 
 TEST_P(SystemCalls, OfARedirectGoToNoFileAndNoOtherPort) {
