@@ -1,5 +1,7 @@
 #include "httpclient_testing/printers.h"
 
+#include <cstddef>
+#include <initializer_list>
 #include <ostream>
 #include <string>
 #include <variant>
@@ -161,6 +163,20 @@ void PrintTo(const DefaultRetry& retry, std::ostream* os) {
 }  // namespace tavrin::httpclient_core
 
 namespace tavrin::httpclient_testing {
+namespace {
+
+// Enumerators are counted from 0; `names` has them in their order.
+template <typename Enumeration>
+void printName(Enumeration value, std::initializer_list<const char*> names, std::ostream& os) {
+    const auto place = static_cast<std::size_t>(value);
+    if (place < names.size()) {
+        os << names.begin()[place];
+    } else {
+        os << static_cast<int>(value);
+    }
+}
+
+}  // namespace
 
 void PrintTo(const RecordedRequest& request, std::ostream* os) { *os << '\n' << wireText(request); }
 
@@ -168,6 +184,29 @@ void PrintTo(const ReceivedRequest& request, std::ostream* os) { *os << '\n' << 
 
 void PrintTo(const ExpectedRequest& expected, std::ostream* os) {
     *os << '\n' << expected.describe();
+}
+
+void PrintTo(Completion completion, std::ostream* os) {
+    printName(completion, {"ON_CALLING_THREAD", "ON_OWN_THREAD", "WHEN_TOLD"}, *os);
+}
+
+void PrintTo(ConnectionFault fault, std::ostream* os) {
+    printName(fault, {"NONE", "ACCEPT_RST", "REFUSED", "MUTE", "GARBAGE", "HELLO_RST"}, *os);
+}
+
+void PrintTo(Framing framing, std::ostream* os) {
+    printName(framing, {"LENGTH", "CHUNKED", "UNTIL_CLOSE"}, *os);
+}
+
+void PrintTo(Matching matching, std::ostream* os) { printName(matching, {"STRICT", "LOOSE"}, *os); }
+
+void PrintTo(ScriptOrder order, std::ostream* os) { printName(order, {"AS_WRITTEN", "ANY"}, *os); }
+
+void PrintTo(TlsKind kind, std::ostream* os) {
+    printName(kind,
+              {"GOOD", "EXPIRED", "NOT_YET_VALID", "SELF_SIGNED", "WRONG_HOST", "UNTRUSTED_CA",
+               "OLD_PROTOCOL"},
+              *os);
 }
 
 }  // namespace tavrin::httpclient_testing

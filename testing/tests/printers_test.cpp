@@ -116,6 +116,37 @@ TEST(Printers, WriteTheSettings) {
         "maxTotalAttempts 5, maxConsecutiveAttempts 3, backoffBase 10 ms, maxBackoff 1000 ms");
 }
 
+TEST(Printers, WriteEnumeratorsByTheirNames) {
+    EXPECT_EQ(PrintToString(Completion::ON_CALLING_THREAD), "ON_CALLING_THREAD");
+    EXPECT_EQ(PrintToString(Completion::ON_OWN_THREAD), "ON_OWN_THREAD");
+    EXPECT_EQ(PrintToString(Completion::WHEN_TOLD), "WHEN_TOLD");
+    EXPECT_EQ(PrintToString(ConnectionFault::NONE), "NONE");
+    EXPECT_EQ(PrintToString(ConnectionFault::ACCEPT_RST), "ACCEPT_RST");
+    EXPECT_EQ(PrintToString(ConnectionFault::REFUSED), "REFUSED");
+    EXPECT_EQ(PrintToString(ConnectionFault::MUTE), "MUTE");
+    EXPECT_EQ(PrintToString(ConnectionFault::GARBAGE), "GARBAGE");
+    EXPECT_EQ(PrintToString(ConnectionFault::HELLO_RST), "HELLO_RST");
+    EXPECT_EQ(PrintToString(Framing::LENGTH), "LENGTH");
+    EXPECT_EQ(PrintToString(Framing::CHUNKED), "CHUNKED");
+    EXPECT_EQ(PrintToString(Framing::UNTIL_CLOSE), "UNTIL_CLOSE");
+    EXPECT_EQ(PrintToString(Matching::STRICT), "STRICT");
+    EXPECT_EQ(PrintToString(Matching::LOOSE), "LOOSE");
+    EXPECT_EQ(PrintToString(ScriptOrder::AS_WRITTEN), "AS_WRITTEN");
+    EXPECT_EQ(PrintToString(ScriptOrder::ANY), "ANY");
+    EXPECT_EQ(PrintToString(TlsKind::GOOD), "GOOD");
+    EXPECT_EQ(PrintToString(TlsKind::EXPIRED), "EXPIRED");
+    EXPECT_EQ(PrintToString(TlsKind::NOT_YET_VALID), "NOT_YET_VALID");
+    EXPECT_EQ(PrintToString(TlsKind::SELF_SIGNED), "SELF_SIGNED");
+    EXPECT_EQ(PrintToString(TlsKind::WRONG_HOST), "WRONG_HOST");
+    EXPECT_EQ(PrintToString(TlsKind::UNTRUSTED_CA), "UNTRUSTED_CA");
+    EXPECT_EQ(PrintToString(TlsKind::OLD_PROTOCOL), "OLD_PROTOCOL");
+}
+
+TEST(Printers, WriteTheNumberOfWhatIsNoEnumerator) {
+    EXPECT_EQ(PrintToString(static_cast<Matching>(2)), "2");
+    EXPECT_EQ(PrintToString(static_cast<TlsKind>(-1)), "-1");
+}
+
 TEST(Printers, WriteWhatIsExpected) {
     EXPECT_EQ(PrintToString(ExpectedRequest(HttpMethod::GET, "//u:secret@h")),
               "\n  method GET\n  URL //***@h\n");

@@ -17,8 +17,12 @@
 #include "httpclient_core/websocket_configuration.h"
 #include "httpclient_testing/expected_request.h"
 #include "httpclient_testing/export.h"
+#include "httpclient_testing/fault_plan.h"
 #include "httpclient_testing/received_request.h"
 #include "httpclient_testing/recorded_request.h"
+#include "httpclient_testing/replaying_http_client.h"
+#include "httpclient_testing/scripted_http_client.h"
+#include "httpclient_testing/test_certificates.h"
 
 namespace tavrin::httpclient_core {
 
@@ -70,5 +74,13 @@ HTTPCLIENT_TESTING_EXPORT void PrintTo(const ReceivedRequest& request, std::ostr
 
 /// As ExpectedRequest::describe(), on lines of its own.
 HTTPCLIENT_TESTING_EXPORT void PrintTo(const ExpectedRequest& expected, std::ostream* os);
+
+/// The enumerator's name; the number of a value that has none.
+HTTPCLIENT_TESTING_EXPORT void PrintTo(Completion completion, std::ostream* os);
+HTTPCLIENT_TESTING_EXPORT void PrintTo(ConnectionFault fault, std::ostream* os);
+HTTPCLIENT_TESTING_EXPORT void PrintTo(Framing framing, std::ostream* os);
+HTTPCLIENT_TESTING_EXPORT void PrintTo(Matching matching, std::ostream* os);
+HTTPCLIENT_TESTING_EXPORT void PrintTo(ScriptOrder order, std::ostream* os);
+HTTPCLIENT_TESTING_EXPORT void PrintTo(TlsKind kind, std::ostream* os);
 
 }  // namespace tavrin::httpclient_testing
