@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "httpclient_core/httpclient_core.h"
@@ -21,6 +24,7 @@ using httpclient_core::defaultRetryStrategy;
 using httpclient_core::downloadIsRetriable;
 using httpclient_testing::sha256Hex;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::StartsWith;
 
 using Exchange = NginxServer::Exchange;
@@ -52,6 +56,39 @@ TEST(Nginx, AnswersOverTlsWithHttp2AndWithoutAReasonPhrase) {
     EXPECT_EQ(response.getResponseCodeReason(), "");
     EXPECT_EQ(response.getResponseBodyString(), "Hello.\n");
     EXPECT_THAT(server.stop(), ElementsAre(Exchange{"GET /greeting HTTP/2.0", 200, "", ""}));
+}
+
+TEST(Nginx, CarriesRequestsBesideEachOtherOnOneHttp2ConnectionThatOutlivesACancelledOne) {
+    NginxServer server;
+    server.serve("/greeting", "Hello.\n");
+    server.serve("/file", std::string(LARGE, 'x'));
+    const CurlHttpClient client(
+        once().withCertificateFile(server.caFile()).withMaxThreads(1).withMaxRequestsPerThread(10));
+    std::promise<void> begun;
+    std::atomic<bool> enough{false};
+    HttpRequest slow = get(server.slowHttpsUrl("/file"));
+    slow.setProgressCallback([&, told = false](const Progress& progress) mutable {
+        if (progress.downloadNow > 0 && !std::exchange(told, true)) begun.set_value();
+        return enough ? ProgressResult::CANCEL : ProgressResult::CONTINUE;
+    });
+    auto underWay = client.makeAsyncRequest(std::move(slow));
+    begun.get_future().wait();
+
+    std::vector<std::future<HttpResponse>> beside;
+    for (int i = 0; i < 8; ++i)
+        beside.push_back(client.makeAsyncRequest(get(server.httpsUrl("/greeting"))));
+    for (auto& response : beside) EXPECT_EQ(response.get().getResponseBodyString(), "Hello.\n");
+    enough = true;
+    EXPECT_THROW(underWay.get(), HttpRequestCancelledException);
+    HttpResponse after = client.makeAsyncRequest(get(server.httpsUrl("/greeting"))).get();
+
+    EXPECT_EQ(after.getResponseBodyString(), "Hello.\n");
+    const std::vector<Exchange> exchanges = server.stop();
+    EXPECT_EQ(exchanges.size(), 10U);
+    for (const Exchange& exchange : exchanges) {
+        EXPECT_THAT(exchange.request, EndsWith(" HTTP/2.0"));
+        EXPECT_EQ(exchange.connection, exchanges.front().connection);
+    }
 }
 
 TEST(Nginx, AnswersOverTlsWithHttp11ToAClientThatWantsNoMore) {

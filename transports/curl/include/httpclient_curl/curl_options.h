@@ -8,7 +8,8 @@
 namespace tavrin::httpclient_curl {
 
 /// Highest version of HTTP that a client may speak. HTTP/2 is spoken over TLS alone, where the
-/// server agrees to it; its responses have no reason phrase.
+/// server agrees to it; its responses have no reason phrase. Asynchronous requests that a thread
+/// carries at the same time then share a connection, as soon as it stands.
 enum class HttpVersion { HTTP_1_1, HTTP_2 };
 
 /// How a CurlHttpClient works, as far as ClientConfiguration has no place for it.

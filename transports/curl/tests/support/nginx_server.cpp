@@ -67,7 +67,8 @@ std::vector<NginxServer::Exchange> NginxServer::stop() {
         std::getline(fields, exchange.request, '|');
         std::getline(fields, status, '|');
         std::getline(fields, exchange.range, '|');
-        std::getline(fields, exchange.ifRange);
+        std::getline(fields, exchange.ifRange, '|');
+        std::getline(fields, exchange.connection);
         exchange.status = std::stoi(status);
         exchanges.push_back(exchange);
     }
@@ -91,7 +92,7 @@ http {
     fastcgi_temp_path fastcgi;
     uwsgi_temp_path uwsgi;
     scgi_temp_path scgi;
-    log_format exchange escape=none '$request|$status|$http_range|$http_if_range';
+    log_format exchange escape=none '$request|$status|$http_range|$http_if_range|$connection';
     root files;
 )";
     std::string tuning;
@@ -109,7 +110,8 @@ http {
          << "server { listen " << hostAndPort(tls_.local_endpoint()) << " ssl http2" << tuning
          << ";\n"
          << "    ssl_certificate " << certificates_.certificateFile(TlsKind::GOOD) << ";\n"
-         << "    ssl_certificate_key " << certificates_.keyFile(TlsKind::GOOD) << "; }\n}\n";
+         << "    ssl_certificate_key " << certificates_.keyFile(TlsKind::GOOD) << ";\n"
+         << "    location /slow/ { alias files/; limit_rate 1000; } }\n}\n";
 }
 
 // nginx takes the listening sockets over as it does from a predecessor whose program was replaced.

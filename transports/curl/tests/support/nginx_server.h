@@ -19,12 +19,14 @@ namespace tavrin::httpclient_curl::test {
 /// with HTTP/2. Everything it needs stands in a temporary directory, which goes with the object.
 class NginxServer {
 public:
-    /// A request that was answered to its end, with two of its headers, empty if it lacks them.
+    /// A request that nginx has done with, with two of its headers, empty if it lacks them.
     struct Exchange {
         std::string request;
         int status = 0;
         std::string range;
         std::string ifRange;
+        /// Number of the connection; of no matter when exchanges are compared.
+        std::string connection{};
 
         bool operator==(const Exchange& other) const;
         friend std::ostream& operator<<(std::ostream& os, const Exchange& exchange);
@@ -43,6 +45,9 @@ public:
     /// URL of a file; `path` begins with a slash.
     std::string url(const std::string& path) const;
     std::string httpsUrl(const std::string& path) const;
+
+    /// URL of the same file, which comes at 1000 bytes a second.
+    std::string slowHttpsUrl(const std::string& path) const { return httpsUrl("/slow" + path); }
 
     /// PEM file of the CA that signed the server's certificate.
     std::string caFile() const;
