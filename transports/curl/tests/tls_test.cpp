@@ -146,12 +146,5 @@ TEST_P(Tls, DownloadsResume) {
     EXPECT_EQ(response.getResponseBodyString(), cut->content("/bytes/50000").all());
 }
 
-TEST_P(Tls, HttpVersionMayBeLimited) {
-    const auto good = server(TlsKind::GOOD);
-    const CurlHttpClient client(trusting(),
-                                CurlOptions().withHighestHttpVersion(HttpVersion::HTTP_1_1));
-    EXPECT_EQ(send(client, get(good->url("/bytes/2"))).getContentLength(), 2);
-}
-
 }  // namespace
 }  // namespace tavrin::httpclient_curl
