@@ -30,6 +30,14 @@ constexpr milliseconds PROGRESS_INTERVAL{50};
 // Without a progress callback a thread looks after its limits, and a client's end, so often.
 constexpr milliseconds LONGEST_WAIT{100};
 
+// Whether what goes to such a URL passes the proxy without its looking at it.
+bool tunnels(const std::string& proxy, const RequestUrl& url) {
+    if (proxy.empty()) return false;
+    const bool socks = proxy.find("://") != std::string::npos &&
+                       equalIgnoringCase(std::string_view(proxy).substr(0, 5), "socks");
+    return socks || url.isSecure();
+}
+
 // The body of a redirect is read to its end, so that the connection can be kept, but no further
 // than this.
 constexpr std::int64_t MOST_DROPPED_BYTES = 256 * 1024;
@@ -106,6 +114,11 @@ void Attempt::planFirstExchange() {
     redirects_ = 0;
     BodyFraming framing;
     headers_ = checkedHeaders(request_, framing);
+    if (tunnels(settings_.proxy, *url_) && findHeader(headers_, "Proxy-Authorization") != nullptr) {
+        throw refused(
+            "its Proxy-Authorization would not go to the proxy, whose URL has room for a user and "
+            "a password");
+    }
     makeBody(framing);
     planRange();
     decode_ = options_.decodeContent() && findHeader(headers_, "Accept-Encoding") == nullptr &&

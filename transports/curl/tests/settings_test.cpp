@@ -315,6 +315,31 @@ TEST_P(Settings, ProxySpeaksTlsWhereItsUrlSaysSo) {
     EXPECT_FALSE(secure.requests().at(0).header("Proxy-Authorization"));
 }
 
+TEST_P(Settings, ProxyAuthorizationOfTheApplicationsGoesToTheProxyOrNowhere) {
+    FaultServer proxy;
+    FaultServer plain;
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    FaultServer secure(options);
+    const auto through = [&](const std::string& proxyUrl, const std::string& url) {
+        const CurlHttpClient client(
+            once().withProxy(proxyUrl).withCertificateFile(secure.caFile()));
+        return failureOf([&] { send(client, get(url, {{"proxy-authorization", "Basic bWU="}})); });
+    };
+    const std::string refusal =
+        "Request refused: its Proxy-Authorization would not go to the proxy, whose URL has room "
+        "for a user and a password";
+
+    EXPECT_EQ(through(proxy.url(), plain.url()), "");
+    EXPECT_EQ(through(proxy.url(), secure.url()), refusal);
+    EXPECT_EQ(through("SOCKS5://" + hostOf(proxy), plain.url()), refusal);
+
+    ASSERT_EQ(proxy.requests().size(), 1u);
+    EXPECT_EQ(proxy.requests()[0].header("Proxy-Authorization"), "Basic bWU=");
+    EXPECT_TRUE(plain.requests().empty());
+    EXPECT_TRUE(secure.requests().empty());
+}
+
 TEST_P(Settings, ProxyWhoseCertificateIsNotTrustedSeesNothing) {
     for (const auto kind :
          {httpclient_testing::TlsKind::UNTRUSTED_CA, httpclient_testing::TlsKind::WRONG_HOST}) {

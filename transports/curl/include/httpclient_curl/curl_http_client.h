@@ -46,8 +46,12 @@ namespace tavrin::httpclient_curl {
 ///
 /// **Settings.** Every setting of ClientConfiguration has its effect. Times and speeds of 0 or less
 /// are no limit; maxRedirects() counts as 0 if it is negative and as 1000 if it is greater. If
-/// certificateFile() is set, that file and nothing else is trusted. proxy() is a URL with one of
+/// certificateFile() is set, that file and nothing else is trusted; otherwise the system's
+/// certificates are, as they were up to a day ago. responseTimeout() counts up to the final answer,
+/// however many interim ones come. proxy() is a URL with one of
 /// the schemes http, https, socks4, socks4a, socks5 and socks5h; without a scheme it means http.
+/// User and password of the proxy stand in it; a Proxy-Authorization field of a request's own is
+/// refused where the proxy would hand it on unseen, which is for https and with SOCKS.
 /// A new configuration holds for requests that start after it was set. Waiting in the queue counts
 /// towards no limit, nor does the time that streams and callbacks take, of this request or another
 /// on its thread; but while a request's stream gives its body too slowly, its transfer is idle.
@@ -62,8 +66,9 @@ namespace tavrin::httpclient_curl {
 /// user and password of the URL, Accept-Encoding for decoding, Range and If-Range for resuming, and
 /// for an http proxy Proxy-Connection and Proxy-Authorization. The body goes again, from where it
 /// stood at first, on redirects that keep the method and on further attempts; a stream that cannot
-/// go back fails them. Multipart bodies go as multipart/form-data (RFC 7578); files are read while
-/// they are sent, and must not change meanwhile. A request that carries both a simple and a
+/// go back fails them. Multipart bodies go as multipart/form-data (RFC 7578), framed by what they
+/// are, whatever Content-Length and Transfer-Encoding say; files are read while they are sent, and
+/// must not change meanwhile. A request that carries both a simple and a
 /// multipart body is refused, and so is a HEAD request with a body. POST and PATCH are never sent
 /// twice unasked; other methods once more if a kept connection turns out to be dead before any byte
 /// of an answer came. A connection that lay idle for a minute, or for five seconds where POST or
@@ -135,8 +140,10 @@ namespace tavrin::httpclient_curl {
 /// attempt itself, and when the end of the client has, it is not called again.
 ///
 /// **Limits.** The progress callback is not called while a request waits in the queue, nor during a
-/// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked up leaves that to a thread of
-/// libcurl's, which ends when the system's resolver answers. A stream that blocks cannot be
+/// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked
+/// up leaves that to a thread of libcurl's, which ends when the system's resolver answers. Addresses
+/// are kept for a minute, whatever their time to live, so that further attempts within it go to the
+/// same ones. A stream that blocks cannot be
 /// interrupted; neither limits of time nor cancellation end it. Connections are not shared between
 /// threads. Where a line of a response's head begins with NUL, libcurl leaves out what it has read
 /// behind it, and nobody can see that; with NUL elsewhere in a head the response is malformed.
