@@ -174,6 +174,12 @@ TEST_P(Settings, IdleTimeoutEndsAStalledBody) {
     EXPECT_EQ(expectTimeout(client, get(server.url("/bytes/5000")), milliseconds(400)), 200);
 }
 
+TEST_P(Settings, IdleTimeoutEndsAStalledHead) {
+    FaultServer server("hstall@30");
+    const CurlHttpClient client(once().withIdleTimeout(400).withResponseTimeout(5000));
+    EXPECT_EQ(expectTimeout(client, get(server.url()), milliseconds(400)), -1);
+}
+
 TEST_P(Settings, IdleSpeedTellsSlowFromIdle) {
     FaultServer server("drip:200");
     const CurlHttpClient slow(once().withIdleTimeout(300).withIdleSpeed(2000));
