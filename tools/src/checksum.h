@@ -14,6 +14,13 @@ struct ExpectedChecksum {
     std::string algorithm;  ///< "sha256" or "sha512"
     std::string hex;        ///< lower case
 
+    bool operator==(const ExpectedChecksum& other) const {
+        return algorithm == other.algorithm && hex == other.hex;
+    }
+
+    /// "sha256:HEX" or "sha512:HEX".
+    std::string text() const { return algorithm + ":" + hex; }
+
     /// Reads "sha256:HEX" or "sha512:HEX", letter case aside.
     /// @throws std::runtime_error that says what is wrong with `text`.
     static ExpectedChecksum parse(const std::string& text);

@@ -211,8 +211,8 @@ std::unique_ptr<std::iostream> Download::restStream(const core::HttpHeaders& hea
         throw RangeFailure("the server sent other bytes than those that are missing");
     }
     total_ = continued_->representation.length;
-    sha256_ = continued_->representation.sha256;
-    if (sha256_.empty()) sha256_ = announcedSha256(headers);
+    digest_ = continued_->representation.digest;
+    if (!digest_) digest_ = announcedDigest(headers);
     return target_->continueFrom(offset_);
 }
 
@@ -271,7 +271,7 @@ void Download::checkContinued() const {
         throw core::HttpRequestFailedException("incomplete body: " + std::to_string(end) + " of " +
                                                std::to_string(length) + " bytes");
     }
-    if (!sha256_.empty() && target_->sha256() != sha256_) {
+    if (digest_ && target_->checksum(digest_->algorithm) != digest_->hex) {
         target_->forget();
         throw core::HttpRequestFailedException(
             "digest: the body is not what its Repr-Digest tells");

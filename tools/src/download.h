@@ -10,6 +10,7 @@
 #include <string>
 
 #include "assignment.h"
+#include "checksum.h"
 #include "command_line.h"
 #include "exit_code.h"
 #include "progress_display.h"
@@ -73,8 +74,8 @@ private:
     // What the request under way goes on with, and from where.
     std::optional<PartFile::Held> continued_;
     std::int64_t offset_ = 0;
-    // What the whole is to have, where an answer told it; "" if none did.
-    std::string sha256_;
+    // What the whole is to have, where an answer told it.
+    std::optional<ExpectedChecksum> digest_;
     bool begun_ = false;
     // The library is to end its request so that the next one can be ours.
     bool nextIsOurs_ = false;

@@ -94,13 +94,16 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
     struct stat status {};
     std::ifstream file(validatorPath());
     HttpHeaders fields;
+    std::optional<ExpectedChecksum> digest;
     try {
         for (std::string line; std::getline(file, line);) fields.addHeader(line);
+        if (fields.hasHeader("Digest")) {
+            digest = ExpectedChecksum::parse(fields.getHeaderValue("Digest"));
+        }
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }
     const auto length = contentLength(fields);
-    const auto sha256 = fields.find("Content-SHA256");
     // The fingerprint is written last; a file that was cut off has none, or not the whole of it.
     if (fields.find("URL-SHA256") == fields.end() || fields.find("Validator") == fields.end() ||
         fields.find("URL-SHA256")->second != fingerprint(url) || !length ||
@@ -108,9 +111,7 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
         status.st_size == 0 || status.st_size > *length) {
         return std::nullopt;
     }
-    return Held{
-        status.st_size,
-        {fields.find("Validator")->second, *length, sha256 == fields.end() ? "" : sha256->second}};
+    return Held{status.st_size, {fields.find("Validator")->second, *length, digest}};
 }
 
 std::unique_ptr<std::iostream> PartFile::begin(
@@ -121,7 +122,7 @@ std::unique_ptr<std::iostream> PartFile::begin(
         std::ofstream file(validatorPath());
         file << "Validator: " << representation->validator << "\n"
              << "Content-Length: " << representation->length << "\n"
-             << "Content-SHA256: " << representation->sha256 << "\n"
+             << (representation->digest ? "Digest: " + representation->digest->text() + "\n" : "")
              << "URL-SHA256: " << fingerprint(url) << "\n"
              << std::flush;
         if (!file) throw writeFailure("write to " + inQuotes(validatorPath()), errno);

@@ -2,7 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <array>
 #include <cctype>
 #include <charconv>
 
@@ -39,22 +38,40 @@ std::string strongValidator(const HttpHeaders& headers) {
     return isStrongDate(lastModified, valueOr(headers, "Date", "")) ? lastModified : "";
 }
 
-// What a byte sequence of 32 bytes, ":BASE64:" (RFC 8941, 3.3.5), holds, in hexadecimal digits; ""
-// for anything else.
-std::string hexOfSha256(const std::string& sequence) {
-    constexpr std::size_t BYTES = 32;
-    constexpr std::size_t CHARACTERS = 44;
-    if (sequence.size() != CHARACTERS + 2 || sequence.front() != ':' || sequence.back() != ':' ||
+// What a byte sequence, ":BASE64:" (RFC 8941, 3.3.5), of so many bytes holds, in hexadecimal form;
+// "" for anything else.
+std::string hexOf(const std::string& sequence, std::size_t bytes) {
+    const std::size_t groups = (bytes + 2) / 3;
+    const std::string end = std::string(3 * groups - bytes, '=') + ":";
+    const std::size_t characters = 4 * groups + 1 - end.size();
+    if (sequence.size() != 1 + characters + end.size() || sequence.front() != ':' ||
         sequence.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
                                    "+/",
-                                   1) != CHARACTERS ||
-        sequence[CHARACTERS] != '=') {
+                                   1) != 1 + characters ||
+        sequence.substr(1 + characters) != end) {
         return "";
     }
-    std::array<unsigned char, BYTES + 1> bytes{};
-    EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(sequence.data()) + 1,
-                    CHARACTERS);
-    return inHex({reinterpret_cast<const char*>(bytes.data()), BYTES});
+    std::string decoded(3 * groups, '\0');
+    EVP_DecodeBlock(reinterpret_cast<unsigned char*>(decoded.data()),
+                    reinterpret_cast<const unsigned char*>(sequence.data()) + 1,
+                    static_cast<int>(4 * groups));
+    return inHex({decoded.data(), bytes});
+}
+
+// Of several members of that name the last counts (RFC 8941, 3.2).
+std::string announcedHex(const HttpHeaders& headers, const std::string& algorithm,
+                         std::size_t bytes) {
+    std::string hex;
+    const auto read = [&](const std::string& member) {
+        const auto equals = member.find('=');
+        if (equals == std::string::npos || member.substr(0, equals) != algorithm) return;
+        const auto end = member.find(';', equals);
+        hex = hexOf(member.substr(equals + 1, end - equals - 1), bytes);
+    };
+    for (const auto& [name, value] : headers) {
+        if (lowered(name) == "repr-digest") HttpHeaders::splitElements(value, read, ",", true);
+    }
+    return hex;
 }
 
 bool hasCoding(const HttpHeaders& headers) {
@@ -72,26 +89,19 @@ std::optional<std::int64_t> contentLength(const HttpHeaders& headers) {
     return length;
 }
 
-std::string announcedSha256(const HttpHeaders& headers) {
-    std::string sha256;
-    for (const auto& [name, value] : headers) {
-        if (lowered(name) != "repr-digest") continue;
-        const auto read = [&sha256](const std::string& member) {
-            const auto equals = member.find('=');
-            if (member.substr(0, equals) != "sha-256" || equals == std::string::npos) return;
-            const auto end = member.find(';', equals);
-            sha256 = hexOfSha256(member.substr(equals + 1, end - equals - 1));
-        };
-        HttpHeaders::splitElements(value, read, ",", true);
-    }
-    return sha256;
+std::optional<ExpectedChecksum> announcedDigest(const HttpHeaders& headers) {
+    const std::string sha512 = announcedHex(headers, "sha-512", 64);
+    if (!sha512.empty()) return ExpectedChecksum{"sha512", sha512};
+    const std::string sha256 = announcedHex(headers, "sha-256", 32);
+    if (!sha256.empty()) return ExpectedChecksum{"sha256", sha256};
+    return std::nullopt;
 }
 
 std::optional<Representation> representationOf(const HttpHeaders& headers) {
     const auto length = contentLength(headers);
     const std::string validator = strongValidator(headers);
     if (!length || validator.empty() || hasCoding(headers)) return std::nullopt;
-    return Representation{validator, *length, announcedSha256(headers)};
+    return Representation{validator, *length, announcedDigest(headers)};
 }
 
 bool continues(const HttpHeaders& headers, const Representation& representation,
@@ -100,9 +110,10 @@ bool continues(const HttpHeaders& headers, const Representation& representation,
                               std::to_string(representation.length - 1) + "/" +
                               std::to_string(representation.length);
     const bool isEtag = representation.validator.front() == '"';
-    const std::string sha256 = announcedSha256(headers);
-    const bool sameDigest =
-        sha256.empty() || representation.sha256.empty() || sha256 == representation.sha256;
+    const auto digest = announcedDigest(headers);
+    const bool sameDigest = !digest || !representation.digest ||
+                            digest->algorithm != representation.digest->algorithm ||
+                            digest == representation.digest;
     const std::string type = lowered(valueOr(headers, "Content-Type", ""));
     return valueOr(headers, "Content-Range", "") == range &&
            valueOr(headers, isEtag ? "ETag" : "Last-Modified", "") == representation.validator &&

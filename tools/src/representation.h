@@ -6,16 +6,18 @@
 #include <optional>
 #include <string>
 
+#include "checksum.h"
+
 namespace tavrin::http_tool {
 
 /// What identifies a version of a resource so surely that bytes of two answers may be joined.
 struct Representation {
     std::string validator;  ///< strong: an ETag without "W/", or a Last-Modified that is old enough
-    std::int64_t length = 0;  ///< complete length in bytes
-    std::string sha256;       ///< hexadecimal; "" if the server announced none
+    std::int64_t length = 0;                 ///< complete length in bytes
+    std::optional<ExpectedChecksum> digest;  ///< what the server announced, if it did
 
     bool operator==(const Representation& other) const {
-        return validator == other.validator && length == other.length && sha256 == other.sha256;
+        return validator == other.validator && length == other.length && digest == other.digest;
     }
 };
 
@@ -24,13 +26,13 @@ struct Representation {
 std::optional<Representation> representationOf(const httpclient_core::HttpHeaders& headers);
 
 /// Whether the body of a 206 with these headers is the rest of `representation` from `offset` on:
-/// exactly that range, the same validator, one part, no content coding, and no other SHA-256.
+/// exactly that range, the same validator, one part, no content coding, and no other digest.
 bool continues(const httpclient_core::HttpHeaders& headers, const Representation& representation,
                std::int64_t offset);
 
-/// SHA-256 of the whole representation that Repr-Digest (RFC 9530) tells, in hexadecimal digits;
-/// "" if it tells none. It stands on a 206 too.
-std::string announcedSha256(const httpclient_core::HttpHeaders& headers);
+/// SHA-512, or else SHA-256, of the whole representation that Repr-Digest (RFC 9530) tells, if it
+/// tells one. It stands on a 206 too.
+std::optional<ExpectedChecksum> announcedDigest(const httpclient_core::HttpHeaders& headers);
 
 /// Value of Content-Length if it is a plain number, else nothing.
 std::optional<std::int64_t> contentLength(const httpclient_core::HttpHeaders& headers);

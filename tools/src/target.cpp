@@ -41,7 +41,9 @@ public:
 
     void forget() override { part_.forget(); }
 
-    std::string sha256() const override { return checksumOfFile("sha256", part_.descriptor()); }
+    std::string checksum(const std::string& algorithm) const override {
+        return checksumOfFile(algorithm, part_.descriptor());
+    }
 
     void finish(const std::string& suggestedName) override {
         part_.output().check();
@@ -59,7 +61,7 @@ private:
     // Read back from the disk: what arrived may have come in several runs of the program.
     void verify() {
         try {
-            compare(*checksum_, checksumOfFile(checksum_->algorithm, part_.descriptor()));
+            compare(*checksum_, checksum(checksum_->algorithm));
         } catch (const ChecksumFailure&) {
             part_.forget();
             throw;
@@ -131,7 +133,7 @@ std::unique_ptr<std::iostream> Target::continueFrom(std::int64_t) {
     throw std::logic_error("nothing is held that could be continued");
 }
 
-std::string Target::sha256() const {
+std::string Target::checksum(const std::string&) const {
     throw std::logic_error("nothing was continued that could be read back");
 }
 

@@ -32,9 +32,9 @@ public:
     /// Forgets what is held.
     virtual void forget() {}
 
-    /// SHA-256 of all that was written, over all runs, in hexadecimal digits. Only where something
+    /// Digest of all that was written, over all runs, in hexadecimal digits. Only where something
     /// was continued.
-    virtual std::string sha256() const;
+    virtual std::string checksum(const std::string& algorithm) const;
 
     /// Everything has been written; `suggestedName`, if not empty, is what the server calls it.
     /// @throws WriteFailure, ChecksumFailure.

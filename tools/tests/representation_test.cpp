@@ -59,57 +59,79 @@ TEST(RepresentationOf, NeedsAPlainLengthAndNoCoding) {
         "\"a\" 5");
 }
 
-// Of the text "abc" (FIPS 180-2, B.1), in both forms.
-constexpr char SEQUENCE[] = ":ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0=:";
-constexpr char HEX[] = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
-
-TEST(AnnouncedSha256, IsFoundAmongOtherDigestsAndParameters) {
-    const std::string member = std::string("sha-256=") + SEQUENCE;
-
-    EXPECT_EQ(announcedSha256({{"repr-digest", member}}), HEX);
-    EXPECT_EQ(announcedSha256({{"Repr-Digest", "sha-512=:AAAA:, " + member + ";a=1 ,x=:AA==:"}}),
-              HEX);
-    EXPECT_EQ(announcedSha256({{"Repr-Digest", "sha-512=:AAAA:"}, {"Repr-Digest", member}}), HEX);
+// Of the text "abc" (FIPS 180-2, B.1 and C.1), as a server tells it.
+constexpr char SHA256[] = "sha-256=:ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0=:";
+constexpr char SHA512[] =
+    "sha-512=:3a81oZNherrMQXNJriBBMRLm+k6JqX6iCp7u5ktV05ohkpkqJ0/BqDa6PCOj/"
+    "uu9RU1EI2Q86A4qmslPpUyknw==:";
+const ExpectedChecksum& abc() {
+    static const ExpectedChecksum abc{"sha256", checksumOfText("sha256", "abc")};
+    return abc;
 }
 
-TEST(AnnouncedSha256, IsTakenFromNothingElse) {
-    const std::string sequence = SEQUENCE;
+std::string announced(const HttpHeaders& headers) {
+    const auto digest = announcedDigest(headers);
+    return digest ? digest->text() : "none";
+}
 
-    EXPECT_EQ(announcedSha256({}), "");
-    EXPECT_EQ(announcedSha256({{"Content-Digest", "sha-256=" + sequence}}), "");
+TEST(AnnouncedDigest, IsFoundAmongOthersAndParameters) {
+    const std::string member = SHA256;
+
+    EXPECT_EQ(announced({{"repr-digest", member}}), abc().text());
+    EXPECT_EQ(announced({{"Repr-Digest", "sha-512=:AAAA:, " + member + ";a=1 ,x=:AA==:"}}),
+              abc().text());
+    EXPECT_EQ(announced({{"Repr-Digest", "x=:AA==:"}, {"Repr-Digest", member}}), abc().text());
+}
+
+TEST(AnnouncedDigest, IsTheStrongestAndOfItTheLast) {
+    const std::string sha512 = "sha512:" + checksumOfText("sha512", "abc");
+    const std::string other = "sha-256=:" + std::string(43, 'A') + "=:";
+
+    EXPECT_EQ(announced({{"Repr-Digest", SHA512}, {"Repr-Digest", SHA256}}), sha512);
+    EXPECT_EQ(announced({{"Repr-Digest", SHA256}, {"Repr-Digest", SHA512}}), sha512);
+    EXPECT_EQ(announced({{"Repr-Digest", other + "," + SHA256}}), abc().text());
+}
+
+TEST(AnnouncedDigest, IsTakenFromNothingElse) {
+    const std::string sequence = std::string(SHA256).substr(8);
+
+    EXPECT_EQ(announced({}), "none");
+    EXPECT_EQ(announced({{"Content-Digest", SHA256}}), "none");
     for (const std::string& value :
          {std::string(), std::string("sha-256"), std::string("sha-256="), "sha-25=" + sequence,
-          "xsha-256=" + sequence, "SHA-256=" + sequence, "sha-256=" + sequence.substr(1),
-          "sha-256=" + sequence.substr(0, 45), "sha-256=:" + sequence.substr(2),
-          "sha-256=:A" + sequence.substr(1), "sha-256=:=" + sequence.substr(2),
-          "sha-256=:-" + sequence.substr(2), "sha-256=" + sequence.substr(0, 44) + "A:"}) {
-        EXPECT_EQ(announcedSha256({{"Repr-Digest", value}}), "") << value;
+          "xsha-256=" + sequence, "SHA-256=" + sequence, "sha-512=" + sequence,
+          "sha-256=" + sequence.substr(1), "sha-256=" + sequence.substr(0, 45),
+          "sha-256=:" + sequence.substr(2), "sha-256=:A" + sequence.substr(1),
+          "sha-256=:=" + sequence.substr(2), "sha-256=:-" + sequence.substr(2),
+          "sha-256=" + sequence.substr(0, 44) + "A:", "sha-256=" + sequence.substr(0, 43) + "-:",
+          "sha-256=" + sequence.substr(0, 44) + "-:", "sha-256=" + sequence.substr(0, 45) + "A",
+          "sha-256=A" + sequence.substr(1)}) {
+        EXPECT_EQ(announced({{"Repr-Digest", value}}), "none") << value;
     }
 }
 
 TEST(RepresentationOf, KnowsTheDigestThatWasAnnounced) {
     const auto representation =
-        representationOf({{"ETag", "\"a\""},
-                          {"Content-Length", "3"},
-                          {"Repr-Digest", std::string("sha-256=") + SEQUENCE}});
+        representationOf({{"ETag", "\"a\""}, {"Content-Length", "3"}, {"Repr-Digest", SHA256}});
 
     ASSERT_TRUE(representation);
-    EXPECT_EQ(representation->sha256, HEX);
+    EXPECT_EQ(representation->digest, abc());
 }
 
 TEST(Continues, RefusesAnotherDigestAndNeedsNone) {
     const HttpHeaders plain{{"ETag", "\"a\""}, {"Content-Range", "bytes 40-99/100"}};
     HttpHeaders told = plain;
-    told.addHeaderValue("Repr-Digest", std::string("sha-256=") + SEQUENCE);
+    told.addHeaderValue("Repr-Digest", SHA256);
 
-    EXPECT_TRUE(continues(told, {"\"a\"", 100, HEX}, 40));
-    EXPECT_TRUE(continues(told, {"\"a\"", 100, ""}, 40));
-    EXPECT_TRUE(continues(plain, {"\"a\"", 100, HEX}, 40));
-    EXPECT_FALSE(continues(told, {"\"a\"", 100, std::string(64, '0')}, 40));
+    EXPECT_TRUE(continues(told, {"\"a\"", 100, abc()}, 40));
+    EXPECT_TRUE(continues(told, {"\"a\"", 100, std::nullopt}, 40));
+    EXPECT_TRUE(continues(plain, {"\"a\"", 100, abc()}, 40));
+    EXPECT_FALSE(continues(told, {"\"a\"", 100, ExpectedChecksum{"sha256", "00"}}, 40));
+    EXPECT_TRUE(continues(told, {"\"a\"", 100, ExpectedChecksum{"sha512", "00"}}, 40));
 }
 
 TEST(Continues, TakesExactlyTheMissingRange) {
-    const Representation representation{"\"a\"", 100, ""};
+    const Representation representation{"\"a\"", 100, std::nullopt};
 
     EXPECT_TRUE(
         continues({{"ETag", "\"a\""}, {"Content-Range", "bytes 40-99/100"}}, representation, 40));
@@ -124,14 +146,15 @@ TEST(Continues, TakesExactlyTheMissingRange) {
 TEST(Continues, NeedsTheSameValidator) {
     const std::string range = "bytes 40-99/100";
 
-    EXPECT_FALSE(continues({{"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
-    EXPECT_FALSE(continues({{"ETag", "\"b\""}, {"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
+    EXPECT_FALSE(continues({{"Content-Range", range}}, {"\"a\"", 100, std::nullopt}, 40));
     EXPECT_FALSE(
-        continues({{"ETag", "W/\"a\""}, {"Content-Range", range}}, {"\"a\"", 100, ""}, 40));
-    EXPECT_TRUE(
-        continues({{"Last-Modified", DATE}, {"Content-Range", range}}, {DATE, 100, ""}, 40));
+        continues({{"ETag", "\"b\""}, {"Content-Range", range}}, {"\"a\"", 100, std::nullopt}, 40));
+    EXPECT_FALSE(continues({{"ETag", "W/\"a\""}, {"Content-Range", range}},
+                           {"\"a\"", 100, std::nullopt}, 40));
+    EXPECT_TRUE(continues({{"Last-Modified", DATE}, {"Content-Range", range}},
+                          {DATE, 100, std::nullopt}, 40));
     EXPECT_FALSE(continues({{"Last-Modified", MINUTE_BEFORE}, {"Content-Range", range}},
-                           {DATE, 100, ""}, 40));
+                           {DATE, 100, std::nullopt}, 40));
 }
 
 TEST(Continues, RefusesCodingsAndSeveralParts) {
@@ -141,8 +164,8 @@ TEST(Continues, RefusesCodingsAndSeveralParts) {
     HttpHeaders parts = fitting;
     parts.addHeaderValue("Content-Type", "Multipart/ByteRanges; boundary=x");
 
-    EXPECT_FALSE(continues(coded, {"\"a\"", 100, ""}, 40));
-    EXPECT_FALSE(continues(parts, {"\"a\"", 100, ""}, 40));
+    EXPECT_FALSE(continues(coded, {"\"a\"", 100, std::nullopt}, 40));
+    EXPECT_FALSE(continues(parts, {"\"a\"", 100, std::nullopt}, 40));
 }
 
 }  // namespace
