@@ -188,6 +188,12 @@ TEST_P(Settings, IdleSpeedTellsSlowFromIdle) {
     EXPECT_EQ(send(patient, get(server.url("/bytes/200"))).getResponseBodyString().size(), 200u);
 }
 
+TEST_P(Settings, IdleSpeedIsThatOfAHeadAsAWholeNotOfItsLines) {
+    FaultServer server("hdrip:200");
+    const CurlHttpClient client(once().withIdleTimeout(300).withIdleSpeed(2000));
+    EXPECT_EQ(expectTimeout(client, get(server.url()), milliseconds(300)), -1);
+}
+
 TEST_P(Settings, StallsAreRetriedByDefaultAndResumed) {
     FaultServer server("stall@1000,ok");
     const CurlHttpClient client(ClientConfiguration().withIdleTimeout(200).withResumeOnRetry(true));
