@@ -108,9 +108,11 @@ class QuickRun(unittest.TestCase):
             self.assertLessEqual(set(goals) - {""}, operations, title)
 
     def test_goals_that_need_no_further_library_are_judged(self):
-        for subject, goals in {"body": 4, "frame": 6, "requests": 10, "transfers": 3, "footprint": 2}.items():
-            verdicts = re.findall(r"\| (met|missed) \|$", self.sections[bench.SUBJECTS[subject].title], re.MULTILINE)
-            self.assertEqual(len(verdicts), goals, subject)
+        # Each request is made for two sizes, and a unit compiled at two levels.
+        for name, times in {"body": 1, "frame": 1, "requests": 2, "transfers": 1, "footprint": 2}.items():
+            subject = bench.SUBJECTS[name]
+            verdicts = re.findall(r"\| (met|missed) \|$", self.sections[subject.title], re.MULTILINE)
+            self.assertEqual(len(verdicts), times * sum(map(len, subject.goals.values())), name)
 
     def small(self):
         return [(title, text) for title, text in self.sections.items() if title.startswith("Small operations")]
