@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "exhaustion/allocation_sweep.h"
+#include "exhaustion/show_configuration.h"
 #include "httpclient_core/client.h"
 #include "httpclient_core/exceptions.h"
 #include "httpclient_testing/scripted_http_client.h"
@@ -31,6 +32,7 @@ using test::FailingAllocations;
 using test::longText;
 using test::Operation;
 using test::refused;
+using test::showConfiguration;
 
 const std::string BODY = "a body of sixty bytes, which breaks after the first twenty.";
 constexpr std::size_t SENT_AT_FIRST = 20;
@@ -206,7 +208,7 @@ std::string callHandler(Client&) {
 }
 
 std::string showClient(const Client& client) {
-    return client.transport.getClientConfiguration().proxy();
+    return showConfiguration(client.transport.getClientConfiguration());
 }
 
 TEST(HttpClientExhaustion, LeavesTheClientUnchangedAndNoResponseDamaged) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "exhaustion/allocation_sweep.h"
+#include "exhaustion/show_configuration.h"
 #include "httpclient_core/configuration.h"
 #include "httpclient_core/exceptions.h"
 #include "httpclient_core/messages.h"
@@ -25,6 +26,7 @@ using test::expectUnchangedWhileMemoryLacks;
 using test::longText;
 using test::Operation;
 using test::refused;
+using test::showConfiguration;
 
 // A strategy too large to be kept inside a std::function.
 RetryStrategy strategy() {
@@ -32,25 +34,28 @@ RetryStrategy strategy() {
                                      const std::exception_ptr&, int, int) { return false; };
 }
 
-std::string show(const ClientConfiguration& configuration) {
-    return configuration.certificateFile().toUtf8() + configuration.proxy() +
-           std::to_string(configuration.maxRedirects()) +
-           std::to_string(configuration.connectTimeout()) +
-           configuration.retryStrategy().target_type().name();
-}
-
 TEST(ClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
     using Configuration = ClientConfiguration;
     const std::string text = longText("new");
     const auto other = Configuration()
                            .withCertificateFile(FilePath(text))
+                           .withFollowRedirects(false)
                            .withMaxRedirects(9)
+                           .withResumeOnRetry(true)
                            .withConnectTimeout(9)
+                           .withResponseTimeout(9)
+                           .withIdleTimeout(9)
+                           .withIdleSpeed(9)
+                           .withMaxThreads(9)
+                           .withMaxRequestsPerThread(9)
                            .withRetryStrategy(strategy())
                            .withProxy(text);
     const std::vector<Operation<Configuration>> operations = {
-        {"construct", [](Configuration&) { return show(Configuration()); }},
-        {"copy", [](Configuration& configuration) { return show(Configuration(configuration)); }},
+        {"construct", [](Configuration&) { return showConfiguration(Configuration()); }},
+        {"copy",
+         [](Configuration& configuration) {
+             return showConfiguration(Configuration(configuration));
+         }},
         {"assign", [=](Configuration& configuration) { configuration = other; }},
         {"certificateFile",
          [](Configuration& configuration) { return configuration.certificateFile().toUtf8(); }},
@@ -73,7 +78,7 @@ TEST(ClientConfigurationExhaustion, LeavesTheConfigurationUnchanged) {
                 .withCertificateFile(FilePath(longText("file")))
                 .withProxy(longText("proxy"));
         },
-        [](const Configuration& configuration) { return show(configuration); }, operations);
+        showConfiguration, operations);
 }
 
 std::string show(const WebSocketClientConfiguration& configuration) {

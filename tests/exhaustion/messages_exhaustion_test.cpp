@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "exhaustion/allocation_sweep.h"
+#include "exhaustion/show_configuration.h"
 #include "httpclient_core/configuration.h"
 #include "httpclient_core/messages.h"
 #include "support/entry_lines.h"
@@ -25,6 +26,7 @@ using test::expectUnchangedWhileMemoryLacks;
 using test::longText;
 using test::Operation;
 using test::refused;
+using test::showConfiguration;
 
 // Found by old names and more than once, which makes taking a header back the hardest.
 HttpHeaders wornHeaders() {
@@ -109,7 +111,8 @@ std::string showRequest(HttpRequest& request) {
     if (request.hasMultipartBody()) {
         text += "first part: " + request.getMultipartBody().getDataPart("part").getData();
     }
-    if (request.hasClientConfiguration()) text += request.getClientConfiguration().proxy();
+    if (request.hasClientConfiguration())
+        text += showConfiguration(request.getClientConfiguration());
     if (request.hasProgressCallback()) text += "progress";
     return text;
 }
