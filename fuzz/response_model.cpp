@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -40,30 +41,37 @@ std::optional<int> codeIn(const std::string& statusLine) {
     return std::stoi(code);
 }
 
-// The last chunk and what is behind it end the body; bytes beyond are not its own.
-ModelledResponse chunked(int code, std::string rest) {
-    ModelledResponse cutOff{ModelledResponse::CUT_OFF, code, ""};
-    std::string body;
+std::string withoutBlanks(const std::string& text) {
+    const auto begin = text.find_first_not_of(' ');
+    if (begin == std::string::npos) return "";
+    return text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+}
+
+ModelledResponse cutOff() { return {ModelledResponse::CUT_OFF, 0, "", "", ""}; }
+
+// Reads the body behind that head. The last chunk and what is behind it end it; bytes beyond are
+// not its own.
+ModelledResponse chunked(ModelledResponse head, std::string rest) {
     for (;;) {
         const auto line = takeLine(rest);
         if (!line) {
             // What might become a line when more comes, or never could.
             const bool begun = rest.empty() || (rest.size() < 7 && consistsOf(rest, "0123456789"));
-            return begun ? cutOff : ModelledResponse();
+            return begun ? cutOff() : ModelledResponse();
         }
         if (!consistsOf(*line, "0123456789abcdefABCDEF") || line->size() > 6) return {};
         const std::size_t size = std::stoul(*line, nullptr, 16);
         if (size == 0) break;
-        if (rest.size() < size) return cutOff;
-        body += rest.substr(0, size);
+        if (rest.size() < size) return cutOff();
+        head.body += rest.substr(0, size);
         rest.erase(0, size);
-        if (rest.empty() || rest == "\r") return cutOff;
+        if (rest.empty() || rest == "\r") return cutOff();
         if (rest.rfind(LINE_END, 0) != 0) return {};
         rest.erase(0, LINE_END.size());
     }
-    if (rest.empty() || rest == "\r") return cutOff;
+    if (rest.empty() || rest == "\r") return cutOff();
     if (rest.rfind(LINE_END, 0) != 0) return {};
-    return {ModelledResponse::GOOD, code, body};
+    return head;
 }
 
 // What changes the meaning of an answer beyond what is modelled.
@@ -84,6 +92,8 @@ ModelledResponse modelOf(const std::string& bytes, const AskedFor& asked) {
     const auto code = statusLine ? codeIn(*statusLine) : std::nullopt;
     if (!code) return {};
 
+    ModelledResponse good{ModelledResponse::GOOD, *code, withoutBlanks(statusLine->substr(12)), "",
+                          ""};
     std::map<std::string, std::string> fields;
     for (;;) {
         const auto line = takeLine(rest);
@@ -94,6 +104,7 @@ ModelledResponse modelOf(const std::string& bytes, const AskedFor& asked) {
         const std::string name = lowerCase(line->substr(0, colon));
         if (!consistsOf(name, "abcdefghijklmnopqrstuvwxyz0123456789-")) return {};
         if (!fields.emplace(name, line->substr(colon + 2)).second) return {};
+        good.headers += line->substr(0, colon + 2) + withoutBlanks(line->substr(colon + 2)) + "\n";
     }
     if (isOutOfScope(*code, fields, asked)) return {};
 
@@ -105,10 +116,12 @@ ModelledResponse modelOf(const std::string& bytes, const AskedFor& asked) {
         (!consistsOf(length->second, "0123456789") || length->second.size() > 9)) {
         return {};
     }
-    if (asked.head || *code == 204 || *code == 304) return {ModelledResponse::GOOD, *code, ""};
-    if (coding != fields.end()) return chunked(*code, rest);
-    if (length == fields.end()) return {ModelledResponse::GOOD, *code, rest};
+    if (asked.head || *code == 204 || *code == 304) return good;
+    if (coding != fields.end()) return chunked(std::move(good), rest);
+    good.body = rest;
+    if (length == fields.end()) return good;
     const std::size_t size = std::stoul(length->second);
-    if (rest.size() < size) return {ModelledResponse::CUT_OFF, *code, ""};
-    return {ModelledResponse::GOOD, *code, rest.substr(0, size)};
+    if (rest.size() < size) return cutOff();
+    good.body.resize(size);
+    return good;
 }

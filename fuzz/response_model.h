@@ -9,6 +9,8 @@ struct ModelledResponse {
 
     Verdict verdict = NO_OPINION;
     int code = 0;
+    std::string reason;
+    std::string headers;  ///< "Name: value\n" for each
     std::string body;
 };
 
