@@ -160,20 +160,39 @@ TEST_P(NginxDownload, IsResumedWhereItWasCutAndIdenticalAtTheEnd) {
     EXPECT_EQ(exchanges.back().ifRange, response.getHeaderValue("ETag"));
 }
 
-TEST_P(NginxDownload, GoesOnAfterACutOfThe206ThatCarriesNoAcceptRanges) {
+TEST_P(NginxDownload, GoesOnAfterEachOfTenCutsThoughThe206CarriesNoAcceptRanges) {
+    constexpr int CUTS = 10;
     const std::string content = ServedContent{2, LARGE}.all();
     server_.serve("/file", content);
-    int cuts = 0;
-    const auto cut = [&] {
-        ++cuts;
-        server_.restart();
-    };
+    const CurlHttpClient client(stubborn().withCertificateFile(server_.caFile()));
+    for (const Road road : {Road::SYNCHRONOUS, Road::ASYNCHRONOUS}) {
+        int cuts = 0;
+        int beginnings = 0;
+        HttpRequest request = getInterruptedBy(
+            url("/file"),
+            [&] {
+                ++cuts;
+                server_.restart();
+            },
+            CUTS);
+        request.setResponseStreamFactory([&, factory = request.getResponseStreamFactory()](
+                                             auto code, const auto& reason, const auto& headers) {
+            ++beginnings;
+            return factory(code, reason, headers);
+        });
 
-    const HttpResponse response = client().makeRequest(getInterruptedBy(url("/file"), cut, 3));
+        const HttpResponse response = send(client, std::move(request), road);
 
-    EXPECT_EQ(cuts, 3);
-    EXPECT_EQ(sha256Hex(response.getResponseBodyString()), sha256Hex(content));
-    EXPECT_EQ(server_.stop().back().status, 206);
+        EXPECT_EQ(sha256Hex(response.getResponseBodyString()), sha256Hex(content));
+        EXPECT_EQ(cuts, CUTS);
+        // What begins anew is given a stream of its own.
+        EXPECT_EQ(beginnings, 1);
+    }
+    // nginx tells of those exchanges alone that came to their end.
+    for (const Exchange& last : server_.stop()) {
+        EXPECT_EQ(last.status, 206);
+        EXPECT_THAT(last.range, StartsWith("bytes="));
+    }
 }
 
 TEST_P(NginxDownload, StartsAfreshWhenTheFileChangedMeanwhile) {
