@@ -609,14 +609,17 @@ TEST_P(MultipartBodies, WhoseFilesChangeWhileTheyAreSentFail) {
     constexpr std::uintmax_t SIZE = std::uintmax_t{40} << 20;
     const std::string large = directory_.file("large");
     const std::string next = directory_.file("next");
-    const std::pair<std::function<void()>, std::string> changes[] = {
+    const struct {
+        std::function<void()> make;
+        std::string reason;
+    } changes[] = {
         {[&] { std::filesystem::resize_file(large, SIZE - 1); },
          large + " became shorter while it was sent"},
         {[&] { std::filesystem::resize_file(large, SIZE + 1); },
          large + " became longer while it was sent"},
         {[&] { std::filesystem::remove(next); }, next + " cannot be opened"},
     };
-    for (const auto& [change, reason] : changes) {
+    for (const auto& change : changes) {
         file("large", "");
         file("next", "text");
         std::filesystem::resize_file(large, SIZE);
@@ -627,13 +630,13 @@ TEST_P(MultipartBodies, WhoseFilesChangeWhileTheyAreSentFail) {
         request.setProgressCallback([&, changed = false](const Progress& progress) mutable {
             if (progress.uploadNow == 0 || std::exchange(changed, true))
                 return ProgressResult::CONTINUE;
-            change();
+            change.make();
             server.release();
             return ProgressResult::CONTINUE;
         });
 
         EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(request)); }),
-                  "Request to " + hostOf(server) + " failed: request body: file " + reason);
+                  "Request to " + hostOf(server) + " failed: request body: file " + change.reason);
     }
 }
 
