@@ -408,17 +408,30 @@ TEST(Concurrency, ClientsAroundOneClientDoNotMixUpTheirRequests) {
 }
 
 TEST(Concurrency, ManyDownloadsWithMixedFaultsAreRight) {
+    constexpr int COUNT = 100;
     FaultServerOptions options;
-    options.content = ServedContent{9, 1 << 20};
+    options.content = ServedContent{9, 10 << 20};
     options.plan =
-        "ok,rst@500000,ok,fin@100000,503,ok,noresp,ok,chunked,ok,ignorerange,ok,hfin@20,ok,noar206,"
-        "tchunk@300000,ok";
+        "ok,rst@5000000,ok,fin@1000000,503,ok,noresp,ok,chunked,ok,ignorerange,ok,hfin@20,ok,"
+        "noar206,tchunk@3000000,ok";
     FaultServer server(std::move(options));
     const std::string expected = server.content().all();
-    const CurlHttpClient client(stubborn());
-    std::vector<std::future<HttpResponse>> futures;
-    for (int i = 0; i < 100; ++i) futures.push_back(client.makeAsyncRequest(get(server.url())));
-    for (auto& future : futures) EXPECT_TRUE(future.get().getResponseBodyString() == expected);
+    std::atomic<int> completed{0};
+    std::atomic<int> right{0};
+    {
+        const CurlHttpClient client(stubborn());
+        std::promise<void> all;
+        for (int i = 0; i < COUNT; ++i) {
+            client.makeAsyncRequest(
+                get(server.url()),
+                [&](const auto&, const HttpResponse& response, const std::exception_ptr& error) {
+                    if (!error && response.getResponseBodyString() == expected) ++right;
+                    if (++completed == COUNT) all.set_value();
+                });
+        }
+        all.get_future().wait();
+    }
+    EXPECT_EQ(right, COUNT);
     // One that the client has closed counts until the server notices, its successor with it.
     EXPECT_LE(server.mostConnectionsOpen(), 16u);
 }
