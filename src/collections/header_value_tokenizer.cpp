@@ -14,7 +14,8 @@ std::pair<std::string_view, std::string_view> cut(std::string_view text,
     const auto whole = trimmed(text);
     if (whole.empty()) return {};
 
-    // Looking for a text takes one more call for every place that begins like it.
+    // Looking for a text takes one more call for every place that begins like it, and adding a
+    // header line 5 % more instructions.
     const bool isSingle = delimiter.size() == 1;
     const auto position = isSingle ? whole.find(delimiter.front()) : whole.find(delimiter);
     if (position == std::string_view::npos) {
