@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "httpclient_core/messages.h"
 #include "httpclient_curl/curl_options.h"
@@ -73,6 +72,7 @@ public:
 private:
     struct Cleanup {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+        void operator()(curl_slist* lines) const { curl_slist_free_all(lines); }
     };
 
     static int onPrerequest(void* self, char* remote, char* local, int remotePort, int localPort);
@@ -88,6 +88,7 @@ private:
     template <typename Value>
     void set(CURLoption option, Value value);
 
+    std::unique_ptr<curl_slist, Cleanup> headerLines_;
     std::unique_ptr<CURL, Cleanup> handle_;
     ExchangeListener* listener_ = nullptr;
     char error_[CURL_ERROR_SIZE] = "";
@@ -99,8 +100,6 @@ private:
     // What the handle is set to now, while it is usable.
     bool halfSet_ = false;
     std::string method_;
-    std::string lines_;
-    std::vector<curl_slist> nodes_;
     std::string certificateFile_;
     std::string proxy_;
     std::int64_t connectTimeout_ = -1;
