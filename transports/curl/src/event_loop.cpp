@@ -11,9 +11,6 @@
 namespace tavrin::httpclient_curl::detail {
 namespace {
 
-// Looking after every transfer each time one of many has moved would cost more than carrying them.
-constexpr std::chrono::milliseconds SHORTEST_LOOK_INTERVAL{5};
-
 // No wake-up should ever be lost, but if one is, what it was for comes so late and no later.
 constexpr std::chrono::seconds UNTIL_WOKEN{10};
 
@@ -115,7 +112,7 @@ void EventLoop::lookAfterAll() {
         }
     }
     for (CURL* const handle : stopped) stop(handle, nullptr);
-    nextLook_ = Clock::now() + std::max<Clock::duration>(patience, SHORTEST_LOOK_INTERVAL);
+    nextLook_ = Clock::now() + patience;
 }
 
 // With its own failure, if none is given.
