@@ -57,8 +57,7 @@ private:
 
     template <typename Callable>
     struct TaskOf final : Task {
-        template <typename From>
-        explicit TaskOf(From&& from) : callable(std::forward<From>(from)) {}
+        explicit TaskOf(Callable theCallable) : callable(std::move(theCallable)) {}
         void run(HttpRequest&& request, HttpResponse&& response,
                  std::exception_ptr&& error) override {
             std::invoke(callable, std::move(request), std::move(response), std::move(error));
