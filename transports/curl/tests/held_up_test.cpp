@@ -41,38 +41,40 @@ HttpRequest put(const std::string& url, std::streambuf& source, const std::strin
     return request;
 }
 
+// A request whose progress callback takes long at its first call.
+HttpRequest laborious(const std::string& url) {
+    HttpRequest request = get(url);
+    request.setProgressCallback([calls = 0](const Progress&) mutable {
+        if (++calls == 1) takeLong();
+        return ProgressResult::CONTINUE;
+    });
+    return request;
+}
+
+FaultServerOptions overTls(const std::string& plan) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    options.plan = plan;
+    return options;
+}
+
 class HeldUp : public OnBothRoads {};
 ON_BOTH_ROADS(HeldUp);
 
 TEST_P(HeldUp, ConnectingIsNotOverForACallbackThatTakesLong) {
-    FaultServerOptions options;
-    options.tls = httpclient_testing::TlsKind::GOOD;
-    options.plan = "mute,ok";
-    FaultServer server(std::move(options));
+    const FaultServer server(overTls("mute,ok"));
     const CurlHttpClient client(once().withCertificateFile(server.caFile()));
-    HttpRequest request = get(server.url("/bytes/5"));
-    request.setProgressCallback([calls = 0](const Progress&) mutable {
-        if (++calls == 1) takeLong();
-        return ProgressResult::CONTINUE;
-    });
 
-    EXPECT_EQ(send(client, std::move(request)).getContentLength(), 5);
+    EXPECT_EQ(send(client, laborious(server.url("/bytes/5"))).getContentLength(), 5);
 }
 
 TEST_P(HeldUp, ConnectingIsOverAfterItsOwnTimeAllTheSame) {
-    FaultServerOptions options;
-    options.tls = httpclient_testing::TlsKind::GOOD;
-    options.plan = "mute";
-    FaultServer server(std::move(options));
+    const FaultServer server(overTls("mute"));
     const CurlHttpClient client(once().withConnectTimeout(200));
-    HttpRequest request = get(server.url("/bytes/5"));
-    request.setProgressCallback([calls = 0](const Progress&) mutable {
-        if (++calls == 1) takeLong();
-        return ProgressResult::CONTINUE;
-    });
 
-    EXPECT_EQ(failureOf<HttpRequestTimeoutException>([&] { send(client, std::move(request)); }),
-              "Request timed out.");
+    EXPECT_EQ(
+        failureOf<HttpRequestTimeoutException>([&] { send(client, laborious(server.url())); }),
+        "Request timed out.");
 }
 
 TEST_P(HeldUp, ASourceThatIsSlowerThanAllowedIsATimeout) {
@@ -94,10 +96,7 @@ protected:
 };
 
 TEST_F(Neighbours, AreNotOutOfTimeForAResponseStreamWhileTheyConnect) {
-    FaultServerOptions options;
-    options.tls = httpclient_testing::TlsKind::GOOD;
-    options.plan = "mute,ok";
-    FaultServer secure(std::move(options));
+    const FaultServer secure(overTls("mute,ok"));
     const FaultServer plain;
     const CurlHttpClient client(onOneThread().withCertificateFile(secure.caFile()));
     auto connecting = client.makeAsyncRequest(get(secure.url("/bytes/5")));
