@@ -178,8 +178,8 @@ bool AsyncEngine::startLoop() {
 
 void AsyncEngine::run(EventLoop& loop) noexcept {
     loop.run();
+    if (!orphaned_) return;
     std::shared_ptr<AsyncEngine> self = std::move(forLeft_);
-    if (self == nullptr) return;
     std::unique_ptr<LeftThread> before = std::move(leftBefore_);
     pool_.close();
     self.reset();

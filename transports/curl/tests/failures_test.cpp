@@ -133,7 +133,8 @@ protected:
 
     // Carries the request out under the default strategy, two attempts at most.
     Outcome outcome(httpclient_core::RetriablePredicate predicate) {
-        const auto& [failure, road] = GetParam();
+        const Failure& failure = std::get<Failure>(GetParam());
+        const Road road = std::get<Road>(GetParam());
         FaultServerOptions options;
         options.plan = failure.plan;
         if (failure.overTls) options.tls = httpclient_testing::TlsKind::GOOD;
