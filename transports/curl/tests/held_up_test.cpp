@@ -41,11 +41,14 @@ HttpRequest put(const std::string& url, std::streambuf& source, const std::strin
     return request;
 }
 
-// A request whose progress callback takes long at its first call.
-HttpRequest laborious(const std::string& url) {
-    HttpRequest request = get(url);
-    request.setProgressCallback([calls = 0](const Progress&) mutable {
-        if (++calls == 1) takeLong();
+// A request whose progress callback takes long at its first call, while it connects.
+HttpRequest laborious(const FaultServer& server) {
+    HttpRequest request = get(server.url("/bytes/5"));
+    request.setProgressCallback([&server, calls = 0](const Progress&) mutable {
+        if (++calls == 1) {
+            server.waitForConnections(1);
+            takeLong();
+        }
         return ProgressResult::CONTINUE;
     });
     return request;
@@ -65,16 +68,15 @@ TEST_P(HeldUp, ConnectingIsNotOverForACallbackThatTakesLong) {
     const FaultServer server(overTls("mute,ok"));
     const CurlHttpClient client(once().withCertificateFile(server.caFile()));
 
-    EXPECT_EQ(send(client, laborious(server.url("/bytes/5"))).getContentLength(), 5);
+    EXPECT_EQ(send(client, laborious(server)).getContentLength(), 5);
 }
 
 TEST_P(HeldUp, ConnectingIsOverAfterItsOwnTimeAllTheSame) {
     const FaultServer server(overTls("mute"));
     const CurlHttpClient client(once().withConnectTimeout(200));
 
-    EXPECT_EQ(
-        failureOf<HttpRequestTimeoutException>([&] { send(client, laborious(server.url())); }),
-        "Request timed out.");
+    EXPECT_EQ(failureOf<HttpRequestTimeoutException>([&] { send(client, laborious(server)); }),
+              "Request timed out.");
 }
 
 TEST_P(HeldUp, ASourceThatIsSlowerThanAllowedIsATimeout) {
