@@ -27,9 +27,10 @@ public:
     void start(const Settings& settings, const WireClock& clock);
 
     // Whether there is no connection yet, and time left to make one. That limit is libcurl's to
-    // watch, but its clock does not stand still.
+    // watch, but its clock does not stand still; and it rounds.
     bool mayConnect() const {
-        return phase_ == Phase::CONNECTING && clock_->now() - startedAt_ < connectTimeout_;
+        return phase_ == Phase::CONNECTING &&
+               clock_->now() - startedAt_ + std::chrono::milliseconds(20) < connectTimeout_;
     }
     void connected() {
         sent_ = false;
