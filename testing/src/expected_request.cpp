@@ -7,6 +7,7 @@
 #include "httpclient_testing/wire_text.h"
 #include "method_name.h"
 #include "printable.h"
+#include "recording.h"
 #include "same_fields.h"
 
 namespace tavrin::httpclient_testing {
@@ -14,6 +15,7 @@ namespace {
 
 using httpclient_core::HttpHeaders;
 using httpclient_core::HttpMethod;
+using httpclient_core::MultipartBody;
 
 // Header names compare here as the library's own lookups do.
 bool hasField(const HttpHeaders& headers, const std::string& name, const std::string& value) {
@@ -73,7 +75,16 @@ ExpectedRequest& ExpectedRequest::withBody(std::string body) {
 }
 
 ExpectedRequest& ExpectedRequest::withoutBody() {
-    return withCondition("no body", [](const auto& request) { return !request.body; });
+    return withCondition(
+        "no body", [](const auto& request) { return !request.body && !request.multipartBody; });
+}
+
+ExpectedRequest& ExpectedRequest::withParts(MultipartBody body) {
+    std::string description = "these parts: " + detail::jsonOf(Credentials().blanked(body));
+    return withCondition(std::move(description),
+                         [parts = detail::jsonOf(std::move(body))](const auto& request) {
+                             return detail::jsonOf(request.multipartBody) == parts;
+                         });
 }
 
 ExpectedRequest& ExpectedRequest::withCondition(

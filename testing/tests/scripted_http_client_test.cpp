@@ -567,6 +567,23 @@ TEST(ExpectedRequest, HoldsEachConditionAgainstTheRequest) {
     EXPECT_FALSE(tells(ExpectedRequest().withoutBody()));
 }
 
+TEST(ExpectedRequest, ComparesEveryPartOfAMultipartBody) {
+    const auto parts = [](const std::string& name, const std::string& data) {
+        return MultipartBody().withPart(DataPart(PartHeader(name), data));
+    };
+    const RecordedRequest request{HttpMethod::POST, FILE_URL, {}, {}, parts("a", "1"), {}};
+    const RecordedRequest bodiless{HttpMethod::POST, FILE_URL, {}, {}, {}, {}};
+
+    EXPECT_TRUE(ExpectedRequest().withParts(parts("a", "1")).isMetBy(request));
+    EXPECT_FALSE(ExpectedRequest().withParts(parts("b", "1")).isMetBy(request));
+    EXPECT_FALSE(ExpectedRequest().withParts(parts("a", "2")).isMetBy(request));
+    EXPECT_FALSE(ExpectedRequest().withParts(MultipartBody()).isMetBy(request));
+    EXPECT_FALSE(ExpectedRequest().withParts(MultipartBody()).isMetBy(bodiless));
+    EXPECT_FALSE(ExpectedRequest().withoutBody().isMetBy(request));
+    EXPECT_THAT(ExpectedRequest().withParts(parts("pin", "geheim")).describe(),
+                AllOf(HasSubstr("these parts: "), HasSubstr("pin"), Not(HasSubstr("geheim"))));
+}
+
 TEST(ExpectedRequest, AsksWhateverATestWantsToKnow) {
     const auto expected = ExpectedRequest().withCondition(
         "a long URL", [](const RecordedRequest& request) { return request.url.size() > 20; });

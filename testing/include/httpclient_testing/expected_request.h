@@ -6,6 +6,7 @@
 
 #include "httpclient_core/headers.h"
 #include "httpclient_core/messages.h"
+#include "httpclient_core/multipart.h"
 #include "httpclient_testing/export.h"
 #include "httpclient_testing/recorded_request.h"
 
@@ -40,8 +41,11 @@ public:
     /// A simple body of exactly these bytes; "" is an empty body, not a missing one.
     ExpectedRequest& withBody(std::string body);
 
-    /// No simple body.
+    /// No body, neither a simple one nor parts.
     ExpectedRequest& withoutBody();
+
+    /// A multipart body of exactly these parts in this order; a file counts by its path.
+    ExpectedRequest& withParts(httpclient_core::MultipartBody body);
 
     /// Whatever else a test can ask; `description` says it in the text of a failure. The client
     /// asks under its lock: `condition` must not call the client.
