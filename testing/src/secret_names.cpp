@@ -29,26 +29,78 @@ bool endsWithOneOf(const std::vector<std::string_view>& ends, const std::string&
 }
 
 bool isUnmistakableWord(const std::string& name) {
-    static const std::vector<std::string_view> ENDS{
-        "accesskey",     "accesskeys",      "accesstokens",    "accountkey",
-        "apikey",        "apikeys",         "apitokens",       "assertion",
-        "authtokens",    "clientsecrets",   "idtokenhint",     "idtokens",
-        "oauthverifier", "passphrases",     "privatekeys",     "refreshtokens",
-        "secretkeys",    "sessiontokens",   "signatures",      "usercode",
-        "authcode",      "authkey",         "authorization",   "authorizationcode",
-        "codeverifier",  "cookie",          "credential",      "csrf",
-        "devicecode",    "encryptionkey",   "functionskey",    "jwt",
-        "masterkey",     "passcode",        "passphrase",      "passwd",
-        "password",      "passwordagain",   "passwordconfirm", "passwordconfirmation",
-        "passwordhash",  "passwordrepeat",  "privatekey",      "pwd",
-        "samlresponse",  "secret",          "secretkey",       "sessid",
-        "sessionid",     "sessionkey",      "sharedkey",       "signature",
-        "signingkey",    "subscriptionkey", "token",           "xsrf"};
+    static const std::vector<std::string_view> ENDS{"accesskey",
+                                                    "accesskeys",
+                                                    "accesstokens",
+                                                    "accountkey",
+                                                    "apikey",
+                                                    "apikeys",
+                                                    "apitokens",
+                                                    "assertion",
+                                                    "authtokens",
+                                                    "clientsecrets",
+                                                    "idtokenhint",
+                                                    "idtokens",
+                                                    "oauthverifier",
+                                                    "passphrases",
+                                                    "privatekeys",
+                                                    "refreshtokens",
+                                                    "secretkeys",
+                                                    "sessiontokens",
+                                                    "signatures",
+                                                    "usercode",
+                                                    "authcode",
+                                                    "authkey",
+                                                    "authorization",
+                                                    "authorizationcode",
+                                                    "codeverifier",
+                                                    "cookie",
+                                                    "credential",
+                                                    "csrf",
+                                                    "devicecode",
+                                                    "encryptionkey",
+                                                    "functionskey",
+                                                    "jwt",
+                                                    "masterkey",
+                                                    "passcode",
+                                                    "passphrase",
+                                                    "passwd",
+                                                    "password",
+                                                    "passwordagain",
+                                                    "passwordconfirm",
+                                                    "passwordconfirmation",
+                                                    "passwordhash",
+                                                    "passwordrepeat",
+                                                    "privatekey",
+                                                    "pwd",
+                                                    "samlresponse",
+                                                    "secret",
+                                                    "secretkey",
+                                                    "sessid",
+                                                    "sessionid",
+                                                    "sessionkey",
+                                                    "sharedkey",
+                                                    "signature",
+                                                    "signingkey",
+                                                    "subscriptionkey",
+                                                    "token",
+                                                    "xsrf",
+                                                    "adminkey",
+                                                    "appkey",
+                                                    "applicationkey",
+                                                    "verificationcode",
+                                                    "cvv",
+                                                    "hmac",
+                                                    "licensekey",
+                                                    "mfacode",
+                                                    "otp",
+                                                    "webhookkey"};
     return endsWithOneOf(ENDS, name);
 }
 
 bool isShortWord(const std::string& name) {
     static const std::vector<std::string_view> WORDS{"auth",
+                                                     "authentication",
                                                      "authenticationinfo",
                                                      "bearer",
                                                      "code",
@@ -56,7 +108,6 @@ bool isShortWord(const std::string& name) {
                                                      "credentials",
                                                      "dpop",
                                                      "key",
-                                                     "otp",
                                                      "pass",
                                                      "passwords",
                                                      "pin",
@@ -68,8 +119,7 @@ bool isShortWord(const std::string& name) {
                                                      "sid",
                                                      "sig",
                                                      "ticket",
-                                                     "tokens",
-                                                     "totp"};
+                                                     "tokens"};
     return std::find(WORDS.begin(), WORDS.end(), name) != WORDS.end();
 }
 
@@ -92,6 +142,11 @@ bool SecretNames::isParameter(std::string_view name) const {
     if (contains(further_.harmless, decoded)) return false;
     const std::string word = squeezed(decoded);
     return contains(further_.parameters, decoded) || isUnmistakableWord(word) || isShortWord(word);
+}
+
+bool SecretNames::isElement(std::string_view name) const {
+    static const std::vector<std::string_view> EVERYDAY{"code", "key"};
+    return isUnmistakable(name) || (isParameter(name) && !endsWithOneOf(EVERYDAY, squeezed(name)));
 }
 
 bool SecretNames::isUnmistakable(std::string_view name) const {

@@ -18,6 +18,9 @@ public:
     // Percent escapes in the name are decoded.
     bool isParameter(std::string_view name) const;
 
+    // An element of XML or HTML: these have a meaning of their own for "code" and "key".
+    bool isElement(std::string_view name) const;
+
     // Either, without the names that are everyday words as well.
     bool isUnmistakable(std::string_view name) const;
 

@@ -99,7 +99,7 @@ private:
     }
 
     void findContent(std::size_t tagEnd) {
-        if (!names_.isUnmistakable(elementBefore(tagEnd))) return;
+        if (!names_.isElement(elementBefore(tagEnd))) return;
         static constexpr std::string_view LITERAL = "<![CDATA[";
         const std::size_t begin = tagEnd + 1;
         const bool isLiteral = text_.substr(begin, LITERAL.size()) == LITERAL;

@@ -60,7 +60,8 @@ public:
     /// Any text, such as an exception's: without the user information of URLs, the values of
     /// `name=value` and `"name": "value"`, all that follows `name: ` on its line, the content of
     /// `<name>`, and what follows the names of the schemes Basic, Bearer, Negotiate and NTLM. Short
-    /// names need a "=" or quotes: an "error code: 7" is left.
+    /// names need a "=", quotes or to be an element's: an "error code: 7" is left, as are <code>,
+    /// <key> and YAML's "pass: x".
     std::string blankedText(const std::string& text) const;
 
     /// Each value by its name.
