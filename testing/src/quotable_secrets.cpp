@@ -46,7 +46,7 @@ std::string withSlashesEscaped(const std::string& text) {
 
 }  // namespace
 
-QuotableSecrets::QuotableSecrets(const RecordedRequest& request, const SecretNames& names) {
+void QuotableSecrets::take(const RecordedRequest& request, const SecretNames& names) {
     take(request.url, secretsInUrl(request.url, names));
     take(request.headers, names);
     if (request.body) {
@@ -57,6 +57,21 @@ QuotableSecrets::QuotableSecrets(const RecordedRequest& request, const SecretNam
         std::visit([&](const auto& one) { take(one.getHeader().getCustomHeaders(), names); }, part);
         if (const auto* const data = std::get_if<DataPart>(&part)) take(*data, names);
     }
+}
+
+void QuotableSecrets::take(const RecordedResponse& response, const std::string& bodyBefore,
+                           const SecretNames& names) {
+    static const char SET_COOKIE[] = "Set-Cookie";
+    HttpHeaders headers;
+    for (const auto& [name, value] : response.headers) {
+        // Behind the cookie stands when and where it holds, which is said elsewhere too.
+        const bool isCookie = sameName(name, SET_COOKIE);
+        headers.addHeaderValue(name, isCookie ? value.substr(0, value.find(';')) : value);
+    }
+    take(headers, names);
+    take(response.effectiveUrl, secretsInUrl(response.effectiveUrl, names));
+    const std::string body = bodyBefore + response.body;
+    take(body, secretsInBody(body, contentType(response.headers), names));
 }
 
 Secrets QuotableSecrets::in(const std::string& text, std::size_t shortest) const {

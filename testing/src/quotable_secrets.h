@@ -7,6 +7,7 @@
 #include "httpclient_core/headers.h"
 #include "httpclient_core/multipart.h"
 #include "httpclient_testing/recorded_request.h"
+#include "recording.h"
 #include "secret_names.h"
 #include "secrets.h"
 
@@ -16,11 +17,15 @@ namespace tavrin::httpclient_testing::detail {
 // something else, and letters beside it say so.
 inline constexpr std::size_t LONG_SECRET = 8;
 
-// The credentials of a request as an answer to it, or an error, may quote them: whole, decoded, as
-// JSON writes them, and without the scheme, the cookie's name or the user before them.
+// The credentials of messages as others, or an error, may quote them: whole, decoded, as JSON
+// writes them, and without the scheme, the cookie's name or the user before them.
 class QuotableSecrets {
 public:
-    QuotableSecrets(const RecordedRequest& request, const SecretNames& names);
+    void take(const RecordedRequest& request, const SecretNames& names);
+
+    // `bodyBefore` is what earlier attempts brought of the body.
+    void take(const RecordedResponse& response, const std::string& bodyBefore,
+              const SecretNames& names);
 
     // Where those of at least so many bytes stand in the text, short ones as words of their own.
     Secrets in(const std::string& text, std::size_t shortest) const;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 #include "httpclient_core/exceptions.h"
 #include "message_secrets.h"
@@ -14,10 +15,13 @@
 namespace tavrin::httpclient_testing::detail {
 namespace {
 
+using httpclient_core::DataPart;
 using httpclient_core::HttpHeaders;
 using httpclient_core::HttpRequestCancelledException;
 using httpclient_core::HttpRequestFailedException;
 using httpclient_core::HttpRequestTimeoutException;
+using httpclient_core::MultipartBody;
+using httpclient_core::PartHeader;
 
 struct FailureType {
     const char* name;
@@ -66,12 +70,17 @@ void adjustContentLength(HttpHeaders& headers, std::size_t before, std::size_t n
 // Takes all credentials out of what came for a request.
 class ResponseBlanking {
 public:
-    ResponseBlanking(const RecordedRequest& request, const Credentials& credentials)
-        : names_(credentials.further()), quotable_(request, names_) {}
+    // `known` are the credentials of all requests and responses.
+    ResponseBlanking(const RecordedRequest& request, const QuotableSecrets& known,
+                     const SecretNames& names)
+        : names_(names), known_(known) {
+        own_.take(request, names);
+    }
 
     void blankSentence(std::string& text) const {
         Secrets found = secretsInSentence(text, names_);
-        addAll(found, quotable_.in(text, SHORTEST_IN_SENTENCE), 0);
+        addAll(found, own_.in(text, SHORTEST_IN_SENTENCE), 0);
+        addAll(found, known_.in(text, SHORTEST_IN_MESSAGE), 0);
         text = replaced(text, std::move(found));
     }
 
@@ -89,9 +98,9 @@ public:
     }
 
 private:
-    // What the request had goes with them.
+    // What any request or response had goes with them.
     std::string replacedIn(const std::string& text, Secrets found) const {
-        addAll(found, quotable_.in(text, SHORTEST_IN_MESSAGE), 0);
+        addAll(found, known_.in(text, SHORTEST_IN_MESSAGE), 0);
         return replaced(text, std::move(found));
     }
 
@@ -99,12 +108,53 @@ private:
     std::string overwrittenRest(const std::string& before, const RecordedResponse& response) const {
         const std::string whole = before + response.body;
         Secrets found = secretsInBody(whole, contentType(response.headers), names_);
-        addAll(found, quotable_.in(whole, SHORTEST_IN_MESSAGE), 0);
-        return overwritten(whole, found).substr(before.size());
+        addAll(found, known_.in(whole, SHORTEST_IN_MESSAGE), 0);
+        return overwritten(whole, std::move(found)).substr(before.size());
     }
 
-    const SecretNames names_;
-    const QuotableSecrets quotable_;
+    const SecretNames& names_;
+    const QuotableSecrets& known_;
+    QuotableSecrets own_;
+};
+
+// Overwrites what is known for a credential, wherever it stands in a request.
+class RequestOverwriting {
+public:
+    explicit RequestOverwriting(const QuotableSecrets& known) : known_(known) {}
+
+    void overwrite(RecordedRequest& request) const {
+        request.url = without(request.url);
+        request.headers = without(request.headers);
+        if (request.body) request.body = without(*request.body);
+        if (request.multipartBody) request.multipartBody = without(*request.multipartBody);
+    }
+
+private:
+    std::string without(const std::string& text) const {
+        return overwritten(text, known_.in(text, SHORTEST_IN_MESSAGE));
+    }
+
+    HttpHeaders without(const HttpHeaders& headers) const {
+        HttpHeaders overwritten;
+        for (const auto& [name, value] : headers) overwritten.addHeaderValue(name, without(value));
+        return overwritten;
+    }
+
+    MultipartBody without(const MultipartBody& body) const {
+        MultipartBody overwritten;
+        const auto addPart = [&](auto part) {
+            PartHeader header = part.getHeader();
+            header.setCustomHeaders(without(header.getCustomHeaders()));
+            part.setHeader(std::move(header));
+            if constexpr (std::is_same_v<decltype(part), DataPart>)
+                part.setData(without(part.getData()));
+            overwritten.addPart(std::move(part));
+        };
+        for (const auto& part : body.getContent()) std::visit(addPart, part);
+        return overwritten;
+    }
+
+    const QuotableSecrets& known_;
 };
 
 }  // namespace
@@ -121,13 +171,25 @@ RecordedRequest withoutCredentials(RecordedRequest request, const Credentials& c
     return request;
 }
 
-RecordedExchange withoutCredentials(RecordedExchange exchange, const std::string& bodyBefore,
-                                    const Credentials& credentials) {
-    const ResponseBlanking blanking(exchange.request, credentials);
-    if (exchange.failure) blanking.blankSentence(exchange.failure->text);
-    if (exchange.response) blanking.blank(*exchange.response, bodyBefore);
-    exchange.request = withoutCredentials(std::move(exchange.request), credentials);
-    return exchange;
+std::vector<RecordedExchange> withoutCredentials(std::vector<TakenExchange> taken,
+                                                 const Credentials& credentials) {
+    const SecretNames names(credentials.further());
+    QuotableSecrets known;
+    for (const auto& [exchange, bodyBefore] : taken) {
+        known.take(exchange.request, names);
+        if (exchange.response) known.take(*exchange.response, bodyBefore, names);
+    }
+    const RequestOverwriting overwriting(known);
+    std::vector<RecordedExchange> blanked;
+    for (auto& [exchange, bodyBefore] : taken) {
+        const ResponseBlanking blanking(exchange.request, known, names);
+        if (exchange.failure) blanking.blankSentence(exchange.failure->text);
+        if (exchange.response) blanking.blank(*exchange.response, bodyBefore);
+        exchange.request = withoutCredentials(std::move(exchange.request), credentials);
+        overwriting.overwrite(exchange.request);
+        blanked.push_back(std::move(exchange));
+    }
+    return blanked;
 }
 
 RecordedFailure recordedFailure(const std::exception_ptr& error) {

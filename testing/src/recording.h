@@ -45,11 +45,18 @@ struct Recording {
 // as it stands there: a credential of another length is no other request.
 RecordedRequest withoutCredentials(RecordedRequest request, const Credentials& credentials);
 
-// The same of all that an attempt consists of. What the response's body loses is overwritten byte
-// for byte, so that its length, and the ranges of a body that came in several attempts, are still
-// true; `bodyBefore` is what came of it in earlier ones.
-RecordedExchange withoutCredentials(RecordedExchange exchange, const std::string& bodyBefore,
-                                    const Credentials& credentials);
+// An attempt as it was, with what earlier ones brought of the response's body.
+struct TakenExchange {
+    RecordedExchange exchange;
+    std::string bodyBefore;
+};
+
+// The same of all that attempts consist of. What one of them shows to be a credential is none of
+// the others' business either, from 8 bytes on: in requests it is overwritten byte for byte. So is
+// what the responses' bodies lose, so that their lengths, and the ranges of a body that came in
+// several attempts, are still true.
+std::vector<RecordedExchange> withoutCredentials(std::vector<TakenExchange> taken,
+                                                 const Credentials& credentials);
 
 // The type is the nearest one that a recording knows.
 RecordedFailure recordedFailure(const std::exception_ptr& error);

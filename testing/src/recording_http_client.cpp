@@ -23,6 +23,7 @@ using detail::isCancellation;
 using detail::RecordedExchange;
 using detail::RecordedResponse;
 using detail::Recording;
+using detail::TakenExchange;
 using httpclient_core::ClientConfiguration;
 using httpclient_core::CompletionHandler;
 using httpclient_core::HttpClient;
@@ -57,8 +58,7 @@ public:
         return exchanges_.size() - 1;
     }
 
-    void put(std::size_t place, RecordedExchange exchange, const std::string& bodyBefore) {
-        exchange = detail::withoutCredentials(std::move(exchange), bodyBefore, credentials_);
+    void put(std::size_t place, TakenExchange exchange) {
         const std::lock_guard lock(mutex_);
         exchanges_[place] = std::move(exchange);
         ++recorded_;
@@ -85,19 +85,21 @@ public:
 
 private:
     Recording recordedSoFar() const {
-        const std::lock_guard lock(mutex_);
-        Recording recording{credentials_, {}};
-        for (const auto& exchange : exchanges_) {
-            if (exchange) recording.exchanges.push_back(*exchange);
+        std::vector<TakenExchange> taken;
+        {
+            const std::lock_guard lock(mutex_);
+            for (const auto& exchange : exchanges_) {
+                if (exchange) taken.push_back(*exchange);
+            }
         }
-        return recording;
+        return {credentials_, detail::withoutCredentials(std::move(taken), credentials_)};
     }
 
     const std::string path_;
     const Credentials credentials_;
     std::mutex saving_;
     mutable std::mutex mutex_;
-    std::vector<std::optional<RecordedExchange>> exchanges_;
+    std::vector<std::optional<TakenExchange>> exchanges_;
     std::size_t recorded_ = 0;
     std::optional<std::size_t> saved_;
 };
@@ -174,7 +176,7 @@ private:
     void put(std::optional<RecordedResponse> answer, const std::exception_ptr& error) {
         RecordedExchange exchange{request_, std::move(answer), std::nullopt};
         if (error) exchange.failure = detail::recordedFailure(error);
-        tape_->put(*place_, std::move(exchange), tap_->before());
+        tape_->put(*place_, {std::move(exchange), tap_->before()});
         place_.reset();
     }
 

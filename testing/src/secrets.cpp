@@ -51,7 +51,8 @@ std::string replaced(std::string_view text, Secrets secrets) {
     return shown.append(text, copied);
 }
 
-std::string overwritten(std::string text, const Secrets& secrets) {
+std::string overwritten(std::string text, Secrets secrets) {
+    secrets = merged(std::move(secrets));
     for (const Secret& secret : secrets) {
         for (std::size_t at = secret.begin; at < secret.end; ++at) {
             if (!secret.isNumber) {

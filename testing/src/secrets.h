@@ -30,6 +30,6 @@ std::string replaced(std::string_view text, Secrets secrets);
 // The text with another character in place of each of their bytes, so that all else stays where it
 // is: lengths and byte ranges remain true, and a text that came in pieces can be taken piece by
 // piece.
-std::string overwritten(std::string text, const Secrets& secrets);
+std::string overwritten(std::string text, Secrets secrets);
 
 }  // namespace tavrin::httpclient_testing::detail

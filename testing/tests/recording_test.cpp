@@ -292,7 +292,7 @@ TEST_F(RecordingHttpClientTest, LeavesTheLengthOfAResponseBodyAsItWas) {
     client.save();
 
     const auto exchange = file()["exchanges"][0];
-    const std::string sent = R"({"token": "***", "pin": "***", "a": ["geheimnis", 12]})";
+    const std::string sent = R"({"token": "***", "pin": "***", "a": ["*********", 12]})";
     EXPECT_EQ(exchange["request"]["body"], sent);
     EXPECT_THAT(exchange["request"]["headers"],
                 testing::Contains("Content-Length: " + std::to_string(sent.size())));
@@ -324,6 +324,51 @@ TEST_F(RecordingHttpClientTest, WritesNoCredentialThatAnAnswerOrAnErrorQuotes) {
     EXPECT_EQ(exchange["response"]["reason"], "PIN *** is wrong");
     EXPECT_EQ(exchange["response"]["headers"], nlohmann::json({"X-Echo: ***, ***se"}));
     EXPECT_EQ(exchange["response"]["body"], "I know ********!");
+}
+
+TEST_F(RecordingHttpClientTest, WritesNoCredentialThatAnotherExchangeShows) {
+    ScriptedHttpClient transport;
+    transport.expect({}, ScriptedAnswer(200).withBody("early geheimnis"))
+        .expect({}, ScriptedAnswer(200)
+                        .withHeader("Set-Cookie", "sid=gekruemelt; Max-Age=31536000; HttpOnly")
+                        .withBody(R"({"access_token":"geheimnis","pin":1234567890})"))
+        .expect({}, ScriptedAnswer(200, "gekruemelt").withHeader("X-Echo", "31536000 HttpOnly"));
+    const RecordingHttpClient client(transport, path_);
+
+    client.makeRequest(get());
+    client.makeRequest(get());
+    HttpRequest request = get({{"X-Ref", "geheimnis"}}, "http://host/bot/geheimnis/send");
+    request.setMultipartBody(
+        MultipartBody().withPart(DataPart(PartHeader("text"), "I am geheimnis.")));
+    client.makeRequest(std::move(request));
+    client.save();
+
+    const auto exchanges = file()["exchanges"];
+    EXPECT_EQ(exchanges[0]["response"]["body"], "early *********");
+    EXPECT_EQ(exchanges[1]["response"]["body"], R"({"access_token":"*********","pin":1111111111})");
+    EXPECT_EQ(exchanges[2]["request"]["url"], "http://host/bot/*********/send");
+    EXPECT_EQ(exchanges[2]["request"]["headers"], nlohmann::json({"X-Ref: *********"}));
+    EXPECT_EQ(exchanges[2]["request"]["parts"][0]["data"], "I am *********.");
+    EXPECT_EQ(exchanges[2]["response"]["reason"], "***");
+    EXPECT_EQ(exchanges[2]["response"]["headers"], nlohmann::json({"X-Echo: 31536000 HttpOnly"}));
+}
+
+TEST_F(RecordingHttpClientTest, WritesNoCredentialThatItsOwnRequestRepeats) {
+    ScriptedHttpClient transport;
+    transport.expect({}, ScriptedAnswer(200));
+    const RecordingHttpClient client(transport, path_);
+    HttpRequest request =
+        get({{"X-Api-Key", "geheimnis"}, {"Content-Length", "14"}}, "http://host/geheimnis/x");
+    request.setRequestBody("key geheimnis!");
+
+    client.makeRequest(std::move(request));
+    client.save();
+
+    const auto recorded = file()["exchanges"][0]["request"];
+    EXPECT_EQ(recorded["url"], "http://host/*********/x");
+    EXPECT_EQ(recorded["headers"],
+              nlohmann::json({"X-Api-Key: ***", "Content-Length: 14", "Content-Type: text/plain"}));
+    EXPECT_EQ(recorded["body"], "key *********!");
 }
 
 TEST_F(RecordingHttpClientTest, WritesNoCredentialThatAnAnswerQuotesAsItWasMeant) {
@@ -886,6 +931,36 @@ TEST_F(ReplayingHttpClientTest, TakesOtherCredentialsForTheSame) {
         EXPECT_NO_THROW(conversation(client, "9"));
         EXPECT_NO_THROW(client.verify());
     }
+}
+
+TEST_F(ReplayingHttpClientTest, TakesAnythingForACredentialThatAnotherExchangeShows) {
+    const auto ask = [](const std::string& token, const std::string& end) {
+        HttpRequest request = get({{"X-Ref", "a " + token}, {"Content-Length", "9"}},
+                                  "http://host/bot/" + token + "/send/" + token + end);
+        request.setRequestBody("geheimnis");
+        return request;
+    };
+    {
+        ScriptedHttpClient transport;
+        transport.expect({}, ScriptedAnswer(200))
+            .expect({}, ScriptedAnswer(200).withBody(R"({"access_token":"geheimnis"})"));
+        const RecordingHttpClient client(transport, path_);
+        client.makeRequest(ask("geheimnis", "/end"));
+        client.makeRequest(get());
+    }
+    for (const std::string token : {"geheimnis", "*********", "another", "x"}) {
+        const ReplayingHttpClient client(path_);
+        EXPECT_NO_THROW(client.makeRequest(ask(token, "/end"))) << token;
+        client.makeRequest(get());
+    }
+    for (const std::string end : {"", "/en", "/end/", "/other"}) {
+        const ReplayingHttpClient client(path_);
+        EXPECT_THROW(client.makeRequest(ask("geheimnis", end)), std::logic_error) << end;
+        client.problems();
+    }
+    const ReplayingHttpClient client(path_);
+    EXPECT_THROW(client.makeRequest(ask("", "/end")), std::logic_error);
+    client.problems();
 }
 
 TEST_F(ReplayingHttpClientTest, KnowsARequestThatLooksLikeAnotherWithoutItsCredentials) {

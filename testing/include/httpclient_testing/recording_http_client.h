@@ -32,13 +32,14 @@ namespace tavrin::httpclient_testing {
 /// request that was cancelled, the attempt is recorded with the header fields of the one before.
 ///
 /// Credentials never reach the file: what Credentials knows for one is left out of URLs, header
-/// fields, bodies, reasons and the texts of failures, and what a request had is left out of what
-/// came for it too, should it be quoted there: in a header field, a body or an effective URL from 8
-/// bytes on, in a reason or the text of a failure from 2 bytes on, and below 8 only where no letter
-/// or digit touches it; as it was sent, decoded, as JSON writes it, and, of a user with a password,
-/// in base64. A request has "***" in their place, and the length of its body is that of the one in
-/// the file. In the body of a response each of their bytes is a "*", and each digit of a number a
-/// 1, so that lengths, ranges and resumed bodies stay right.
+/// fields, bodies, reasons and the texts of failures. What any request or answer had is left out of
+/// all the others and of its own, too, should it stand there once more: from 8 bytes on anywhere;
+/// below, what a request had in the reason or failure that came for it, from 2 bytes on and only
+/// where no letter or digit touches it; as it was sent, decoded, as JSON writes it, and, of a user
+/// with a password, in base64. By its name a request's credential becomes "***", and the length of
+/// its body is that of the one in the file; where it stands once more, each byte is a "*". In the
+/// body of a response each of their bytes is a "*", and each digit of a number a 1, so that
+/// lengths, ranges and resumed bodies stay right. Until then the client holds them in memory.
 /// Images, archives, compressed bodies and the like are written down as they are, and so are the
 /// names of files in multipart bodies: have a look at the file before it is shared.
 ///
@@ -58,7 +59,8 @@ public:
     std::size_t recorded() const;
 
     /// Writes all attempts that have ended so far, in place of the file that is there, which stays
-    /// as it is until the new one is complete. Linear in all that was recorded.
+    /// as it is until the new one is complete. Linear in all that was recorded, times the number
+    /// of different credentials in it.
     /// @throws std::system_error "Cannot write \"" + `path` + "\": " + reason.
     void save() const;
 

@@ -21,11 +21,11 @@ enum class Matching {
 ///     client.verify();
 ///
 /// Each attempt uses up one exchange; one that meets none fails as an unexpected one of a
-/// ScriptedHttpClient does. Credentials are compared by their being there, as the file has none,
-/// and a length of the body that was right without them is no difference; the texts of failures
-/// leave them out by the names that the recording was made with and those of the program. An answer
-/// comes without the time that it took, its body in one piece; what cut it off is thrown again.
-/// More may be appended to the script.
+/// ScriptedHttpClient does. Credentials are compared by their being there, as the file has none:
+/// eight "*" or more in a row there stand for any text, and a length of the body that was right
+/// without them is no difference. The texts of failures leave them out by the names that the
+/// recording was made with and those of the program. An answer comes without the time that it took,
+/// its body in one piece; what cut it off is thrown again. More may be appended to the script.
 ///
 /// All operations may be called from several threads at once; more than one thread needs LOOSE
 /// matching, as their order varies.
