@@ -209,11 +209,13 @@ void EasyHandle::setMethod(const Exchange& exchange) {
 
 void EasyHandle::setHeaders(const Exchange& exchange) {
     std::unique_ptr<curl_slist, Cleanup> lines;
+    curl_slist* last = nullptr;
     const auto append = [&](const std::string& line) {
-        curl_slist* const longer = curl_slist_append(lines.get(), line.c_str());
-        if (longer == nullptr) throw std::bad_alloc();
-        static_cast<void>(lines.release());  // it is part of the longer one
-        lines.reset(longer);
+        // To the last one: libcurl would walk along all of them to find it.
+        curl_slist* const list = curl_slist_append(last, line.c_str());
+        if (list == nullptr) throw std::bad_alloc();
+        if (lines == nullptr) lines.reset(list);
+        last = last == nullptr ? list : last->next;
     };
     for (const auto& [name, value] : exchange.headers) {
         // The form for a field without a value; "Name:" would suppress it.
