@@ -17,6 +17,8 @@ using httpclient_core::HttpHeaders;
 using httpclient_core::HttpMethod;
 using httpclient_core::MultipartBody;
 
+constexpr char ANY_REQUEST[] = "  any request\n";
+
 // Header names compare here as the library's own lookups do.
 bool hasField(const HttpHeaders& headers, const std::string& name, const std::string& value) {
     return std::any_of(headers.begin(), headers.end(), [&](const auto& field) {
@@ -36,19 +38,25 @@ ExpectedRequest& ExpectedRequest::withMethod(HttpMethod method) {
 }
 
 ExpectedRequest& ExpectedRequest::withUrl(std::string url) {
-    std::string description = "URL " + Credentials().blankedUrl(url);
-    return withCondition(std::move(description), [url = std::move(url)](const auto& request) {
-        return request.url == url;
-    });
+    const std::string blanked = Credentials().blankedUrl(url);
+    return withBlanked(
+        "URL " + blanked,
+        [url = std::move(url)](const auto& request) { return request.url == url; },
+        [blanked](const auto& request) {
+            return Credentials().blankedUrl(request.url) == blanked;
+        });
 }
 
 ExpectedRequest& ExpectedRequest::withHeader(std::string name, std::string value) {
-    std::string description =
-        "header " + name + ": " + Credentials().blankedHeaderValue(name, value);
-    return withCondition(std::move(description),
-                         [name = std::move(name), value = std::move(value)](const auto& request) {
-                             return hasField(request.headers, name, value);
-                         });
+    const std::string blanked = Credentials().blankedHeaderValue(name, value);
+    return withBlanked(
+        "header " + name + ": " + blanked,
+        [name, value = std::move(value)](const auto& request) {
+            return hasField(request.headers, name, value);
+        },
+        [name, blanked](const auto& request) {
+            return hasField(Credentials().blanked(request.headers), name, blanked);
+        });
 }
 
 ExpectedRequest& ExpectedRequest::withoutHeader(std::string name) {
@@ -59,19 +67,23 @@ ExpectedRequest& ExpectedRequest::withoutHeader(std::string name) {
 }
 
 ExpectedRequest& ExpectedRequest::withHeaders(HttpHeaders headers) {
-    std::string description = "exactly these headers:\n" + wireText(headers);
-    return withCondition(std::move(description),
-                         [headers = std::move(headers)](const auto& request) {
-                             return detail::sameFields(request.headers, headers);
-                         });
+    const std::string blanked = wireText(headers);
+    return withBlanked(
+        "exactly these headers:\n" + blanked,
+        [headers = std::move(headers)](const auto& request) {
+            return detail::sameFields(request.headers, headers);
+        },
+        [blanked](const auto& request) { return wireText(request.headers) == blanked; });
 }
 
 ExpectedRequest& ExpectedRequest::withBody(std::string body) {
-    std::string description =
-        "body \"" + detail::printableBeginning(Credentials().blankedBody(body)) + "\"";
-    return withCondition(std::move(description), [body = std::move(body)](const auto& request) {
-        return request.body == body;
-    });
+    const std::string blanked = Credentials().blankedBody(body);
+    return withBlanked(
+        "body \"" + detail::printableBeginning(blanked) + "\"",
+        [body = std::move(body)](const auto& request) { return request.body == body; },
+        [blanked](const auto& request) {
+            return request.body && Credentials().blankedBody(*request.body) == blanked;
+        });
 }
 
 ExpectedRequest& ExpectedRequest::withoutBody() {
@@ -80,16 +92,27 @@ ExpectedRequest& ExpectedRequest::withoutBody() {
 }
 
 ExpectedRequest& ExpectedRequest::withParts(MultipartBody body) {
-    std::string description = "these parts: " + detail::jsonOf(Credentials().blanked(body));
-    return withCondition(std::move(description),
-                         [parts = detail::jsonOf(std::move(body))](const auto& request) {
-                             return detail::jsonOf(request.multipartBody) == parts;
-                         });
+    const std::string blanked = detail::jsonOf(Credentials().blanked(body));
+    return withBlanked(
+        "these parts: " + blanked,
+        [parts = detail::jsonOf(std::move(body))](const auto& request) {
+            return detail::jsonOf(request.multipartBody) == parts;
+        },
+        [blanked](const auto& request) {
+            return request.multipartBody &&
+                   detail::jsonOf(Credentials().blanked(*request.multipartBody)) == blanked;
+        });
 }
 
 ExpectedRequest& ExpectedRequest::withCondition(
     std::string description, std::function<bool(const RecordedRequest&)> condition) {
-    conditions_.push_back({std::move(description), std::move(condition)});
+    return withBlanked(std::move(description), std::move(condition), nullptr);
+}
+
+ExpectedRequest& ExpectedRequest::withBlanked(
+    std::string description, std::function<bool(const RecordedRequest&)> isMet,
+    std::function<bool(const RecordedRequest&)> looksMet) {
+    conditions_.push_back({std::move(description), std::move(isMet), std::move(looksMet)});
     return *this;
 }
 
@@ -99,18 +122,24 @@ bool ExpectedRequest::isMetBy(const RecordedRequest& request) const {
 }
 
 std::string ExpectedRequest::describe() const {
-    return describe([](const Condition&) { return true; });
+    if (conditions_.empty()) return ANY_REQUEST;
+    std::string text;
+    for (const Condition& condition : conditions_)
+        text += "  " + detail::printable(condition.description) + "\n";
+    return text;
 }
 
 std::string ExpectedRequest::describeAgainst(const RecordedRequest& request) const {
-    return describe([&](const Condition& condition) { return condition.isMet(request); });
-}
-
-std::string ExpectedRequest::describe(const std::function<bool(const Condition&)>& isMet) const {
-    if (conditions_.empty()) return "  any request\n";
+    if (conditions_.empty()) return ANY_REQUEST;
     std::string text;
     for (const Condition& condition : conditions_) {
-        text += (isMet(condition) ? "  " : "! ") + detail::printable(condition.description) + "\n";
+        const bool isMet = condition.isMet(request);
+        std::string description = detail::printable(condition.description);
+        // Header fields end with their line.
+        if (!isMet && condition.looksMet && condition.looksMet(request))
+            description.insert(description.find_last_not_of('\n') + 1,
+                               ", which differs in what is blanked");
+        text += (isMet ? "  " : "! ") + description + "\n";
     }
     return text;
 }

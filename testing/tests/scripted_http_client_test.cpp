@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
+#include <algorithm>
 #include <future>
 #include <sstream>
 #include <stdexcept>
@@ -36,6 +37,7 @@ using httpclient_core::TransactionReport;
 using httpclient_core::URL;
 using std::chrono::milliseconds;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -582,6 +584,43 @@ TEST(ExpectedRequest, ComparesEveryPartOfAMultipartBody) {
     EXPECT_FALSE(ExpectedRequest().withoutBody().isMetBy(request));
     EXPECT_THAT(ExpectedRequest().withParts(parts("pin", "geheim")).describe(),
                 AllOf(HasSubstr("these parts: "), HasSubstr("pin"), Not(HasSubstr("geheim"))));
+}
+
+TEST(ExpectedRequest, SaysWhereNothingButWhatIsBlankedDiffers) {
+    const auto parts = [](const std::string& data) {
+        return MultipartBody().withPart(DataPart(PartHeader("pin"), data));
+    };
+    const auto expected = ExpectedRequest()
+                              .withUrl("http://host/?token=right")
+                              .withHeader("Authorization", "right")
+                              .withHeaders({{"Authorization", "right"}})
+                              .withBody("token=right")
+                              .withParts(parts("right"));
+    const auto request = [&](const std::string& token, const std::string& more) {
+        return RecordedRequest{HttpMethod::POST,
+                               "http://host/?token=" + token + more,
+                               {{"Authorization" + more, token}},
+                               "token=" + token + more,
+                               parts(token).withPart(DataPart(PartHeader("more"), more)),
+                               {}};
+    };
+    RecordedRequest other = request("wrong", "");
+    other.multipartBody = parts("wrong");
+    const std::string said = ", which differs in what is blanked\n";
+
+    const std::string text = expected.describeAgainst(other);
+    EXPECT_THAT(text, HasSubstr("! URL http://host/?token=***" + said));
+    EXPECT_THAT(text, HasSubstr("! header Authorization: ***" + said));
+    EXPECT_THAT(text, HasSubstr("! exactly these headers:\nAuthorization: ***" + said));
+    EXPECT_THAT(text, HasSubstr("! body \"token=***\"" + said));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '!'), 5);
+    std::size_t count = 0;
+    for (auto at = text.find(said); at != std::string::npos; at = text.find(said, at + 1)) ++count;
+    EXPECT_EQ(count, 5u) << text;
+    EXPECT_THAT(expected.describeAgainst(request("wrong", "&a=b")), Not(HasSubstr("differs")));
+    other = request("right", "");
+    other.multipartBody = parts("right");
+    EXPECT_THAT(expected.describeAgainst(other), Not(AnyOf(HasSubstr("differs"), HasSubstr("!"))));
 }
 
 TEST(ExpectedRequest, AsksWhateverATestWantsToKnow) {

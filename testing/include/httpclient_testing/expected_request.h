@@ -58,17 +58,20 @@ public:
     /// A line for each condition, credentials blanked; "  any request\n" without a condition.
     std::string describe() const;
 
-    /// The same, with "!" at the start of each condition that the request does not meet.
+    /// The same, with "!" at the start of each condition that the request does not meet, and with
+    /// ", which differs in what is blanked" behind it where nothing else does.
     std::string describeAgainst(const RecordedRequest& request) const;
 
 private:
     struct Condition {
         std::string description;
         std::function<bool(const RecordedRequest&)> isMet;
+        std::function<bool(const RecordedRequest&)> looksMet;  // without credentials; may be empty
     };
 
-    HTTPCLIENT_TESTING_HIDDEN std::string describe(
-        const std::function<bool(const Condition&)>& isMet) const;
+    HTTPCLIENT_TESTING_HIDDEN ExpectedRequest& withBlanked(
+        std::string description, std::function<bool(const RecordedRequest&)> isMet,
+        std::function<bool(const RecordedRequest&)> looksMet);
 
     std::vector<Condition> conditions_;
 };
