@@ -23,6 +23,10 @@ namespace tavrin::httpclient_testing {
 /// `pin`, `pwd`, `session`, `sid`, `sig` and others. Digits at the end don't count. CredentialNames
 /// adds names and takes some out, for one object or, by setCredentialNames(), for the program.
 ///
+/// A name that stands beside its value as a value of its own is not seen, as in
+/// {"name": "password", "value": "x"} and <input name="token" value="x">, unless another place of a
+/// recording has that value too.
+///
 /// Empty values are left, as are true, false and null: they tell that there is nothing to hide.
 ///
 /// A plain value. One object may be read from several threads while none changes it. Operations
