@@ -59,7 +59,7 @@ void sequential(const Task& task) {
 
 void inFlight(std::size_t most, const Task& task) {
     const CurlHttpClient client(
-        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(most));
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(static_cast<long>(most)));
     std::deque<std::future<HttpResponse>> futures;
     const auto takeFirst = [&] {
         expectWhole(futures.front().get(), task);
