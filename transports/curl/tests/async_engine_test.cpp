@@ -429,11 +429,11 @@ TEST(AsyncRequest, StrategiesThatSleepDelayNothingElse) {
     FaultServer server;
     server.setPlan("/bad", "503");
     Gate gate;
-    Countdown asleep(20);
+    Countdown backingOff(20);
     ClientConfiguration sleepy;
     sleepy.setRetryStrategy(
         [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) {
-            asleep.count();
+            backingOff.count();
             gate.pass();
             return false;
         });
@@ -444,7 +444,7 @@ TEST(AsyncRequest, StrategiesThatSleepDelayNothingElse) {
         request.setClientConfiguration(sleepy);
         sleeping.push_back(client.makeAsyncRequest(std::move(request)));
     }
-    ASSERT_TRUE(asleep.wait());
+    ASSERT_TRUE(backingOff.wait());
 
     auto future = client.makeAsyncRequest(get(server.url("/bytes/2")));
 
@@ -638,17 +638,17 @@ TEST_F(EndOfLife, EndsStrategiesThatNeverGiveUp) {
 TEST_F(EndOfLife, CancelsWhatWaitsForItsNextAttempt) {
     FaultServer server("503");
     Gate gate;
-    Countdown asleep(5);
+    Countdown backingOff(5);
     ClientConfiguration sleepy;
     sleepy.setRetryStrategy(
         [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&, int, int) {
-            asleep.count();
+            backingOff.count();
             gate.pass();
             return true;
         });
     auto client = std::make_unique<CurlHttpClient>();
     startMany(*client, server.url(), 5, sleepy);
-    ASSERT_TRUE(asleep.wait());
+    ASSERT_TRUE(backingOff.wait());
 
     std::thread destroyer([&] { client.reset(); });
     gate.open();
