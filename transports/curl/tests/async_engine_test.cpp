@@ -64,6 +64,18 @@ private:
     int left_;
 };
 
+// A GET whose thread counts in `blocked` and waits for `gate` before there is a stream for the
+// response.
+HttpRequest getBlocking(const std::string& url, Countdown& blocked, const Gate& gate) {
+    HttpRequest request = get(url);
+    request.setResponseStreamFactory([&](HttpResponseCode, const std::string&, const HttpHeaders&) {
+        blocked.count();
+        gate.pass();
+        return std::make_unique<std::stringstream>();
+    });
+    return request;
+}
+
 // While it lives no thread can be started: none has room for its stack.
 class NoMoreThreads {
 public:
@@ -329,14 +341,7 @@ TEST(AsyncRequest, StreamThatBlocksLeavesLaterRequestsToOtherThreads) {
     Gate gate;
     Countdown blocked(1);
     const CurlHttpClient client(once().withMaxThreads(2).withMaxRequestsPerThread(0));
-    HttpRequest blocking = get(server.url("/bytes/1"));
-    blocking.setResponseStreamFactory(
-        [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
-            blocked.count();
-            gate.pass();
-            return std::make_unique<std::stringstream>();
-        });
-    auto first = client.makeAsyncRequest(std::move(blocking));
+    auto first = client.makeAsyncRequest(getBlocking(server.url("/bytes/1"), blocked, gate));
     ASSERT_TRUE(blocked.wait());
 
     // Until the thread has been away for so long that requests no longer wait for it.
@@ -362,14 +367,7 @@ TEST(AsyncRequest, StreamThatBlocksDelaysNoNewConfiguration) {
     Gate gate;
     Countdown blocked(1);
     CurlHttpClient client(once());
-    HttpRequest blocking = get(server.url("/bytes/1"));
-    blocking.setResponseStreamFactory(
-        [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
-            blocked.count();
-            gate.pass();
-            return std::make_unique<std::stringstream>();
-        });
-    auto request = client.makeAsyncRequest(std::move(blocking));
+    auto request = client.makeAsyncRequest(getBlocking(server.url("/bytes/1"), blocked, gate));
     ASSERT_TRUE(blocked.wait());
 
     auto configured =
@@ -665,14 +663,7 @@ TEST_F(EndOfLife, TellsWhatIsQueuedThoughAStreamBlocks) {
     Countdown told(5);
     auto client = std::make_unique<CurlHttpClient>(
         ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(1));
-    HttpRequest blocking = get(server.url("/bytes/100"));
-    blocking.setResponseStreamFactory(
-        [&](HttpResponseCode, const std::string&, const HttpHeaders&) {
-            blocked.count();
-            gate.pass();
-            return std::make_unique<std::stringstream>();
-        });
-    auto underWay = client->makeAsyncRequest(std::move(blocking));
+    auto underWay = client->makeAsyncRequest(getBlocking(server.url("/bytes/100"), blocked, gate));
     ASSERT_TRUE(blocked.wait());
     for (int i = 0; i < 5; ++i)
         client->makeAsyncRequest(get(server.url()), [&](const auto&...) { told.count(); });
