@@ -163,7 +163,6 @@ void AsyncEngine::dispatch() {
 bool AsyncEngine::startLoop() {
     const SignalBlock block;
     try {
-        threads_.reserve(threads_.size() + 1);
         loops_.reserve(loops_.size() + 1);
         auto loop = std::make_unique<EventLoop>(*this, options_);
         loop->woken = true;
@@ -247,14 +246,7 @@ void AsyncEngine::shutDown() {
     }
     // First, since a loop may be held up by a stream of the application's.
     completeAll(std::move(waiting), cancelled_);
-    std::thread self;
-    for (auto& thread : threads_) {
-        if (thread.get_id() == std::this_thread::get_id()) {
-            self = std::move(thread);
-        } else {
-            thread.join();
-        }
-    }
+    std::thread self = LeftThread::joinOthers(threads_);
     if (!self.joinable()) {
         pool_.close();
         return;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <exception>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -77,7 +78,7 @@ private:
     SharedSettings settings_;
     JobQueue queue_;
     std::vector<std::unique_ptr<EventLoop>> loops_;
-    std::vector<std::thread> threads_;
+    std::list<std::thread> threads_;
     std::exception_ptr noLoop_;  // why the last loop could not be started
     CompletionPool pool_;
 

@@ -227,14 +227,7 @@ void CompletionPool::close() {
         threads.splice(threads.end(), state_->ended);
     }
     state_->called.notify_all();
-    std::thread self;
-    for (auto& thread : threads) {
-        if (thread.get_id() == std::this_thread::get_id()) {
-            self = std::move(thread);
-        } else {
-            thread.join();
-        }
-    }
+    std::thread self = LeftThread::joinOthers(threads);
     if (self.joinable())
         state_->leftBefore = LeftThread::leave(std::move(state_->left), std::move(self));
 }

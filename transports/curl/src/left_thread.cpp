@@ -16,6 +16,18 @@ thread_local bool isLeft = false;
 
 }  // namespace
 
+std::thread LeftThread::joinOthers(std::list<std::thread>& threads) {
+    std::thread self;
+    for (auto& thread : threads) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            self = std::move(thread);
+        } else {
+            thread.join();
+        }
+    }
+    return self;
+}
+
 std::unique_ptr<LeftThread> LeftThread::leave(std::unique_ptr<LeftThread> place,
                                               std::thread thread) noexcept {
     // Called before what was made before it is destroyed, which the thread may still use. If

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <list>
 #include <memory>
 #include <thread>
 
@@ -12,6 +13,9 @@ namespace tavrin::httpclient_curl::detail {
 // program joins the last one.
 class LeftThread {
 public:
+    // Joins all of `threads` but the calling one, which is returned if it is among them.
+    static std::thread joinOthers(std::list<std::thread>& threads);
+
     // Leaves the calling thread, which `thread` is, to others. What this returns, if anything, the
     // calling thread joins at its end.
     static std::unique_ptr<LeftThread> leave(std::unique_ptr<LeftThread> place,
