@@ -152,7 +152,7 @@ void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
     error_[0] = '\0';
     set(CURLOPT_CURLU, exchange.url.handle());
     setMethod(exchange);
-    setHeaders(exchange);
+    setHeaders(exchange.headers);
     setTrust(exchange.settings.certificateFile);
     setCredentials(exchange.url);
     if (proxy_ != exchange.settings.proxy) {
@@ -207,7 +207,8 @@ void EasyHandle::setMethod(const Exchange& exchange) {
     }
 }
 
-void EasyHandle::setHeaders(const Exchange& exchange) {
+void EasyHandle::setHeaders(const HeaderList& headers) {
+    if (headerLines_ != nullptr && headers_ == headers) return;
     std::unique_ptr<curl_slist, Cleanup> lines;
     curl_slist* last = nullptr;
     const auto append = [&](const std::string& line) {
@@ -217,7 +218,7 @@ void EasyHandle::setHeaders(const Exchange& exchange) {
         if (lines == nullptr) lines.reset(list);
         last = last == nullptr ? list : last->next;
     };
-    for (const auto& [name, value] : exchange.headers) {
+    for (const auto& [name, value] : headers) {
         // The form for a field without a value; "Name:" would suppress it.
         std::string line = name;
         line += isBlank(value) ? ";" : ": " + value;
@@ -225,8 +226,9 @@ void EasyHandle::setHeaders(const Exchange& exchange) {
     }
     // Fields that libcurl would add unasked.
     for (const char* added : {"Accept", "Content-Type", "Expect"}) {
-        if (findHeader(exchange.headers, added) == nullptr) append(std::string(added) + ':');
+        if (findHeader(headers, added) == nullptr) append(std::string(added) + ':');
     }
+    headers_ = headers;
     set(CURLOPT_HTTPHEADER, lines.get());
     headerLines_ = std::move(lines);
 }

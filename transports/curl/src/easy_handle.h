@@ -82,7 +82,7 @@ private:
     static int onSeek(void* self, curl_off_t offset, int origin);
 
     void setMethod(const Exchange& exchange);
-    void setHeaders(const Exchange& exchange);
+    void setHeaders(const HeaderList& headers);
     void setTrust(const std::string& certificateFile);
     void setCredentials(const RequestUrl& url);
     template <typename Value>
@@ -100,6 +100,7 @@ private:
     // What the handle is set to now, while it is usable.
     bool halfSet_ = false;
     std::string method_;
+    HeaderList headers_;
     std::string certificateFile_;
     std::string proxy_;
     std::int64_t connectTimeout_ = -1;

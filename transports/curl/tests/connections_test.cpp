@@ -66,6 +66,22 @@ TEST(KeptConnection, IsFoundAgainBesideAnotherThatWasUsedLater) {
     EXPECT_EQ(second.connectionsAccepted(), 1U);
 }
 
+TEST_P(KeptConnections, CarryEveryRequestWithItsOwnFields) {
+    const FaultServer server;
+    const CurlHttpClient client(once().withMaxThreads(1), CurlOptions().withUserAgent(""));
+    const std::string beginning = "GET /echo HTTP/1.1\r\nHost: " + hostOf(server) + "\r\n";
+    for (const std::string lines : {"", "X-One: 1\r\n", "X-One: 1\r\n", "X-One: 2\r\n",
+                                    "X-one: 2\r\n", "X-One: 2\r\nX-Two: 2\r\n", ""}) {
+        HttpHeaders headers;
+        for (std::size_t at = 0; at < lines.size(); at = lines.find('\n', at) + 1)
+            headers.addHeaderValue(lines.substr(at, 5), lines.substr(at + 7, 1));
+
+        EXPECT_EQ(send(client, get(server.url("/echo"), headers)).getResponseBodyString(),
+                  beginning + lines + "\r\n");
+    }
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
 TEST_P(KeptConnections, DoNotIncludeThoseOfCancelledRequests) {
     FaultServer server("stall@100,ok");
     HttpRequest request = get(server.url("/bytes/1000"));
