@@ -249,15 +249,16 @@ bool Attempt::headerLine(std::string_view line) noexcept {
 
 void Attempt::headComplete() {
     limits_.bodyBegan();
+    std::int64_t length = -1;
     if (!head_.isChunked()) {
-        head_.contentLength();
+        length = head_.contentLength();
     } else if (head_.value("Content-Length") != nullptr) {
         // Somebody on the way may have read it otherwise, and what follows on the connection with
         // it.
         easy_->forbidReuse();
     }
     judge();
-    if (verdict_ == Verdict::DELIVER) deliver();
+    if (verdict_ == Verdict::DELIVER) deliver(length);
 }
 
 void Attempt::judge() {
@@ -294,8 +295,8 @@ bool Attempt::responseHasBody() const {
     return method_ != HttpMethod::HEAD && head_.code() != 204 && head_.code() != 304;
 }
 
-void Attempt::deliver() {
-    const std::int64_t length = head_.isChunked() ? -1 : head_.contentLength();
+// `length` is what the head announces of the body, -1 if nothing.
+void Attempt::deliver(std::int64_t length) {
     const bool decoded = decode_ && head_.isEncoded();
     decode_ = decoded;
     announced_ = decoded || !responseHasBody() ? -1 : length;

@@ -78,7 +78,7 @@ private:
     void headComplete();
     void bodyBytes(std::string_view piece);
     void judge();
-    void deliver();
+    void deliver(std::int64_t length);
     void complete();
     void checkClosure() const;
     void checkLength() const;

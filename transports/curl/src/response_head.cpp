@@ -20,11 +20,15 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-// A CR inside a line is no line end, but must not become one where the value goes next.
-void assignValue(std::string& value, std::string_view text) {
-    value = trimmed(text);
-    if (value.find('\r') != std::string::npos) std::replace(value.begin(), value.end(), '\r', ' ');
+std::string_view withoutLineEnd(std::string_view line) {
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.remove_suffix(1);
+    return line;
 }
+
+bool contains(std::string_view text, char c) { return text.find(c) != std::string_view::npos; }
+
+// A CR inside a line is no line end, but must not become one where the text goes next.
+void blankOutCr(std::string& text) { std::replace(text.begin(), text.end(), '\r', ' '); }
 
 // Whether it is the rest of the line before it.
 bool isFolded(std::string_view line) { return line.front() == ' ' || line.front() == '\t'; }
@@ -62,7 +66,8 @@ void ResponseHead::begin(std::string_view line) {
         throw MalformedHead{"its status code is no number of three digits"};
     }
     code_ = (rest[0] - '0') * 100 + (rest[1] - '0') * 10 + (rest[2] - '0');
-    assignValue(reason_, rest.substr(3));
+    reason_ = trimmed(rest.substr(3));
+    blankOutCr(reason_);
     started_ = true;
 }
 
@@ -74,7 +79,7 @@ void ResponseHead::check(std::string_view piece) {
 
 ResponseHead::Stage ResponseHead::add(std::string_view line) {
     checked_ = false;
-    if (line.find('\0') != std::string_view::npos) throw MalformedHead{"its head contains NUL"};
+    if (contains(line, '\0')) throw MalformedHead{"its head contains NUL"};
     if (!started_ && !complete_) {
         begin(line);
         return Stage::OPEN;
@@ -85,8 +90,8 @@ ResponseHead::Stage ResponseHead::add(std::string_view line) {
             "its head has more than maxHeaderBytes = " + std::to_string(limits_.bytes) + " bytes"};
     }
     if (complete_) return Stage::OPEN;  // a trailer, which counts but is not kept
-    if (line.find_first_not_of("\r\n") != std::string_view::npos) {
-        addField(line);
+    if (const std::string_view text = withoutLineEnd(line); !text.empty()) {
+        addField(text);
         return Stage::OPEN;
     }
     flushField();
@@ -106,8 +111,8 @@ ResponseHead::Stage ResponseHead::add(std::string_view line) {
 void ResponseHead::addField(std::string_view line) {
     if (isFolded(line)) {
         if (tellsWhereTheBodyEnds(name_)) throw MalformedHead{"its " + name_ + " is folded"};
-        std::string more;
-        assignValue(more, line);
+        std::string more(trimmed(line));
+        blankOutCr(more);
         if (!value_.empty() && !more.empty()) value_ += ' ';
         value_ += more;
         return;
@@ -119,14 +124,15 @@ void ResponseHead::addField(std::string_view line) {
         throw MalformedHead{"it has more than maxHeaderCount = " + std::to_string(limits_.count) +
                             " header fields"};
     }
-    assignValue(name_, line.substr(0, colon));
+    name_ = trimmed(line.substr(0, colon));
     if (name_.size() != colon && tellsWhereTheBodyEnds(name_))
         throw MalformedHead{"a blank stands behind the name of its " + name_};
-    assignValue(value_, line.substr(colon + 1));
-    if (equalIgnoringCase(name_, "Location") &&
-        trimmed(line.substr(colon + 1)).find('\r') != std::string_view::npos) {
+    value_ = trimmed(line.substr(colon + 1));
+    if (!contains(line, '\r')) return;
+    if (equalIgnoringCase(name_, "Location") && contains(value_, '\r'))
         throw MalformedHead{"its Location contains CR"};
-    }
+    blankOutCr(name_);
+    blankOutCr(value_);
 }
 
 void ResponseHead::flushField() {
