@@ -156,7 +156,9 @@ std::size_t MultipartSource::readFile(const File& file, char* to, std::size_t si
     }
     const auto wanted = static_cast<std::streamsize>(
         std::min<std::int64_t>(static_cast<std::int64_t>(size), file.size - offset_));
-    const std::streamsize got = wanted == 0 ? 0 : file_.rdbuf()->sgetn(to, wanted);
+    file_.read(to, wanted);
+    const std::streamsize got = file_.gcount();
+    if (file_.bad()) fail("file " + file.path + " cannot be read");
     if (got < wanted) fail("file " + file.path + " became shorter while it was sent");
     offset_ += got;
     if (offset_ == file.size && file_.rdbuf()->in_avail() > 0) {

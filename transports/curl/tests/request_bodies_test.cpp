@@ -618,6 +618,11 @@ TEST_P(MultipartBodies, WhoseFilesChangeWhileTheyAreSentFail) {
         {[&] { std::filesystem::resize_file(large, SIZE + 1); },
          large + " became longer while it was sent"},
         {[&] { std::filesystem::remove(next); }, next + " cannot be opened"},
+        {[&] {
+             std::filesystem::remove(next);
+             std::filesystem::create_directory(next);
+         },
+         next + " cannot be read"},
     };
     for (const auto& change : changes) {
         file("large", "");
