@@ -161,7 +161,8 @@ std::size_t MultipartSource::readFile(const File& file, char* to, std::size_t si
     if (file_.bad()) fail("file " + file.path + " cannot be read");
     if (got < wanted) fail("file " + file.path + " became shorter while it was sent");
     offset_ += got;
-    if (offset_ == file.size && file_.rdbuf()->in_avail() > 0) {
+    // Reading tells, where asking would not: a file of /proc has no size.
+    if (offset_ == file.size && file_.peek() != std::ifstream::traits_type::eof()) {
         fail("file " + file.path + " became longer while it was sent");
     }
     return static_cast<std::size_t>(got);

@@ -12,6 +12,7 @@
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/server_process.h"
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -149,11 +150,14 @@ TEST_P(Exhaustion, OfAnUpload) {
 }
 
 TEST_P(Exhaustion, OfAForm) {
+    const httpclient_core::test::TemporaryDirectory directory;
+    const std::string path = directory.file("file");
+    httpclient_core::test::writeFile(path, "content");
     sweep([&](const CurlHttpClient& client) {
         HttpRequest request(HttpMethod::POST, URL(server_.url()), {});
         request.setMultipartBody(MultipartBody()
                                      .withPart(DataPart(PartHeader("name", "text/plain"), "data"))
-                                     .withPart(FilePart("/proc/self/cmdline")));
+                                     .withPart(FilePart(path)));
         return isSuccess(send(client, std::move(request)));
     });
 }

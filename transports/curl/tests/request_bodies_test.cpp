@@ -645,6 +645,19 @@ TEST_P(MultipartBodies, WhoseFilesChangeWhileTheyAreSentFail) {
     }
 }
 
+TEST_P(MultipartBodies, WhoseFileHoldsMoreThanItsSizeTellsFail) {
+    FaultServer server;
+    const CurlHttpClient client(once());
+
+    const std::string failure = failureOf([&] {
+        send(client, form(server.url(), MultipartBody().withPart(FilePart("/proc/version"))));
+    });
+
+    EXPECT_EQ(failure, "Request to " + hostOf(server) +
+                           " failed: request body: file /proc/version became longer while it was "
+                           "sent");
+}
+
 TEST_P(MultipartBodies, FromAFileOfFiveGibibytesAreAnnouncedAndStreamed) {
     constexpr std::uint64_t SIZE = std::uint64_t{5} << 30;
     FaultServer server("early@10000000:413:rst");
