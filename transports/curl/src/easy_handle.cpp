@@ -235,6 +235,9 @@ void EasyHandle::setHeaders(const HeaderList& headers) {
 
 void EasyHandle::setTrust(const std::string& certificateFile) {
     if (certificateFile_ == certificateFile) return;
+    // Another file would be trusted, named by what stands before it.
+    if (certificateFile.find('\0') != std::string::npos)
+        throw refused("the path of the certificate file contains NUL");
     const bool own = !certificateFile.empty();
     // Setting a file alone would leave the system's directory trusted beside it.
     const char* file = own ? certificateFile.c_str() : orNull(systemCaFile_);

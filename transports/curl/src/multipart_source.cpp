@@ -107,6 +107,8 @@ void MultipartSource::add(std::string text) {
 }
 
 void MultipartSource::addFile(const std::string& path) {
+    // The system would take what stands before it for the path of another file.
+    if (path.find('\0') != std::string::npos) throw refused("the path of a file contains NUL");
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (!error && !std::filesystem::is_regular_file(status))

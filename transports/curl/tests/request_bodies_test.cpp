@@ -559,6 +559,9 @@ TEST_P(MultipartBodies, WithWhatCannotBeWrittenAreRefused) {
               "Request refused: it has both a simple and a multipart body");
     EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_.file("absent")))),
                 HasSubstr("absent: No such file or directory"));
+    EXPECT_EQ(refusal(MultipartBody().withPart(
+                  FilePart(file("other", "text") + std::string("\0/named.txt", 11)))),
+              "Request refused: the path of a file contains NUL");
     EXPECT_THAT(refusal(MultipartBody().withPart(FilePart(directory_.path().string()))),
                 HasSubstr("is not a regular file"));
     EXPECT_EQ(server.connectionsAccepted(), 0u);

@@ -82,6 +82,15 @@ TEST_P(Tls, AMissingOrUselessFileIsAnErrorThatNamesIt) {
     EXPECT_TRUE(good->requests().empty());
 }
 
+TEST_P(Tls, APathThatContainsNulNamesNoFile) {
+    const auto good = server(TlsKind::GOOD);
+    const std::string path = certificates()->caFile() + std::string("\0.other", 7);
+
+    EXPECT_EQ(failureWith(CurlHttpClient(once().withCertificateFile(path)), good->url()),
+              "Request refused: the path of the certificate file contains NUL");
+    EXPECT_EQ(good->connectionsAccepted(), 0u);
+}
+
 TEST_P(Tls, AChangedFileCountsForTheNextConnection) {
     const auto good = server(TlsKind::GOOD, "close");
     const TestCertificates other;
