@@ -50,7 +50,8 @@ void StreamBody::rewind() {
 }
 
 std::size_t StreamBody::read(char* to, std::size_t size) {
-    logical_.bodyTouched = true;
+    // An empty body is looked at, and nothing taken of it.
+    if (length_ != 0) logical_.bodyTouched = true;
     std::streambuf& buffer = *stream_.rdbuf();
     if (length_ == BodyFraming::CHUNKED) return readSome(buffer, to, size);
     const std::int64_t left = length_ - position_;

@@ -319,6 +319,18 @@ TEST_P(RequestBodies, ThatCannotGoBackButWereNotReadYetGoOn) {
     EXPECT_EQ(server.requests().at(0).body, "text");
 }
 
+TEST_P(RequestBodies, ThatCannotGoBackButAreEmptyGoOn) {
+    for (const char* plan : {"503,ok", "307:/there,ok"}) {
+        FaultServer server(plan);
+        HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "0"}});
+        request.setRequestBody(std::make_unique<ScriptedStream>([] { return ""; }));
+
+        const HttpResponse response = send(CurlHttpClient(stubborn(2)), std::move(request));
+
+        EXPECT_TRUE(isSuccess(response)) << plan;
+    }
+}
+
 TEST_P(RequestBodies, OfHugeStreamsGoOutWhole) {
     FaultServer server;
     constexpr std::int64_t SIZE = std::int64_t(1) << 28;
