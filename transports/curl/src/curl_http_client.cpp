@@ -73,24 +73,32 @@ thread_local const void* Carried<Remembered>::client_ = nullptr;
 template <typename Remembered>
 thread_local Remembered Carried<Remembered>::current_;
 
+// What a synchronous request has between its attempts, and whether its client ends.
+struct Synchronous {
+    LogicalRequest* logical = nullptr;
+    const std::atomic<bool>* closing = nullptr;
+};
+
+using CarriedSynchronously = Carried<Synchronous>;
+using CarriedAsynchronously = Carried<std::shared_ptr<LogicalRequest>>;
+
 // What was cancelled stays cancelled, whatever the strategy thinks of it, and however long it would
-// sleep before it says so.
-void keepCancelled(const HttpClient& client, HttpRequest& request,
-                   const std::atomic<bool>& cancelled, const std::atomic<bool>& closing) {
+// sleep before it says so. The strategy may keep a copy of the configuration for other requests, so
+// the request is asked for when it matters.
+void keepCancelled(const HttpClient& client, HttpRequest& request) {
     ClientConfiguration configuration = request.hasClientConfiguration()
                                             ? request.getClientConfiguration()
                                             : client.getClientConfiguration();
     RetryStrategy strategy = configuration.retryStrategy();
     if (!strategy) return;
     configuration.setRetryStrategy(
-        [&cancelled, &closing, strategy = std::move(strategy)](const auto&... arguments) {
-            return !cancelled && !closing && strategy(arguments...);
+        [client = &client, strategy = std::move(strategy)](const auto&... arguments) {
+            const auto [logical, closing] = CarriedSynchronously::of(client);
+            const bool over = logical != nullptr && (logical->cancelled || *closing);
+            return !over && strategy(arguments...);
         });
     request.setClientConfiguration(std::move(configuration));
 }
-
-using CarriedSynchronously = Carried<LogicalRequest*>;
-using CarriedAsynchronously = Carried<std::shared_ptr<LogicalRequest>>;
 
 }  // namespace
 
@@ -169,10 +177,8 @@ HttpResponse CurlHttpClient::makeRequest(HttpRequest request) const {
     impl_->enterProcess(*this);
     LogicalRequest logical;
     logical.settings = detail::settingsFor(request, impl_->engine->settings());
-    const std::atomic<bool>& closing = impl_->engine->closing();
-    if (request.hasProgressCallback() || detail::onClientThread())
-        keepCancelled(*this, request, logical.cancelled, closing);
-    const CarriedSynchronously carried(this, &logical);
+    if (request.hasProgressCallback() || detail::onClientThread()) keepCancelled(*this, request);
+    const CarriedSynchronously carried(this, {&logical, &impl_->engine->closing()});
     return HttpClient::makeRequest(std::move(request));
 }
 
@@ -180,14 +186,14 @@ void CurlHttpClient::performRequest(HttpRequest& request, HttpResponse& response
     impl_->enterProcess(*this);
     const std::atomic<bool>& closing = impl_->engine->closing();
     if (closing) throw HttpRequestCancelledException();
-    LogicalRequest* logical = CarriedSynchronously::of(this);
+    LogicalRequest* logical = CarriedSynchronously::of(this).logical;
     LogicalRequest alone;
     if (logical == nullptr) {
         alone.alone = true;
         alone.settings = detail::settingsFor(request, impl_->engine->settings());
         logical = &alone;
     }
-    const CarriedSynchronously none(nullptr, nullptr);
+    const CarriedSynchronously none(nullptr, {});
     detail::Attempt attempt(request, response, *logical, impl_->options);
     impl_->channels->run(attempt, request.getURL(), closing);
     if (attempt.failure() != nullptr) std::rethrow_exception(attempt.failure());

@@ -96,6 +96,35 @@ TEST_P(Cancellation, IsToldWithoutAskingTheStrategyWhichMightSleep) {
     EXPECT_EQ(asked, 0);
 }
 
+TEST_P(Cancellation, OfOneRequestIsNoneOfAnotherWithACopyOfItsConfiguration) {
+    FaultServer server("503,ok");
+    ClientConfiguration copy;
+    int asked = 0;
+    const auto copying = [&](const HttpRequest& request, const auto&, const auto&, int total, int) {
+        ++asked;
+        if (request.hasClientConfiguration()) copy = request.getClientConfiguration();
+        return total < 3;
+    };
+    {
+        const CurlHttpClient client;
+        HttpRequest request = get(server.url("/bytes/3"));
+        request.setProgressCallback([&](const Progress&) {
+            return asked > 0 ? ProgressResult::CANCEL : ProgressResult::CONTINUE;
+        });
+        request.setClientConfiguration(ClientConfiguration().withRetryStrategy(copying));
+        EXPECT_THROW(send(client, std::move(request)), HttpRequestCancelledException);
+    }
+    asked = 0;
+    server.setPlan("503,503,ok");
+
+    HttpRequest request = get(server.url("/bytes/3"));
+    request.setClientConfiguration(copy);
+    send(CurlHttpClient(), std::move(request));
+
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(server.requests().size(), 5u);
+}
+
 TEST_P(Cancellation, ThrowingFromTheCallbackReachesTheCaller) {
     FaultServer server("stall@10");
     for (const int nth : {1, 2, 10}) {
