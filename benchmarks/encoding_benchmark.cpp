@@ -183,7 +183,7 @@ void formOurs(benchmark::State& state) {
 BENCHMARK(formOurs)->Name("Form/Ours");
 
 void formFloor(benchmark::State& state) {
-    measure(state, [] { return printedByTable(Pairs(typicalPairs()), ""); });
+    measure(state, [] { return printedByTable(typicalPairs(), ""); });
 }
 BENCHMARK(formFloor)->Name("Form/Floor");
 

@@ -20,7 +20,7 @@ public:
     /// Encodes the fields, in order, as name "=" value joined by "&". Only letters, digits and
     /// "-._~" stay as they are; a blank becomes "+", any other byte "%" and two upper-case
     /// hexadecimal digits. No field is refused; an empty value keeps its "=". Linear in the text.
-    FormUrlEncoded(NameValueCollection fields);
+    FormUrlEncoded(const NameValueCollection& fields);
 
     /// "application/x-www-form-urlencoded", without parameters.
     ContentType contentType() const;

@@ -22,7 +22,8 @@ std::string encoded(const NameValueCollection& fields) {
 
 }  // namespace
 
-FormUrlEncoded::FormUrlEncoded(NameValueCollection fields) : encodedContent_(encoded(fields)) {}
+FormUrlEncoded::FormUrlEncoded(const NameValueCollection& fields)
+    : encodedContent_(encoded(fields)) {}
 
 ContentType FormUrlEncoded::contentType() const {
     return ContentType("application/x-www-form-urlencoded", {});
