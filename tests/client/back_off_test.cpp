@@ -15,6 +15,7 @@
 #include "httpclient_core/exceptions.h"
 #include "httpclient_core/retry.h"
 #include "httpclient_testing/scripted_http_client.h"
+#include "support/road.h"
 
 namespace {
 

@@ -18,6 +18,7 @@
 #include "httpclient_testing/matchers.h"
 #include "httpclient_testing/scripted_http_client.h"
 #include "support/log_capture.h"
+#include "support/road.h"
 #include "support/throws_exactly.h"
 
 namespace tavrin::httpclient_core::test {

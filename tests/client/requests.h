@@ -2,12 +2,10 @@
 
 #include <future>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <system_error>
 #include <utility>
 
-#include "httpclient_core/client.h"
 #include "httpclient_core/configuration.h"
 #include "httpclient_core/messages.h"
 #include "httpclient_core/multipart.h"
@@ -42,19 +40,6 @@ inline RetryStrategy makeAttempts(int count) {
 
 inline ClientConfiguration attempts(int count) {
     return ClientConfiguration().withRetryStrategy(makeAttempts(count));
-}
-
-/// The two ways to make a request, for tests of what holds for both.
-enum class Road { SYNCHRONOUS, ASYNCHRONOUS };
-
-inline std::ostream& operator<<(std::ostream& os, Road road) {
-    return os << (road == Road::SYNCHRONOUS ? "Synchronous" : "Asynchronous");
-}
-
-/// Makes the request and returns its response or throws its exception.
-inline HttpResponse send(const HttpClient& client, HttpRequest request, Road road) {
-    if (road == Road::SYNCHRONOUS) return client.makeRequest(std::move(request));
-    return client.makeAsyncRequest(std::move(request)).get();
 }
 
 /// The code of the std::future_error that the future ends in; none if it yields a response.

@@ -18,6 +18,7 @@
 #include "httpclient_testing/scripted_http_client.h"
 #include "support/grouping_locale.h"
 #include "support/log_capture.h"
+#include "support/road.h"
 #include "support/throws_exactly.h"
 
 namespace tavrin::httpclient_core::test {
@@ -125,11 +126,8 @@ protected:
     void SetUp() override { makeAttempts(2, true); }
 };
 
-INSTANTIATE_TEST_SUITE_P(OnBothRoads, Retry, testing::Values(Road::SYNCHRONOUS, Road::ASYNCHRONOUS),
-                         testing::PrintToStringParamName());
-INSTANTIATE_TEST_SUITE_P(OnBothRoads, Resuming,
-                         testing::Values(Road::SYNCHRONOUS, Road::ASYNCHRONOUS),
-                         testing::PrintToStringParamName());
+ON_BOTH_ROADS(Retry);
+ON_BOTH_ROADS(Resuming);
 
 // ---- every further attempt
 

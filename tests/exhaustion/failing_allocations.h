@@ -21,6 +21,10 @@ enum class Whose {
     OTHER_THREADS  ///< those of all others, counted together
 };
 
+inline std::ostream& operator<<(std::ostream& os, Whose whose) {
+    return os << (whose == Whose::THIS_THREAD ? "this thread's" : "other threads'");
+}
+
 /// While it lives, allocations throw std::bad_alloc after `succeeding` others. One may live at a
 /// time; linking it replaces the program's allocation functions.
 class FailingAllocations {

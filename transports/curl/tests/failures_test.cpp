@@ -161,7 +161,7 @@ protected:
 
 std::string nameOfRow(const testing::TestParamInfo<std::tuple<Failure, Road>>& row) {
     const auto& [failure, road] = row.param;
-    return failure.name + (road == Road::SYNCHRONOUS ? "Synchronous" : "Asynchronous");
+    return failure.name + testing::PrintToString(road);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Failures,

@@ -15,15 +15,13 @@ using httpclient_core::HttpClient;
 using httpclient_testing::RecordingHttpClient;
 using httpclient_testing::ReplayingHttpClient;
 
-class Recording : public testing::TestWithParam<Road> {
+class Recording : public OnBothRoads {
 protected:
     ~Recording() override { std::filesystem::remove(path_); }
 
-    static std::string sha256OfBody(HttpClient& client, HttpRequest request) {
+    std::string sha256OfBody(HttpClient& client, HttpRequest request) const {
         client.setClientConfiguration(stubborn());
-        const HttpResponse response = GetParam() == Road::SYNCHRONOUS
-                                          ? client.makeRequest(std::move(request))
-                                          : client.makeAsyncRequest(std::move(request)).get();
+        const HttpResponse response = send(client, std::move(request));
         return httpclient_testing::sha256Hex(response.getResponseBodyString());
     }
 

@@ -292,18 +292,14 @@ TEST_P(Robustness, AsAnothersTransportItDamagesNothing) {
                              "fin@700,ignorerange,fin@900,ok", "503:ar:b5000,ok"}) {
         FaultServer server(plan);
         HttpRequest request = get(server.url("/bytes/2000"));
-        HttpResponse response = GetParam() == Road::SYNCHRONOUS
-                                    ? outer.makeRequest(std::move(request))
-                                    : outer.makeAsyncRequest(std::move(request)).get();
+        HttpResponse response = send(outer, std::move(request));
         EXPECT_EQ(response.getResponseCode(), HttpResponseCode::OK);
         EXPECT_TRUE(response.getResponseBodyString() == server.content("/bytes/2000").all())
             << plan;
     }
     FaultServer server;
     HttpRequest own = get(server.url("/bytes/2000"), {{"Range", "bytes=1000-"}});
-    HttpResponse part = GetParam() == Road::SYNCHRONOUS
-                            ? outer.makeRequest(std::move(own))
-                            : outer.makeAsyncRequest(std::move(own)).get();
+    HttpResponse part = send(outer, std::move(own));
     EXPECT_EQ(part.getResponseBodyString(), server.content("/bytes/2000").range(1000, 1000));
 }
 

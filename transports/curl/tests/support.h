@@ -17,6 +17,7 @@
 #include "httpclient_core/retry.h"
 #include "httpclient_curl/curl_http_client.h"
 #include "httpclient_testing/fault_server.h"
+#include "support/road.h"
 
 namespace tavrin::httpclient_curl {
 
@@ -33,33 +34,19 @@ using httpclient_core::HttpResponseCode;
 using httpclient_core::Progress;
 using httpclient_core::ProgressResult;
 using httpclient_core::URL;
+using httpclient_core::test::Road;
+using httpclient_core::test::send;
 using httpclient_testing::FaultServer;
 using httpclient_testing::FaultServerOptions;
 using httpclient_testing::ReceivedRequest;
 using httpclient_testing::ServedContent;
 
-// The road that a request takes through the client: the outcomes are the same on both.
-enum class Road { SYNCHRONOUS, ASYNCHRONOUS };
-
-inline std::string nameOf(const testing::TestParamInfo<Road>& road) {
-    return road.param == Road::SYNCHRONOUS ? "Synchronous" : "Asynchronous";
-}
-
-inline HttpResponse send(const CurlHttpClient& client, HttpRequest request, Road road) {
-    if (road == Road::SYNCHRONOUS) return client.makeRequest(std::move(request));
-    return client.makeAsyncRequest(std::move(request)).get();
-}
-
 class OnBothRoads : public testing::TestWithParam<Road> {
 protected:
-    HttpResponse send(const CurlHttpClient& client, HttpRequest request) const {
-        return httpclient_curl::send(client, std::move(request), GetParam());
+    HttpResponse send(const httpclient_core::HttpClient& client, HttpRequest request) const {
+        return httpclient_core::test::send(client, std::move(request), GetParam());
     }
 };
-
-#define ON_BOTH_ROADS(suite)                                                                  \
-    INSTANTIATE_TEST_SUITE_P(, suite, testing::Values(Road::SYNCHRONOUS, Road::ASYNCHRONOUS), \
-                             nameOf)
 
 inline HttpRequest get(const std::string& url, HttpHeaders headers = {}) {
     return HttpRequest(HttpMethod::GET, URL(url), std::move(headers));
