@@ -39,9 +39,10 @@ namespace tavrin::httpclient_testing {
 /// with a password, in base64. By its name a request's credential becomes "***", and the length of
 /// its body is that of the one in the file; where it stands once more, each byte is a "*". In the
 /// body of a response each of their bytes is a "*", and each digit of a number a 1, so that
-/// lengths, ranges and resumed bodies stay right. Until then the client holds them in memory.
-/// Images, archives, compressed bodies and the like are written down as they are, and so are the
-/// names of files in multipart bodies: have a look at the file before it is shared.
+/// lengths, ranges and resumed bodies stay right. Images, archives, compressed bodies and the like
+/// are written down as they are, and so are the names of files in multipart bodies: have a look at
+/// the file before it is shared. In memory the client holds the credentials, as they came, until it
+/// is destroyed.
 ///
 /// All operations may be called from several threads at once.
 class HTTPCLIENT_TESTING_EXPORT RecordingHttpClient : public httpclient_core::HttpClient {
