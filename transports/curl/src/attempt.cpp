@@ -6,7 +6,7 @@
 #include "failure.h"
 #include "multipart_source.h"
 #include "resume_gate.h"
-#include "tls_closure.h"
+#include "tls_session.h"
 
 namespace tavrin::httpclient_curl::detail {
 

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "failure.h"
-#include "tls_closure.h"
+#include "tls_session.h"
 
 namespace tavrin::httpclient_curl::detail {
 

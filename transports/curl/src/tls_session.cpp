@@ -1,0 +1,39 @@
+#include "tls_session.h"
+
+#include <openssl/ssl.h>
+
+namespace tavrin::httpclient_curl::detail {
+namespace {
+
+int flagIndex() {
+    static const int INDEX = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+    return INDEX;
+}
+
+void noteAlert(const SSL* ssl, int where, int value) {
+    if ((where & SSL_CB_READ_ALERT) != SSL_CB_READ_ALERT || (value & 0xff) != SSL_AD_CLOSE_NOTIFY)
+        return;
+    if (auto* seen = static_cast<bool*>(SSL_get_ex_data(ssl, flagIndex()))) *seen = true;
+}
+
+CURLcode prepareContext(CURL*, void* context, void*) {
+    SSL_CTX_set_info_callback(static_cast<SSL_CTX*>(context), noteAlert);
+    return CURLE_OK;
+}
+
+}  // namespace
+
+void reportTlsClosure(CURL* easy) {
+    curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, prepareContext);
+}
+
+bool watchTlsClosure(CURL* easy, bool* seen) {
+    curl_tlssessioninfo* session = nullptr;
+    if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || session == nullptr ||
+        session->backend != CURLSSLBACKEND_OPENSSL || session->internals == nullptr) {
+        return false;
+    }
+    return SSL_set_ex_data(static_cast<SSL*>(session->internals), flagIndex(), seen) == 1;
+}
+
+}  // namespace tavrin::httpclient_curl::detail
