@@ -194,19 +194,28 @@ void Attempt::prepareExchange() {
                    *this);
 }
 
-bool Attempt::aboutToSend() noexcept {
-    return guarded([this] {
-        // libcurl sends a request again, up to five times, when a kept connection turns out to be
-        // dead.
-        const int allowed = isIdempotent(method_) ? 2 : 1;
-        if (++sendings_ > allowed) {
-            throw failed(url_->host(), "sending",
-                         "the connection was closed before an answer came");
-        }
-        sentBefore_ = easy_->bytesSent();
-        limits_.connected();
-        if (body_ == nullptr || body_->length() == 0) limits_.sent();
-    });
+bool Attempt::aboutToSend(bool bytesCame) noexcept {
+    return guarded([&] {
+               // libcurl sends a request again, up to five times, when a kept connection turns out
+               // to be dead.
+               const int allowed = isIdempotent(method_) ? 2 : 1;
+               if (sendings_ == allowed) {
+                   throw failed(url_->host(), "sending",
+                                "the connection was closed before an answer came");
+               }
+               if (bytesCame) {
+                   // The rest of an earlier answer, or a farewell: no answer to this request,
+                   // though libcurl would take them for one (RFC 9112, 6.3).
+                   easy_->forbidReuse();
+                   verdict_ = Verdict::ON_ANOTHER_CONNECTION;
+                   return;
+               }
+               ++sendings_;
+               sentBefore_ = easy_->bytesSent();
+               limits_.connected();
+               if (body_ == nullptr || body_->length() == 0) limits_.sent();
+           }) &&
+           verdict_ != Verdict::ON_ANOTHER_CONNECTION;
 }
 
 std::size_t Attempt::readBody(char* to, std::size_t size) noexcept {
@@ -370,14 +379,16 @@ bool Attempt::exchangeEnded(CURLcode code) noexcept {
             }
             return;
         }
+        const int sendings = verdict_ == Verdict::ON_ANOTHER_CONNECTION ? sendings_ : 0;
         if (verdict_ == Verdict::REDIRECT) {
             followRedirect();
         } else if (verdict_ == Verdict::ASK_FOR_WHOLE) {
             planFirstExchange();
-        } else {
+        } else if (verdict_ == Verdict::WITHOUT_EXPECT) {
             removeHeader(headers_, "Expect");
         }
         prepareExchange();
+        sendings_ = sendings;
         again = true;
     });
     if (!again) end();

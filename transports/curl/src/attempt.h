@@ -53,9 +53,9 @@ public:
     std::exception_ptr failure() const { return failure_; }
 
 private:
-    enum class Verdict { DELIVER, REDIRECT, ASK_FOR_WHOLE, WITHOUT_EXPECT };
+    enum class Verdict { DELIVER, REDIRECT, ASK_FOR_WHOLE, WITHOUT_EXPECT, ON_ANOTHER_CONNECTION };
 
-    bool aboutToSend() noexcept override;
+    bool aboutToSend(bool bytesCame) noexcept override;
     bool headerLine(std::string_view line) noexcept override;
     bool bytes(std::string_view piece) noexcept override;
     std::size_t readBody(char* to, std::size_t size) noexcept override;

@@ -99,7 +99,8 @@ void EasyHandle::set(CURLoption option, Value value) {
     if (code != CURLE_OK) throw libcurlFailed(curl_easy_strerror(code));
 }
 
-EasyHandle::EasyHandle(const CurlOptions& options) : handle_(curl_easy_init()) {
+EasyHandle::EasyHandle(const CurlOptions& options, const KeptSockets& sockets)
+    : sockets_(sockets), handle_(curl_easy_init()) {
     if (handle_ == nullptr) throw std::bad_alloc();
     systemCaFile_ = stringInfo(get(), CURLINFO_CAINFO);
     systemCaPath_ = stringInfo(get(), CURLINFO_CAPATH);
@@ -269,9 +270,12 @@ long EasyHandle::httpVersion() const { return numberInfo(get(), CURLINFO_HTTP_VE
 
 long EasyHandle::bytesSent() const { return numberInfo(get(), CURLINFO_REQUEST_SIZE); }
 
-int EasyHandle::onPrerequest(void* self, char*, char*, int, int) {
-    return static_cast<EasyHandle*>(self)->listener_->aboutToSend() ? CURL_PREREQFUNC_OK
-                                                                    : CURL_PREREQFUNC_ABORT;
+int EasyHandle::onPrerequest(void* self, char*, char*, int, int localPort) {
+    auto* const easy = static_cast<EasyHandle*>(self);
+    const bool isKept = numberInfo(easy->get(), CURLINFO_NUM_CONNECTS) == 0;
+    const bool bytesCame =
+        isKept && easy->sockets_.haveBytes(localPort) && !speaksHttp2(easy->get());
+    return easy->listener_->aboutToSend(bytesCame) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
 std::size_t EasyHandle::onHeader(char* data, std::size_t size, std::size_t count, void* self) {

@@ -10,6 +10,7 @@
 
 #include "httpclient_core/messages.h"
 #include "httpclient_curl/curl_options.h"
+#include "kept_sockets.h"
 #include "request_headers.h"
 #include "request_url.h"
 #include "settings.h"
@@ -21,7 +22,8 @@ namespace tavrin::httpclient_curl::detail {
 class ExchangeListener {
 public:
     virtual ~ExchangeListener() = default;
-    virtual bool aboutToSend() noexcept = 0;
+    // `bytesCame`: on a kept connection, before anything of this exchange was sent.
+    virtual bool aboutToSend(bool bytesCame) noexcept = 0;
     virtual bool headerLine(std::string_view line) noexcept = 0;
     // The body, and before it the head: each of its lines, in pieces if it is long, is shown here
     // before libcurl takes it apart and before headerLine() gets it.
@@ -47,8 +49,9 @@ struct Exchange {
 // third of its time.
 class EasyHandle {
 public:
-    // Throws std::bad_alloc, and HttpRequestFailedException for options that libcurl refuses.
-    explicit EasyHandle(const CurlOptions& options);
+    // For the MultiHandle whose sockets these are. Throws std::bad_alloc, and
+    // HttpRequestFailedException for options that libcurl refuses.
+    EasyHandle(const CurlOptions& options, const KeptSockets& sockets);
     EasyHandle(const EasyHandle&) = delete;
     EasyHandle& operator=(const EasyHandle&) = delete;
 
@@ -69,6 +72,11 @@ public:
     long httpVersion() const;
     long bytesSent() const;
 
+    // Whether the exchange, which nothing was sent of yet, has a connection of HTTP/1 that was kept
+    // and brings bytes unasked: the rest of an answer to an earlier request, or a farewell. libcurl
+    // would take them for the answer (RFC 9112, 6.3).
+    bool bringsBytesUnasked() const;
+
 private:
     struct Cleanup {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
@@ -88,6 +96,7 @@ private:
     template <typename Value>
     void set(CURLoption option, Value value);
 
+    const KeptSockets& sockets_;
     std::unique_ptr<curl_slist, Cleanup> headerLines_;
     std::unique_ptr<CURL, Cleanup> handle_;
     ExchangeListener* listener_ = nullptr;

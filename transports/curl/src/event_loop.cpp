@@ -84,7 +84,7 @@ void EventLoop::carryOn(TransferPtr transfer, bool more) {
 }
 
 std::unique_ptr<EasyHandle> EventLoop::takeHandle() {
-    if (idleHandles_.empty()) return std::make_unique<EasyHandle>(options_);
+    if (idleHandles_.empty()) return std::make_unique<EasyHandle>(options_, multi_.sockets());
     std::unique_ptr<EasyHandle> handle = std::move(idleHandles_.back());
     idleHandles_.pop_back();
     return handle;

@@ -37,6 +37,7 @@ CURL* MultiHandle::ended(CURLcode& code) {
     while (const CURLMsg* message = curl_multi_info_read(handle_.get(), &left)) {
         if (message->msg != CURLMSG_DONE) continue;
         code = message->data.result;
+        sockets_.note(message->easy_handle);
         return message->easy_handle;
     }
     return nullptr;

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <memory>
 
+#include "kept_sockets.h"
+
 namespace tavrin::httpclient_curl::detail {
 
 // A set of transfers and their connections. Belongs to one thread, but for wake(). What libcurl
@@ -30,11 +32,14 @@ public:
     // May be called from any thread.
     void wake();
 
+    const KeptSockets& sockets() const { return sockets_; }
+
 private:
     struct Cleanup {
         void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
     };
     std::unique_ptr<CURLM, Cleanup> handle_;
+    KeptSockets sockets_;
 };
 
 }  // namespace tavrin::httpclient_curl::detail

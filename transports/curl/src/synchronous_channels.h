@@ -26,7 +26,7 @@ public:
 
 private:
     struct Channel {
-        explicit Channel(const CurlOptions& options) : easy(options) {}
+        explicit Channel(const CurlOptions& options) : easy(options, multi.sockets()) {}
 
         MultiHandle multi;
         EasyHandle easy;

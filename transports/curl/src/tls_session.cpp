@@ -2,6 +2,8 @@
 
 #include <openssl/ssl.h>
 
+#include <string_view>
+
 namespace tavrin::httpclient_curl::detail {
 namespace {
 
@@ -16,6 +18,16 @@ void noteAlert(const SSL* ssl, int where, int value) {
     if (auto* seen = static_cast<bool*>(SSL_get_ex_data(ssl, flagIndex()))) *seen = true;
 }
 
+// Null if the connection has no TLS.
+SSL* sessionOf(CURL* easy) {
+    curl_tlssessioninfo* session = nullptr;
+    if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || session == nullptr ||
+        session->backend != CURLSSLBACKEND_OPENSSL) {
+        return nullptr;
+    }
+    return static_cast<SSL*>(session->internals);
+}
+
 CURLcode prepareContext(CURL*, void* context, void*) {
     SSL_CTX_set_info_callback(static_cast<SSL_CTX*>(context), noteAlert);
     return CURLE_OK;
@@ -28,12 +40,17 @@ void reportTlsClosure(CURL* easy) {
 }
 
 bool watchTlsClosure(CURL* easy, bool* seen) {
-    curl_tlssessioninfo* session = nullptr;
-    if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || session == nullptr ||
-        session->backend != CURLSSLBACKEND_OPENSSL || session->internals == nullptr) {
-        return false;
-    }
-    return SSL_set_ex_data(static_cast<SSL*>(session->internals), flagIndex(), seen) == 1;
+    SSL* const session = sessionOf(easy);
+    return session != nullptr && SSL_set_ex_data(session, flagIndex(), seen) == 1;
+}
+
+bool speaksHttp2(CURL* easy) {
+    const SSL* const session = sessionOf(easy);
+    if (session == nullptr) return false;
+    const unsigned char* name = nullptr;
+    unsigned size = 0;
+    SSL_get0_alpn_selected(session, &name, &size);
+    return std::string_view(reinterpret_cast<const char*>(name), size) == "h2";
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -16,4 +16,8 @@ void reportTlsClosure(CURL* easy);
 // connection is closed.
 bool watchTlsClosure(CURL* easy, bool* seen);
 
+// To be called while the handle has a connection: whether it agreed to HTTP/2. Without TLS none
+// does.
+bool speaksHttp2(CURL* easy);
+
 }  // namespace tavrin::httpclient_curl::detail

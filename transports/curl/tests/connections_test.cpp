@@ -1,3 +1,4 @@
+#include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/clocks_ahead.h"
 
@@ -100,6 +101,34 @@ TEST_P(KeptConnections, DoNotIncludeThoseOfRequestsWhoseStreamFailed) {
         return stream;
     });
     expectNotReusedAfter(std::move(request), server);
+}
+
+// Behind its Content-Length the first answer has bytes that come when the client is done with it.
+// They are no answer to the next request.
+TEST_P(KeptConnections, DoNotIncludeThoseThatBringBytesUnasked) {
+    for (const bool overTls : {false, true}) {
+        for (const HttpMethod method : {HttpMethod::PUT, HttpMethod::POST}) {
+            FaultServerOptions options;
+            options.content = {1, 1000};
+            options.plan = "clless:100+stall@900+silentclose,ok";
+            if (overTls) options.tls = httpclient_testing::TlsKind::GOOD;
+            FaultServer server(options);
+            ClientConfiguration configuration = once();
+            if (overTls) configuration.setCertificateFile(server.caFile());
+            const CurlHttpClient client(configuration);
+            EXPECT_EQ(send(client, get(server.url())).getResponseBodyString(),
+                      server.content().range(0, 900));
+            server.waitForStalls(1);
+            server.release();
+            server.waitUntilIdle();
+
+            const HttpResponse response = send(client, withBody(method, server.url(), "body"));
+
+            EXPECT_EQ(response.getResponseBodyString(), httpclient_testing::sha256Hex("body"));
+            EXPECT_EQ(server.connectionsAccepted(), 2U);
+            EXPECT_EQ(server.requests().size(), 2U);
+        }
+    }
 }
 
 }  // namespace

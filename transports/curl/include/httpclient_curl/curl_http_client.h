@@ -25,9 +25,9 @@ namespace tavrin::httpclient_curl {
 /// thread. The response stream, the request's stream, the progress callback and the callback for
 /// changes of status or headers are used on the thread that carries the transfer, so a stream that
 /// blocks there holds up that thread's other transfers. From a fifth of a second on, requests that
-/// are made go to other threads instead, if there may be any. Retry strategies, their back-off and completion handlers run on further threads, which grow with those
-/// that sleep or block, and go again. A handler may make requests on the client and wait for their
-/// futures.
+/// are made go to other threads instead, if there may be any. Retry strategies, their back-off and
+/// completion handlers run on further threads, which grow with those that sleep or block, and go
+/// again. A handler may make requests on the client and wait for their futures.
 ///
 /// **End of life.** The destructor cancels what is under way: every asynchronous request completes,
 /// once, with HttpRequestCancelledException. It returns when the handlers have, in a few
@@ -72,7 +72,8 @@ namespace tavrin::httpclient_curl {
 /// multipart body is refused, and so is a HEAD request with a body. POST and PATCH are never sent
 /// twice unasked; other methods once more if a kept connection turns out to be dead before any byte
 /// of an answer came. A connection that lay idle for a minute, or for five seconds where POST or
-/// PATCH would take it, is not used again.
+/// PATCH would take it, is not used again, nor is one of HTTP/1 on which anything came while it lay
+/// idle: that is no answer to the next request (RFC 9112, 6.3).
 ///
 /// **Redirects** with the codes 301, 302, 303, 307 and 308 are followed if followRedirects() says
 /// so: 303, and 301 and 302 after POST, with GET (HEAD stays HEAD), the others with method and

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <unordered_map>
+
+namespace tavrin::httpclient_curl::detail {
+
+// The sockets of the connections that a MultiHandle keeps. libcurl tells a connection's socket when
+// an exchange has ended, and only its local port when the next one is about to begin.
+class KeptSockets {
+public:
+    // To be called when the exchange of `easy` has ended, before it is taken off its MultiHandle.
+    void note(CURL* easy) noexcept;
+
+    // Whether bytes have come on the connection from this port that nobody has read.
+    bool haveBytes(int localPort) const;
+
+private:
+    std::unordered_map<int, curl_socket_t> byLocalPort_;
+};
+
+}  // namespace tavrin::httpclient_curl::detail
