@@ -151,7 +151,8 @@ private:
 
     void abandon() {
         static_cast<void>(channels.release());
-        new std::shared_ptr<detail::AsyncEngine>(std::move(engine));
+        auto kept = std::make_unique<std::shared_ptr<detail::AsyncEngine>>(std::move(engine));
+        static_cast<void>(kept.release());
     }
 
     pid_t process_ = 0;
