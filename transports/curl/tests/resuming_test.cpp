@@ -254,6 +254,28 @@ TEST_P(Resuming, APartThatNobodyAskedForIsAnError) {
     EXPECT_EQ(static_cast<int>(seen), -1);
 }
 
+// Where nothing but the end of the connection tells how long a part is.
+TEST_P(Resuming, PartsThatDoNotAddUpToTheWholeAreAnError) {
+    auto tooShort = httpclient_testing::FaultStep::parse("nolen+fin@1000");
+    auto tooLong = httpclient_testing::FaultStep::parse("nolen+nocr+wrongrange:-10");
+    tooLong.headers = {{"Content-Range", "bytes 40000-99999/100000"}};
+    using GoesOn = std::optional<std::string>;
+    for (const auto& [part, further] :
+         {std::pair(tooShort, GoesOn("bytes=41000-")), std::pair(tooLong, GoesOn())}) {
+        SCOPED_TRACE(part.text);
+        const auto cut = httpclient_testing::FaultStep::parse("fin@40000");
+        server_.setPlan(std::vector{cut, part});
+        EXPECT_EQ(failureOf([&] { send(CurlHttpClient(stubborn(2)), get(server_.url("/file"))); }),
+                  "Request to " + hostOf(server_) +
+                      " failed: range: the parts do not add up to the whole");
+
+        expectRightWith(std::vector{cut, part, httpclient_testing::FaultStep()});
+
+        EXPECT_EQ(rangeOf(1), "bytes=40000-");
+        EXPECT_EQ(rangeOf(2), further);
+    }
+}
+
 TEST_P(Resuming, TakesIdentityForNoCoding) {
     expectRight("fin@40000+header:Content-Encoding=identity,ok");
     EXPECT_EQ(rangeOf(1), "bytes=40000-");
