@@ -18,6 +18,7 @@
 
 #include "httpclient_testing/black_hole.h"
 #include "support.h"
+#include "support/calling_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -755,37 +756,6 @@ TEST_F(EndOfLife, MayComeFromAHandlerOfItsOwn) {
     got(future);
 }
 
-// A body that calls whenever it is read from or written to.
-class CallingBody : public std::stringbuf {
-public:
-    CallingBody(const std::string& text, std::function<void()> call)
-        : std::stringbuf(text), call_(std::move(call)) {}
-
-protected:
-    std::streamsize xsgetn(char* to, std::streamsize size) override {
-        call_();
-        return std::stringbuf::xsgetn(to, size);
-    }
-    std::streamsize xsputn(const char* from, std::streamsize size) override {
-        call_();
-        return std::stringbuf::xsputn(from, size);
-    }
-
-private:
-    std::function<void()> call_;
-};
-
-class CallingStream : public std::iostream {
-public:
-    CallingStream(const std::string& text, std::function<void()> call)
-        : std::iostream(nullptr), body_(text, std::move(call)) {
-        rdbuf(&body_);
-    }
-
-private:
-    CallingBody body_;
-};
-
 TEST_F(EndOfLife, MayComeFromAStreamOrCallbackOfATransfer) {
     using Prepare = std::function<void(HttpRequest&, const std::function<void()>&)>;
     const std::pair<const char*, Prepare> places[] = {
@@ -819,13 +789,13 @@ TEST_F(EndOfLife, MayComeFromAStreamOrCallbackOfATransfer) {
          [](HttpRequest& request, const std::function<void()>& end) {
              request.setResponseStreamFactory(
                  [end](HttpResponseCode, const std::string&, const HttpHeaders&) {
-                     return std::make_unique<CallingStream>("", end);
+                     return std::make_unique<test::CallingStream>("", end);
                  });
          }},
         {"stream of the request",
          [](HttpRequest& request, const std::function<void()>& end) {
              request.setHeaderValue("Content-Length", "4");
-             request.setRequestBody(std::make_unique<CallingStream>("body", end));
+             request.setRequestBody(std::make_unique<test::CallingStream>("body", end));
          }},
     };
     for (const auto& [name, prepare] : places) {

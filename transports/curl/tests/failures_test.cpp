@@ -2,9 +2,11 @@
 #include <optional>
 #include <ostream>
 #include <tuple>
+#include <typeindex>
 
 #include "httpclient_testing/test_certificates.h"
 #include "support.h"
+#include "support/calling_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -28,6 +30,7 @@ struct Failure {
     std::string plan;
     std::function<void(Scene&)> arrange = [](Scene&) {};
     bool overTls = false;
+    std::type_index type = typeid(HttpRequestFailedException);
 };
 
 void PrintTo(const Failure& failure, std::ostream* out) { *out << failure.name; }
@@ -44,12 +47,14 @@ std::vector<Failure> failures() {
     const std::string failed = "Request to %h failed: ";
     return {
         {"LimitOfTime", "Request timed out.", Seen::TIMEOUT, "hstall",
-         [](Scene& scene) { scene.configuration.setResponseTimeout(100); }},
+         [](Scene& scene) { scene.configuration.setResponseTimeout(100); }, false,
+         typeid(HttpRequestTimeoutException)},
         {"CancelledByCallback", "Request cancelled", Seen::CANCELLED, "ok",
          [](Scene& scene) {
              scene.request->setProgressCallback(
                  [](const Progress&) { return ProgressResult::CANCEL; });
-         }},
+         },
+         false, typeid(HttpRequestCancelledException)},
         {"MustNotBeSent", "Request refused: the value of the header field X contains .*",
          Seen::NO_ANSWER, "ok", [](Scene& scene) { scene.request->setHeaderValue("X", "a\rb"); }},
         {"NameOfTheHost", "Request to nowhere.invalid:80 failed: name resolution: .*",
@@ -77,6 +82,17 @@ std::vector<Failure> failures() {
          [](Scene& scene) { scene.configuration.setCertificateFile("/absent/ca.pem"); }, true},
         {"Redirect", failed + "redirect: more than maxRedirects = 0", Seen::NO_ANSWER, "302:/next",
          [](Scene& scene) { scene.configuration.setMaxRedirects(0); }},
+        {"ConnectionLostInTheRequest", failed + "sending: Send failure: Connection reset by peer",
+         Seen::NO_ANSWER, "ustall@0+urst@0",
+         [](Scene& scene) {
+             const auto cut = [&server = scene.server, attempts = std::size_t{0}]() mutable {
+                 server.waitForStalls(++attempts);
+                 server.release();
+                 server.waitUntilIdle();
+             };
+             scene.request->setHeaderValue("Content-Length", "4");
+             scene.request->setRequestBody(std::make_unique<test::CallingStream>("body", cut));
+         }},
         {"ConnectionLostBeforeAnAnswer", failed + "receiving: .*", Seen::NO_ANSWER, "noresp"},
         {"ConnectionLostInTheBody", failed + "receiving: .*", Seen::CODE, "rst@500"},
         {"BodyCutOff", failed + "incomplete body: .*", Seen::CODE, "fin@500"},
@@ -119,13 +135,15 @@ std::vector<Failure> failures() {
              scene.request->setResponseStreamFactory(
                  [](HttpResponseCode, const std::string&,
                     const HttpHeaders&) -> std::unique_ptr<std::iostream> { throw Mine("mine"); });
-         }},
+         },
+         false, typeid(Mine)},
     };
 }
 
 class Failures : public testing::TestWithParam<std::tuple<Failure, Road>> {
 protected:
     struct Outcome {
+        std::type_index type;
         std::string text;
         HttpResponseCode code;
         bool retried;
@@ -141,7 +159,7 @@ protected:
         FaultServer server(options);
         Scene scene{server, get(server.url("/bytes/1000")), ClientConfiguration()};
         failure.arrange(scene);
-        Outcome outcome{"", HttpResponseCode::OK, false};
+        Outcome outcome{typeid(void), "", HttpResponseCode::OK, false};
         const httpclient_core::DefaultRetry strategy{
             2, 2, 0, 0, std::move(predicate), [&](int) { outcome.retried = true; }};
         scene.configuration.setRetryStrategy(
@@ -150,8 +168,12 @@ protected:
                 outcome.code = response.getResponseCode();
                 return strategy(request, response, error, total, consecutive);
             });
-        outcome.text = failureOf<std::runtime_error>(
-            [&] { send(CurlHttpClient(scene.configuration), std::move(*scene.request), road); });
+        try {
+            send(CurlHttpClient(scene.configuration), std::move(*scene.request), road);
+        } catch (const std::runtime_error& error) {
+            outcome.type = typeid(error);
+            outcome.text = error.what();
+        }
         const std::string host = hostOf(server);
         const std::size_t at = outcome.text.find(host);
         if (at != std::string::npos) outcome.text.replace(at, host.size(), "%h");
@@ -175,6 +197,7 @@ TEST_P(Failures, AreToldAsTheTableSaysAndRetriedByWhatThePredicatesSee) {
     const Outcome byDefault = outcome(httpclient_core::defaultIsRetriable());
     const Outcome download = outcome(httpclient_core::downloadIsRetriable());
 
+    EXPECT_STREQ(byDefault.type.name(), failure.type.name());
     EXPECT_THAT(byDefault.text, MatchesRegex(failure.text));
     EXPECT_THAT(download.text, MatchesRegex(failure.text));
     EXPECT_EQ(byDefault.code == HttpResponseCode(-1),
