@@ -51,12 +51,13 @@ Attempt::Attempt(HttpRequest& request, HttpResponse& response, LogicalRequest& l
       logical_(logical),
       options_(options),
       settings_(*logical.settings),
-      progress_(request.hasProgressCallback() ? request.getProgressCallback() : nullptr),
-      wantsReports_(progress_ != nullptr),
+      progress_(logical.progress),
       method_(request.getHttpMethod()),
       head_({options.maxHeaderBytes(), options.maxHeaderCount()}),
       sink_(request, response, logical) {
-    ++logical_.attempts;
+    if (++logical_.attempts == 1 && request.hasProgressCallback())
+        logical_.progress = request.getProgressCallback();
+    wantsReports_ = progress_ != nullptr;
 }
 
 template <typename Step>
@@ -441,13 +442,14 @@ void Attempt::checkClosure() const {
 
 void Attempt::end() noexcept {
     if (failure_ == nullptr) return;
-    sink_.keepHeldBytes();
-    if (!wantsReports_ || (sink_.written() == 0 && uploaded_ == 0)) return;
-    try {
-        excused([this] { callProgressCallback(); });
-    } catch (...) {
-        // What the attempt has failed with came first.
+    if (wantsReports_ && (sink_.written() > 0 || uploaded_ > 0)) {
+        try {
+            excused([this] { callProgressCallback(); });
+        } catch (...) {
+            // What the attempt has failed with came first.
+        }
     }
+    sink_.keepHeldBytes();
 }
 
 void Attempt::fail(std::exception_ptr failure) noexcept {
@@ -457,8 +459,9 @@ void Attempt::fail(std::exception_ptr failure) noexcept {
 
 ProgressResult Attempt::callProgressCallback() const {
     Progress progress;
-    progress.downloadTotal = std::max<std::int64_t>(announced_, 0);
-    progress.downloadNow = sink_.written();
+    const HeldBytes& held = logical_.held;
+    progress.downloadTotal = resuming_ ? held.total : std::max<std::int64_t>(announced_, 0);
+    progress.downloadNow = (resuming_ ? held.count : 0) + sink_.written();
     progress.uploadTotal = body_ ? std::max<std::int64_t>(body_->length(), 0) : 0;
     progress.uploadNow = uploaded_;
     return progress_(progress);
