@@ -832,6 +832,40 @@ TEST_F(EndOfLife, MayComeFromAStreamOrCallbackOfATransfer) {
     }
 }
 
+TEST_F(EndOfLife, FromAStreamWaitsForHandlersThatRun) {
+    FaultServer server;
+    Countdown running(1);
+    Countdown finished(1);
+    std::atomic<bool> over{false};
+    std::atomic<bool> early{false};
+    auto client = std::make_unique<CurlHttpClient>(once().withMaxThreads(1));
+    const auto isEnding = [&server, &reference = *client] {
+        return !failureOf<HttpRequestCancelledException>([&] {
+                    reference.makeRequest(get(server.url()));
+                }).empty();
+    };
+    client->makeAsyncRequest(get(server.url()), [&](const auto&...) {
+        running.count();
+        while (!over && !isEnding()) continue;
+        for (int i = 0; i < 1000 && !over; ++i) isEnding();
+        early = over.load();
+        finished.count();
+    });
+    ASSERT_TRUE(running.wait());
+    HttpRequest ending = get(server.url());
+    ending.setResponseStreamFactory([&](const auto&...) {
+        client.reset();
+        over = true;
+        return std::make_unique<std::stringstream>();
+    });
+
+    auto ended = client->makeAsyncRequest(std::move(ending));
+
+    EXPECT_THROW(got(ended), HttpRequestCancelledException);
+    EXPECT_TRUE(finished.wait());
+    EXPECT_FALSE(early);
+}
+
 TEST_F(EndOfLife, UnderLoadManyTimes) {
     constexpr int MOST = 20;
     FaultServer server("ok,drip:2000,503,302:/x,fin@10,delay:5");
