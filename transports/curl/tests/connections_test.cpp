@@ -35,15 +35,15 @@ ON_BOTH_ROADS(KeptConnections);
 
 TEST_P(KeptConnections, AreUsedAgainForAMinute) {
     for (const HttpMethod method : {HttpMethod::GET, HttpMethod::PUT}) {
-        EXPECT_EQ(takenWithPause(method, 50), 1U);
-        EXPECT_EQ(takenWithPause(method, 70), 2U);
+        EXPECT_EQ(takenWithPause(method, 58), 1U);
+        EXPECT_EQ(takenWithPause(method, 61), 2U);
     }
 }
 
 TEST_P(KeptConnections, AreUsedAgainForFiveSecondsByWhatMustNotBeSentTwice) {
     for (const HttpMethod method : {HttpMethod::POST, HttpMethod::PATCH}) {
-        EXPECT_EQ(takenWithPause(method, 3), 1U);
-        EXPECT_EQ(takenWithPause(method, 8), 2U);
+        EXPECT_EQ(takenWithPause(method, 4), 1U);
+        EXPECT_EQ(takenWithPause(method, 6), 2U);
     }
 }
 

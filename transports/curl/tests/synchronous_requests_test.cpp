@@ -1,3 +1,5 @@
+#include <array>
+
 #include "support.h"
 
 namespace tavrin::httpclient_curl {
@@ -114,6 +116,19 @@ TEST(SynchronousRequest, SendsEveryMethodWithoutABody) {
         EXPECT_FALSE(received.header("Content-Type"));
         EXPECT_FALSE(received.header("Accept"));
     }
+}
+
+TEST(SynchronousRequest, SendsNothingByAMethodThatThereIsNot) {
+    FaultServer server;
+    const auto method = static_cast<HttpMethod>(99);
+    const CurlHttpClient client(once());
+
+    for (HttpRequest& request : std::array{HttpRequest(method, URL(server.url()), {}),
+                                           withBody(method, server.url(), "x")}) {
+        EXPECT_EQ(failureOf([&] { client.makeRequest(std::move(request)); }),
+                  "Request refused: its method is unknown");
+    }
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
 }
 
 TEST(SynchronousRequest, HeadHasNoBodyAndMakesNoStream) {
