@@ -522,6 +522,39 @@ TEST_P(MultipartBodies, TakeWhatAPartSaysOfItselfForWhatIsMadeOtherwise) {
                              "content-disposition: inline\r\n\r\nvalue\r\n--[^\r]*--\r\n"));
 }
 
+TEST_P(MultipartBodies, MayHavePartsWithoutANameAndFieldsMoreThanOnce) {
+    FaultServer server;
+    const PartHeader header = PartHeader("")
+                                  .withCustomHeaderValue("X-Twice", "1")
+                                  .withCustomHeaderValue("x-twice", "2")
+                                  .withCustomHeaderValue("X-Empty", "");
+
+    send(CurlHttpClient(once()),
+         form(server.url(), MultipartBody().withPart(DataPart(header, "value"))));
+
+    EXPECT_THAT(
+        server.requests().at(0).body,
+        MatchesRegex("--[^\r]*\r\nContent-Disposition: form-data; name=\"\"\r\n"
+                     "X-Twice: 1\r\nx-twice: 2\r\nX-Empty: \r\n\r\nvalue\r\n--[^\r]*--\r\n"));
+}
+
+TEST_P(MultipartBodies, AreFramedByWhatTheyAreWhateverTheRequestSays) {
+    for (const auto& framing :
+         {HttpHeaders{{"Content-Length", "5"}}, HttpHeaders{{"Transfer-Encoding", "chunked"}}}) {
+        FaultServer server;
+        HttpRequest request = form(server.url(), MultipartBody().withPart(DataPart("value")));
+        request.setHeaders(framing);
+
+        send(CurlHttpClient(once()), std::move(request));
+
+        const ReceivedRequest received = server.requests().at(0);
+        EXPECT_THAT(received.body, HasSubstr("\r\n\r\nvalue\r\n--"));
+        EXPECT_EQ(received.header("Content-Length"), std::to_string(received.body.size()));
+        EXPECT_EQ(received.countHeader("Content-Length"), 1u);
+        EXPECT_FALSE(received.header("Transfer-Encoding"));
+    }
+}
+
 TEST_P(MultipartBodies, HaveBoundariesThatNobodyGuesses) {
     FaultServer server;
     const CurlHttpClient client(once());
