@@ -1,3 +1,9 @@
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <utility>
+
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/clocks_ahead.h"
@@ -81,6 +87,30 @@ TEST_P(KeptConnections, CarryEveryRequestWithItsOwnFields) {
                   beginning + lines + "\r\n");
     }
     EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
+// Sockets of this process whose peer listens at the port, and how many of them a program that it
+// starts would inherit.
+std::pair<int, int> socketsTo(int port) {
+    std::pair<int, int> found{0, 0};
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0) continue;
+        if (ntohs(peer.sin_port) != port) continue;
+        ++found.first;
+        if ((fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0) ++found.second;
+    }
+    return found;
+}
+
+TEST_P(KeptConnections, AreNotInheritedByProgramsThatTheApplicationStarts) {
+    const FaultServer server;
+    const CurlHttpClient client(once());
+
+    send(client, get(server.url()));
+
+    EXPECT_EQ(socketsTo(server.port()), std::pair(1, 0));
 }
 
 TEST_P(KeptConnections, DoNotIncludeThoseOfCancelledRequests) {
