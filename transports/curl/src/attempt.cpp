@@ -295,7 +295,7 @@ void Attempt::judge() {
     if (code != 206) {
         resuming_ = false;
     } else if (resuming_) {
-        if (!fitsHeldBytes(head_, logical_.held)) verdict_ = Verdict::ASK_FOR_WHOLE;
+        if (!fitsHeldBytes(head_, *url_, logical_.held)) verdict_ = Verdict::ASK_FOR_WHOLE;
     } else if (findHeader(headers_, "Range") == nullptr) {
         throw failed(url_->host(), "range", "a part came that nobody asked for");
     }
@@ -319,7 +319,7 @@ void Attempt::deliver(std::int64_t length) {
         if (resuming_) {
             sink_.beginAppending(url_->host());
         } else {
-            sink_.beginFresh(head_, responseHasBody(), decoded, url_->host());
+            sink_.beginFresh(head_, responseHasBody(), decoded, *url_);
         }
         response_.setTransactionReport(
             TransactionReport(redirects_, asGiven ? request_.getURL() : URL(url_->text())));

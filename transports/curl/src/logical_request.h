@@ -20,6 +20,7 @@ struct HeldBytes {
     // Both 0 while nothing is held.
     std::int64_t count = 0;
     std::int64_t total = 0;
+    std::string resource;
     std::string validator;
     bool validatorIsEtag = false;
     // The head that they came with; the answer that completes them shows it again.

@@ -147,4 +147,8 @@ RequestUrl RequestUrl::resolve(const std::string& location) const {
 
 std::string RequestUrl::text() const { return part(handle_.get(), CURLUPART_URL); }
 
+std::string RequestUrl::resource() const {
+    return (secure_ ? "https://" : "http://") + host_ + part(handle_.get(), CURLUPART_PATH);
+}
+
 }  // namespace tavrin::httpclient_curl::detail

@@ -35,6 +35,10 @@ public:
     // Without user and password.
     std::string text() const;
 
+    // What an entity tag tells versions of: the URL up to its query, which often does no more than
+    // to sign the path for a while.
+    std::string resource() const;
+
 private:
     struct Free {
         void operator()(CURLU* handle) const { curl_url_cleanup(handle); }

@@ -14,10 +14,11 @@ using httpclient_core::HttpResponse;
 using httpclient_core::HttpResponseCode;
 
 void ResponseSink::beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded,
-                              const std::string& host) {
-    host_ = host;
+                              const RequestUrl& url) {
+    host_ = url.host();
     mayHaveBody_ = mayHaveBody;
-    if (logical_.settings->resumeOnRetry && !logical_.ownRange) resumable_ = resumableAnswer(head);
+    if (logical_.settings->resumeOnRetry && !logical_.ownRange)
+        resumable_ = resumableAnswer(head, url);
     logical_.held = HeldBytes();
     // It tells of the whole representation as it is encoded.
     if (mayHaveBody && !decoded && head.code() != 206) digest_ = BodyDigest::announcedBy(head);

@@ -7,6 +7,7 @@
 
 #include "httpclient_core/messages.h"
 #include "logical_request.h"
+#include "request_url.h"
 #include "response_head.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -21,7 +22,7 @@ public:
 
     // Shows the answer in the response, after what its body held from earlier attempts was
     // discarded. Takes the headers out of `head`.
-    void beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded, const std::string& host);
+    void beginFresh(ResponseHead& head, bool mayHaveBody, bool decoded, const RequestUrl& url);
 
     // Shows the answer that the held bytes came with; what follows is appended to them.
     void beginAppending(const std::string& host);

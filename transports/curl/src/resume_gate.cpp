@@ -46,7 +46,7 @@ bool mayResume(const HttpRequest& request, const HttpResponse& response,
     return stream.good() && stream.tellp() == *logical.streamStart + std::streamoff(held.count);
 }
 
-bool fitsHeldBytes(const ResponseHead& head, const HeldBytes& held) {
+bool fitsHeldBytes(const ResponseHead& head, const RequestUrl& url, const HeldBytes& held) {
     const std::string* range = head.value("Content-Range");
     const std::string* validator = head.value(held.validatorIsEtag ? "ETag" : "Last-Modified");
     const std::string* type = head.value("Content-Type");
@@ -55,12 +55,12 @@ bool fitsHeldBytes(const ResponseHead& head, const HeldBytes& held) {
     return head.code() == 206 && range != nullptr && validator != nullptr &&
            *range == "bytes " + std::to_string(held.count) + "-" + std::to_string(held.total - 1) +
                          "/" + total &&
-           *validator == held.validator && !head.isEncoded() &&
+           *validator == held.validator && url.resource() == held.resource && !head.isEncoded() &&
            (type == nullptr || !isMultipart(*type)) &&
            (length < 0 || head.isChunked() || length == held.total - held.count);
 }
 
-std::optional<HeldBytes> resumableAnswer(const ResponseHead& head) {
+std::optional<HeldBytes> resumableAnswer(const ResponseHead& head, const RequestUrl& url) {
     if (head.code() != 200 || head.isEncoded() || head.isChunked()) return std::nullopt;
     HeldBytes held;
     held.total = head.contentLength();
@@ -76,6 +76,7 @@ std::optional<HeldBytes> resumableAnswer(const ResponseHead& head) {
     } else {
         return std::nullopt;
     }
+    held.resource = url.resource();
     return held;
 }
 

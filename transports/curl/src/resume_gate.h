@@ -5,6 +5,7 @@
 
 #include "httpclient_core/messages.h"
 #include "logical_request.h"
+#include "request_url.h"
 #include "response_head.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -17,12 +18,13 @@ namespace tavrin::httpclient_curl::detail {
 bool mayResume(const httpclient_core::HttpRequest& request,
                const httpclient_core::HttpResponse& response, const LogicalRequest& logical);
 
-// Whether the answer is exactly the missing rest of what is held.
-bool fitsHeldBytes(const ResponseHead& head, const HeldBytes& held);
+// Whether the answer from `url` is exactly the missing rest of what is held. A redirect may lead
+// elsewhere than before, where the same validator may be another content's (RFC 9110, 8.8).
+bool fitsHeldBytes(const ResponseHead& head, const RequestUrl& url, const HeldBytes& held);
 
 // What the body under this head will be bytes of, none of them held yet; nothing if the answer
 // could never be resumed. Headers and reason are left empty: they are copied only when there is a
 // use for them.
-std::optional<HeldBytes> resumableAnswer(const ResponseHead& head);
+std::optional<HeldBytes> resumableAnswer(const ResponseHead& head, const RequestUrl& url);
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -307,6 +307,33 @@ TEST_P(Resuming, GoesOnBehindARedirect) {
     EXPECT_EQ(response.getTransactionReport().redirectCount(), 1);
 }
 
+TEST_P(Resuming, GoesOnWhereARedirectSignsTheSamePathAnew) {
+    server_.setPlan("302:/file?signed=1,fin@40000,302:/file?signed=2,ok");
+    HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_EQ(server_.requests().size(), 4u);
+    EXPECT_EQ(rangeOf(3), "bytes=40000-");
+}
+
+// What was cut off at one place and what another has bear the same validator.
+TEST_P(Resuming, StartsAnewWhereARedirectLeadsElsewhere) {
+    const std::string tagged = "noetag+header:ETag=\"v1\"+ifrangeignore";
+    const ServedContent content{4, SIZE};
+    const FaultServer other(FaultServerOptions{content, tagged, {}, {}});
+    server_.serve("/other", content);
+    server_.setPlan("/other", tagged);
+    for (const std::string& elsewhere : {other.url("/file"), server_.url("/other")}) {
+        SCOPED_TRACE(elsewhere);
+        server_.setPlan("/start", "302:/file,302:" + elsewhere);
+        server_.setPlan("/file", tagged + "+fin@40000");
+
+        const HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));
+
+        EXPECT_TRUE(response.getResponseBodyString() == content.all());
+    }
+    EXPECT_EQ(other.requests().size(), 2U);
+}
+
 TEST_P(Resuming, CountsNoRedirectOfARangeThatDidNotFit) {
     server_.setPlan("302:/file,fin@40000,302:/file,wrongrange:+1,302:/file,ok");
     const HttpResponse response = send(CurlHttpClient(stubborn()), get(server_.url("/start")));

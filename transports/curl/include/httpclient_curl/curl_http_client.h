@@ -91,11 +91,11 @@ namespace tavrin::httpclient_curl {
 /// set and the bytes held are surely bytes of what the server has: they came with a 200, a strong
 /// validator (an ETag, or a Last-Modified at least 60 s older than the Date) and a Content-Length,
 /// without a content coding, and the request has no Range field of its own. The request then says
-/// If-Range; an answer that does not fit exactly is dropped and the whole asked for at once. A
-/// response that was put together so shows as the 200 that it began with. A SHA-512, or else a
-/// SHA-256, that the server announces in Repr-Digest (RFC 9530) is compared. What nobody can see
-/// without it: content that changes under the same ETag; a body without any length that a plain
-/// connection cuts off.
+/// If-Range; an answer that does not fit exactly, or that a redirect brings from another scheme,
+/// host, port or path than before, is dropped and the whole asked for at once. A response that was
+/// put together so shows as the 200 that it began with. A SHA-512, or else a SHA-256, that the
+/// server announces in Repr-Digest (RFC 9530) is compared. What nobody can see without it: content
+/// that changes under the same ETag; a body without any length that a plain connection cuts off.
 ///
 /// **Failures.** <...> varies; host is the host and port of the URL, or of the redirect's, and no
 /// text holds a credential. The last column tells what a retry predicate sees: "timeout", which the
