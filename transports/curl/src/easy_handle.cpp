@@ -64,6 +64,16 @@ void checkProxy(const std::string& proxy) {
     if (code != CURLUE_OK) {
         throw refused(std::string("the proxy's URL is malformed: ") + curl_url_strerror(code));
     }
+    // libcurl would go without a proxy rather than with a user or password that it cannot decode.
+    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
+        char* decoded = nullptr;
+        const CURLUcode got = curl_url_get(url.get(), part, &decoded, CURLU_URLDECODE);
+        curl_free(decoded);
+        if (got == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
+        if (got == CURLUE_URLDECODE) {
+            throw refused("the user or password of the proxy's URL contains a control character");
+        }
+    }
     if (scheme == std::string::npos) return;
     for (const char* known : {"http", "https", "socks4", "socks4a", "socks5", "socks5h"}) {
         if (equalIgnoringCase(std::string_view(proxy).substr(0, scheme), known)) return;

@@ -201,6 +201,29 @@ TEST_P(Security, NoByteOfAProxyMakesALine) {
     EXPECT_TRUE(server_.requests().empty());
 }
 
+TEST_P(Security, NoEscapedByteOfAProxysCredentialsLeadsPastIt) {
+    FaultServer proxy;
+    for (int byte = 0; byte < 256; ++byte) {
+        std::string escaped = "%00";
+        std::snprintf(escaped.data(), escaped.size() + 1, "%%%02X", static_cast<unsigned>(byte));
+        for (const std::string& credentials : {"us" + escaped + "er:p@", "u:p" + escaped + "x@"}) {
+            SCOPED_TRACE(credentials);
+            proxy.forgetRequests();
+            client_.setClientConfiguration(
+                once().withProxy(proxy.urlWithHost(credentials + "127.0.0.1")));
+
+            const std::string text = failureFor(server_.url());
+
+            const bool isControl = byte < ' ';
+            EXPECT_EQ(text, isControl ? "Request refused: the user or password of the proxy's URL "
+                                        "contains a control character"
+                                      : "");
+            EXPECT_EQ(proxy.requests().size(), isControl ? 0u : 1u);
+        }
+    }
+    EXPECT_TRUE(server_.requests().empty());
+}
+
 TEST_P(Security, FragmentsAndUsersStayHome) {
     send(client_, get(server_.urlWithHost("me:pw@127.0.0.1", "/a/../b?q#fragment")));
     EXPECT_EQ(server_.requests()[0].target, "/b?q");
