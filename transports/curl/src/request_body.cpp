@@ -37,8 +37,9 @@ void StreamBody::rewind() {
     if (stream_.rdbuf() == nullptr) fail("its stream has no buffer");
     position_ = 0;
     if (fresh_ && !logical_.bodyTouched) {
-        if (!stream_.good()) fail("its stream is not good");
-        return;
+        if (stream_.good()) return;
+        logical_.bodyTouched = true;  // by whoever it was; no further attempt takes it as it is
+        fail("its stream is not good");
     }
     // The frame's own rewinding leaves a stream that cannot seek with failbit set.
     stream_.clear();

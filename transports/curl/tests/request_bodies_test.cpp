@@ -257,6 +257,21 @@ TEST_P(RequestBodies, ThatAreNotGoodFromTheStartFail) {
     EXPECT_EQ(server.connectionsAccepted(), 0u);
 }
 
+TEST_P(RequestBodies, ThatAreBadFromTheStartAndTellNoPositionAreNeverSent) {
+    FaultServer server;
+    for (const HttpHeaders& framing :
+         {HttpHeaders{{"Content-Length", "4"}}, HttpHeaders{{"Transfer-Encoding", "chunked"}}}) {
+        HttpRequest request(HttpMethod::PUT, URL(server.url()), framing);
+        auto stream = std::make_unique<ScriptedStream>([] { return "text"; });
+        stream->setstate(std::ios::badbit);
+        request.setRequestBody(std::move(stream));
+
+        EXPECT_THAT(failureOf([&] { send(CurlHttpClient(stubborn(3)), std::move(request)); }),
+                    HasSubstr("request body: its stream cannot go back to be sent again"));
+    }
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
+}
+
 TEST_P(RequestBodies, WithoutABufferFail) {
     FaultServer server;
     HttpRequest request(HttpMethod::PUT, URL(server.url()), {{"Content-Length", "4"}});
