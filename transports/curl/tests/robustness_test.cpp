@@ -60,6 +60,26 @@ TEST_P(Robustness, AForkedChildWorksAndLeavesTheParentAlone) {
     EXPECT_EQ(send(*client, get(server.url("/bytes/6"))).getContentLength(), 6);
 }
 
+// A POST is not sent again where a connection turns out to be dead.
+TEST_P(Robustness, AForkedChildThatDestroysAnIdleClientLeavesItsConnectionAlone) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    FaultServer server(std::move(options));
+    auto client = std::make_unique<CurlHttpClient>(
+        once().withCertificateFile(server.caFile()).withMaxThreads(1));
+    send(*client, get(server.url()));
+
+    const int ended = inChild([&] {
+        client.reset();
+        return 9;
+    });
+
+    EXPECT_EQ(ended, 9);
+    EXPECT_TRUE(isSuccess(send(*client, withBody(HttpMethod::POST, server.url(), "text"))));
+    EXPECT_EQ(server.connectionsAccepted(), 1u);
+}
+
 TEST(AForkedChild, CarriesOutNothingOfTheParentsAfterItConfiguredItsClient) {
     SKIP_WHERE_NO_CHILD_IS_SAFE();
     FaultServer server("stall@10");
