@@ -19,6 +19,7 @@
 #include "log_output.h"
 #include "progress_display.h"
 #include "request.h"
+#include "standard_streams.h"
 #include "url_parts.h"
 
 namespace tavrin::http_tool {
@@ -108,15 +109,21 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using namespace tavrin::http_tool;
+    fillClosedStandardStreams();
     try {
         return run(argc, argv);
     } catch (const CommandLineExit& exit) {
         const auto& answer = exit.answer();
-        std::FILE* stream = answer.exitCode == 0 ? stdout : stderr;
-        std::fputs(answer.text.c_str(), stream);
-        // --help into a full disk or a closed pipe is a failure like any other.
-        if (std::fflush(stream) != 0) return static_cast<int>(ExitCode::NOT_WRITTEN);
-        return answer.exitCode;
+        if (answer.exitCode != 0) {
+            std::fputs(answer.text.c_str(), stderr);
+            return answer.exitCode;
+        }
+        std::fputs(answer.text.c_str(), stdout);
+        // --help into a full disk or a closed pipe is a failure like any other, and what doesn't
+        // fit the buffer fails before the flush.
+        if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return answer.exitCode;
+        std::fputs("tavrin-http: cannot write to standard output\n", stderr);
+        return static_cast<int>(ExitCode::NOT_WRITTEN);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "tavrin-http: %s\n", failure.what());
         return static_cast<int>(exitCodeFor(std::current_exception()));

@@ -112,6 +112,17 @@ TEST_F(Failure, OfAClosedPipeIsSaid) {
               "tavrin-http: " + server_.url() + ": cannot write to standard output: Broken pipe\n");
 }
 
+TEST_F(Failure, OfAStandardOutputThatIsClosedHasItsCode) {
+    ProgramSetting setting;
+    setting.closedStreams = true;
+
+    EXPECT_EQ(run({server_.url("/bytes/5")}, setting).code, 23);
+    EXPECT_EQ(run({"--help"}, setting).code, 23);
+    EXPECT_EQ(run({"-d", "@-", server_.url()}, setting).code, 26);
+    EXPECT_EQ(run({"-o", "f", server_.url()}, setting).code, 0);
+    EXPECT_EQ(file("f"), server_.content().all());
+}
+
 TEST_F(Failure, OfAMissingDirectoryComesBeforeTheRequest) {
     const auto outcome = run({"-o", "no/f", server_.url()});
 

@@ -87,6 +87,9 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const ProgramS
         dup2(input, STDIN_FILENO);
         dup2(output.writeEnd, STDOUT_FILENO);
         dup2(errors.writeEnd, STDERR_FILENO);
+        if (setting.closedStreams) {
+            for (const int each : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(each);
+        }
         if (setting.largestFile >= 0) {
             const auto bytes = static_cast<rlim_t>(setting.largestFile);
             const rlimit limit{bytes, bytes};

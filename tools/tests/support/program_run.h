@@ -14,6 +14,7 @@ struct ProgramSetting {
     std::map<std::string, std::string> environment;  ///< nothing else is in its environment
     std::string input;                               ///< its standard input
     bool closedOutput = false;                       ///< nobody reads its standard output
+    bool closedStreams = false;                      ///< it has no standard descriptors at all
     long largestFile = -1;                           ///< bytes that a file may have; -1: no limit
 };
 
