@@ -241,6 +241,12 @@ void Download::deliver(const core::HttpResponse& response) {
             counted(report.redirectCount(), "redirect") + ", " +
             counted(retryPolicy_.attempts(), "attempt"));
     }
+    if (code == core::HttpResponseCode::NOT_MODIFIED && !showsHead()) {
+        // A condition of the user's own did not hold: what there is already is what was asked for.
+        if (!begun_ && !continued_) return;
+        throw core::HttpRequestFailedException(
+            "incomplete body: the server answered 304 in place of the rest");
+    }
     if (core::isSuccess(code) && line_.method != core::HttpMethod::HEAD) {
         // An answer without a body leaves an empty file, not none.
         response.getResponseBody();
@@ -254,13 +260,16 @@ void Download::deliver(const core::HttpResponse& response) {
 
 // A head without a body, or an answer that is no success and yet what was asked for.
 void Download::deliverHere(const core::HttpResponse& response) {
-    const bool head = line_.includeHead || line_.method == core::HttpMethod::HEAD;
-    const auto stream =
-        target_->begin(head ? responseHead(response.getResponseCode(),
-                                           response.getResponseCodeReason(), response.getHeaders())
-                            : "",
-                       std::nullopt);
+    const auto stream = target_->begin(
+        showsHead() ? responseHead(response.getResponseCode(), response.getResponseCodeReason(),
+                                   response.getHeaders())
+                    : "",
+        std::nullopt);
     if (errorBody_) errorBody_->copyTo(*stream);
+}
+
+bool Download::showsHead() const {
+    return line_.includeHead || line_.method == core::HttpMethod::HEAD;
 }
 
 // The transport has seen only the rest.

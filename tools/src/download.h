@@ -52,6 +52,7 @@ private:
                                               const httpclient_core::HttpHeaders& headers);
     std::unique_ptr<std::iostream> restStream(const httpclient_core::HttpHeaders& headers);
     httpclient_core::ProgressResult watch(const httpclient_core::Progress& progress);
+    bool showsHead() const;
     void checkContinued() const;
     void deliver(const httpclient_core::HttpResponse& response);
     void deliverHere(const httpclient_core::HttpResponse& response);

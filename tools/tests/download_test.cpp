@@ -329,6 +329,31 @@ TEST_F(Download, TakesAnErrorPageForTheAnswer) {
     EXPECT_EQ(file("f"), std::string(50, 'e'));
 }
 
+TEST_F(Download, LeavesAFileThatIsCurrentAsItIs) {
+    writeFile(directory_.file("f"), "current");
+    server_.setPlan("304");
+    const std::vector<std::string> asked{"-H", "If-None-Match: \"x\"", "-o", "f", server_.url()};
+
+    EXPECT_EQ(run(asked).code, 0);
+    EXPECT_EQ(directory_.listing(), "f");
+    EXPECT_EQ(file("f"), "current");
+
+    EXPECT_THAT(run({"-i", server_.url()}).output, StartsWith("HTTP 304 Not Modified\r\n"));
+}
+
+TEST_F(Download, TakesNotModifiedForNoRest) {
+    for (const std::string output : {"f", "-"}) {
+        server_.setPlan("rst@1000,304");
+        const auto outcome = run({"-o", output, server_.url()});
+
+        EXPECT_EQ(outcome.code, 18);
+        EXPECT_FALSE(std::filesystem::exists(directory_.file("f")));
+    }
+    server_.setPlan("304");
+    EXPECT_EQ(run({"-C", "-o", "f", server_.url()}).code, 18);
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+}
+
 TEST_F(Download, TakesAnErrorForAFailureIfAskedTo) {
     server_.setPlan("404:b50");
     const auto outcome = run({"-f", "-o", "f", server_.url()});
