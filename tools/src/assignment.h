@@ -11,8 +11,9 @@ namespace tavrin::http_tool {
 /// Where one URL goes.
 struct Assignment {
     std::string url;
-    std::string output;  ///< a path, or "-" for standard output
-    std::string label;   ///< what its line of progress is called
+    std::string output;        ///< a path, or "-" for standard output
+    bool serverNames = false;  ///< its Content-Disposition may say what the file is called
+    std::string label;         ///< what its line of progress is called
     std::optional<ExpectedChecksum> checksum;
 };
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <utility>
 
@@ -43,9 +44,12 @@ bool isRangeFailure(const std::exception_ptr& error) {
     }
 }
 
-std::string suggestedName(const core::HttpResponse& response) {
-    if (!response.hasHeader("Content-Disposition")) return "";
-    return nameFromContentDisposition(response.getHeaderValue("Content-Disposition"));
+std::string nameFor(const core::HttpResponse& response, const std::string& output) {
+    std::string name;
+    if (response.hasHeader("Content-Disposition")) {
+        name = nameFromContentDisposition(response.getHeaderValue("Content-Disposition"));
+    }
+    return name.empty() ? std::filesystem::path(output).filename().string() : name;
 }
 
 }  // namespace
@@ -254,7 +258,7 @@ void Download::deliver(const core::HttpResponse& response) {
     } else {
         deliverHere(response);
     }
-    target_->finish(line_.remoteHeaderName ? suggestedName(response) : "");
+    target_->finish(assignment_.serverNames ? nameFor(response, assignment_.output) : "");
     display_.update(displayNumber_, target_->output().end(), target_->output().end());
 }
 

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <istream>
 #include <system_error>
@@ -67,7 +66,8 @@ std::string fingerprint(const std::string& url) { return checksumOfText("sha256"
 
 }  // namespace
 
-PartFile::PartFile(const std::string& target) : target_(withoutLinks(target)) {
+PartFile::PartFile(const std::string& target)
+    : directory_(std::filesystem::path(target).parent_path()), target_(withoutLinks(target)) {
     if (std::error_code error; std::filesystem::is_directory(target_, error)) {
         throw WriteFailure("cannot write to " + inQuotes(target_) + ": it is a directory");
     }
@@ -160,7 +160,7 @@ void PartFile::finish() {
 }
 
 void PartFile::finishAs(const std::string& fileName) {
-    const auto path = std::filesystem::path(target_).replace_filename(fileName).string();
+    const std::string path = directory_ / fileName;
     renameTo(path, RENAME_NOREPLACE);
     target_ = path;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
 #include <memory>
 #include <optional>
@@ -19,6 +20,10 @@ namespace tavrin::http_tool {
 /// removed, unless keep() was asked for and there is something that can be continued.
 class PartFile {
 public:
+    /// What stands behind the target's name in that of the part file, and of what tells about it.
+    static constexpr const char* PART_SUFFIX = ".part";
+    static constexpr const char* VALIDATOR_SUFFIX = ".part.validator";
+
     /// Opens the part file of `target`. A symbolic link at `target` is followed.
     /// @throws WriteFailure if it cannot be opened, or if another process holds it.
     explicit PartFile(const std::string& target);
@@ -53,7 +58,8 @@ public:
     /// @throws WriteFailure; the part file is then treated as unfinished.
     void finish();
 
-    /// The same under another name in the target's directory, where nothing may stand yet.
+    /// The same under another name, where nothing may stand yet, in the directory that the
+    /// constructor was given: a link at the target leads to other places only the target itself.
     void finishAs(const std::string& fileName);
 
     /// Where the finished file is, or will be.
@@ -67,9 +73,10 @@ public:
 private:
     void cutOff(std::int64_t size);
     void renameTo(const std::string& path, unsigned int flags);
-    std::string partPath() const { return target_ + ".part"; }
-    std::string validatorPath() const { return target_ + ".part.validator"; }
+    std::string partPath() const { return target_ + PART_SUFFIX; }
+    std::string validatorPath() const { return target_ + VALIDATOR_SUFFIX; }
 
+    std::filesystem::path directory_;
     std::string target_;
     int descriptor_ = -1;
     std::optional<Output> output_;

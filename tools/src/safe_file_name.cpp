@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "part_file.h"
 #include "url_parts.h"
 
 namespace tavrin::http_tool {
@@ -140,6 +141,18 @@ std::optional<std::string> extendedText(const std::string& value) {
     return percentDecoded(value.substr(second + 1));
 }
 
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// A download under way would take a file of such a name for its own, and write over it.
+std::string noPartFile(const std::string& name) {
+    const bool isOurs =
+        endsWith(name, PartFile::PART_SUFFIX) || endsWith(name, PartFile::VALIDATOR_SUFFIX);
+    return isOurs ? name + "_" : name;
+}
+
 }  // namespace
 
 std::string safeFileName(const std::string& suggestion) {
@@ -160,11 +173,12 @@ std::string nameFromUrl(const std::string& url) {
 std::string nameFromContentDisposition(const std::string& value) {
     if (const auto extended = parameter(value, "filename*")) {
         if (const auto text = extendedText(*extended)) {
-            if (std::string name = safeFileName(*text); !name.empty()) return name;
+            if (const std::string name = safeFileName(*text); !name.empty())
+                return noPartFile(name);
         }
     }
     const auto plain = parameter(value, "filename");
-    return plain ? safeFileName(*plain) : "";
+    return plain ? noPartFile(safeFileName(*plain)) : "";
 }
 
 }  // namespace tavrin::http_tool

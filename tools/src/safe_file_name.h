@@ -14,7 +14,7 @@ std::string safeFileName(const std::string& suggestion);
 std::string nameFromUrl(const std::string& url);
 
 /// The safe name that a Content-Disposition field suggests (RFC 6266, 4.3), "filename*" before
-/// "filename"; empty if there is none.
+/// "filename", with "_" behind one that a part file might have; empty if there is none.
 std::string nameFromContentDisposition(const std::string& value);
 
 }  // namespace tavrin::http_tool

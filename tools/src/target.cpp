@@ -45,13 +45,13 @@ public:
         return checksumOfFile(algorithm, part_.descriptor());
     }
 
-    void finish(const std::string& suggestedName) override {
+    void finish(const std::string& newName) override {
         part_.output().check();
         if (checksum_) verify();
-        if (suggestedName.empty()) {
+        if (newName.empty()) {
             part_.finish();
         } else {
-            part_.finishAs(suggestedName);
+            part_.finishAs(newName);
         }
     }
 

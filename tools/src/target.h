@@ -36,9 +36,10 @@ public:
     /// was continued.
     virtual std::string checksum(const std::string& algorithm) const;
 
-    /// Everything has been written; `suggestedName`, if not empty, is what the server calls it.
+    /// Everything has been written; a file gets `newName`, if not empty, where nothing may stand
+    /// yet.
     /// @throws WriteFailure, ChecksumFailure.
-    virtual void finish(const std::string& suggestedName) = 0;
+    virtual void finish(const std::string& newName) = 0;
 
     virtual const Output& output() const = 0;
 };

@@ -103,12 +103,34 @@ TEST_F(Download, RefusesTwoUrlsForOneFile) {
     EXPECT_THAT(server_.requests(), IsEmpty());
 }
 
+TEST_F(Download, RefusesAUrlForThePartFileOfAnother) {
+    for (const std::string name : {"x.part", "x.part.validator"}) {
+        for (const auto& urls : {std::vector{"/" + name, std::string("/x")}, {"/x", "/" + name}}) {
+            const auto outcome = run({"-O", server_.url(urls[0]), server_.url(urls[1])});
+
+            EXPECT_EQ(outcome.code, 23);
+            EXPECT_EQ(outcome.errors,
+                      "tavrin-http: two URLs would be written to \"" + name + "\"\n");
+        }
+    }
+    EXPECT_THAT(server_.requests(), IsEmpty());
+}
+
 TEST_F(Download, NamesTheFileAsTheServerDoes) {
     server_.setPlan("header:Content-Disposition=attachment; filename=\"../x y.txt\"");
     const auto outcome = run({"-O", "-J", server_.url("/f")});
 
     EXPECT_EQ(outcome.code, 0) << outcome.errors;
     EXPECT_EQ(directory_.listing(), "x y.txt");
+}
+
+TEST_F(Download, KeepsTheNameThatIsGivenWhateverTheServerSays) {
+    writeFile(directory_.file("f"), "old");
+    server_.setPlan("header:Content-Disposition=attachment; filename=\"x\"");
+    EXPECT_EQ(run({"-o", "f", "-O", "-J", server_.url("/a"), server_.url("/b")}).code, 0);
+
+    EXPECT_EQ(directory_.listing(), "f x");
+    EXPECT_EQ(file("f"), server_.content("/a").all());
 }
 
 TEST_F(Download, ReplacesNothingUnderANameThatTheServerChose) {
@@ -119,6 +141,40 @@ TEST_F(Download, ReplacesNothingUnderANameThatTheServerChose) {
     EXPECT_EQ(outcome.code, 23);
     EXPECT_THAT(outcome.errors, HasSubstr("cannot rename \"f.part\" to \"precious\": File exists"));
     EXPECT_EQ(file("precious"), "mine");
+}
+
+TEST_F(Download, UnderANameThatTheServerChoosesReplacesNoneOfTheSameRun) {
+    server_.setPlan("/f", "header:Content-Disposition=attachment; filename=g");
+    const auto outcome = run({"-O", "-J", server_.url("/f"), server_.url("/g")});
+
+    EXPECT_EQ(outcome.code, 23);
+    EXPECT_THAT(outcome.errors, HasSubstr("cannot rename \"g.part\" to \"g\": File exists"));
+    EXPECT_EQ(file("g"), server_.content("/f").all());
+}
+
+TEST_F(Download, TakesNoNameOfAPartFileFromTheServer) {
+    for (const std::string name : {"g.part", "f.part.validator"}) {
+        SCOPED_TRACE(name);
+        server_.setPlan("/f",
+                        "noetag+nolm+header:Content-Disposition=attachment; filename=" + name);
+        EXPECT_EQ(run({"-O", "-J", server_.url("/f"), server_.url("/g")}).code, 0);
+
+        EXPECT_EQ(file(name + "_"), server_.content("/f").all());
+        EXPECT_EQ(file("g"), server_.content("/g").all());
+        std::filesystem::remove(directory_.file(name + "_"));
+        std::filesystem::remove(directory_.file("g"));
+    }
+}
+
+TEST_F(Download, UnderANameThatTheServerChoosesStaysInItsDirectory) {
+    std::filesystem::create_directory(directory_.file("elsewhere"));
+    std::filesystem::create_symlink("elsewhere/f", directory_.file("f"));
+    writeFile(directory_.file("elsewhere/f"), "other");
+    server_.setPlan("header:Content-Disposition=attachment; filename=g");
+
+    EXPECT_EQ(run({"-O", "-J", server_.url("/f")}).code, 0);
+    EXPECT_EQ(directory_.listing(), "elsewhere f g");
+    EXPECT_EQ(file("elsewhere/f"), "other");
 }
 
 TEST_F(Download, ReplacesAnEarlierFileOnlyWhenItIsWhole) {

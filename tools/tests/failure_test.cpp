@@ -123,6 +123,15 @@ TEST_F(Failure, OfAStandardOutputThatIsClosedHasItsCode) {
     EXPECT_EQ(file("f"), server_.content().all());
 }
 
+TEST_F(Failure, OfANameThatTheSystemRefusesIsSaid) {
+    const std::string name(300, 'x');
+    const auto outcome = run({"-o", name, server_.url()});
+
+    EXPECT_EQ(outcome.code, 23);
+    EXPECT_EQ(outcome.errors, "tavrin-http: " + server_.url() + ": cannot create \"" + name +
+                                  ".part\": File name too long\n");
+}
+
 TEST_F(Failure, OfAMissingDirectoryComesBeforeTheRequest) {
     const auto outcome = run({"-o", "no/f", server_.url()});
 

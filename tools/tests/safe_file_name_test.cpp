@@ -103,6 +103,14 @@ TEST(NameFromContentDisposition, PrefersTheExtendedForm) {
               "e.txt");
 }
 
+TEST(NameFromContentDisposition, IsNoNameOfAPartFile) {
+    EXPECT_EQ(nameFromContentDisposition("attachment; filename=f.part"), "f.part_");
+    EXPECT_EQ(nameFromContentDisposition("attachment; filename=f.part.validator"),
+              "f.part.validator_");
+    EXPECT_EQ(nameFromContentDisposition("attachment; filename*=UTF-8''f.p%61rt"), "f.part_");
+    EXPECT_EQ(nameFromContentDisposition("attachment; filename=f.validator"), "f.validator");
+}
+
 TEST(NameFromContentDisposition, IsMadeSafe) {
     EXPECT_EQ(nameFromContentDisposition("attachment; filename=\"../../.ssh/authorized_keys\""),
               "authorized_keys");
