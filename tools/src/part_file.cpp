@@ -38,12 +38,12 @@ bool isSameFile(int descriptor, const std::string& path) {
            open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
-// Opens and locks the file that has this name. A link is refused: somebody else may have put it
-// there so that we overwrite what it points to.
-int openLocked(const std::string& path) {
+// Opens and locks the file that has this name, made with `mode` if there is none. A link is
+// refused: somebody else may have put it there so that we overwrite what it points to.
+int openLocked(const std::string& path, mode_t mode) {
     while (true) {
         const int descriptor =
-            open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
+            open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode);
         if (descriptor < 0) throw writeFailure("create " + inQuotes(path), errno);
         struct stat status {};
         if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -51,7 +51,9 @@ int openLocked(const std::string& path) {
             throw WriteFailure("cannot write to " + inQuotes(path) + ": not a regular file");
         }
         if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+            const int reason = errno;
             close(descriptor);
+            if (reason != EWOULDBLOCK) throw writeFailure("lock " + inQuotes(path), reason);
             throw WriteFailure("cannot write to " + inQuotes(path) +
                                ": another download is writing to it");
         }
@@ -59,6 +61,16 @@ int openLocked(const std::string& path) {
         if (isSameFile(descriptor, path)) return descriptor;
         close(descriptor);
     }
+}
+
+// Writes a file that is not there yet, so that no link is followed here either.
+void writeNew(const std::string& path, const std::string& content) {
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) throw writeFailure("create " + inQuotes(path), errno);
+    Output output(descriptor, Output::Access::ANYWHERE, inQuotes(path));
+    output.write(content.data(), content.size(), 0);
+    close(descriptor);
+    output.check();
 }
 
 // The URL itself stays out of the file: what it is asked with may be a secret.
@@ -71,7 +83,9 @@ PartFile::PartFile(const std::string& target)
     if (std::error_code error; std::filesystem::is_directory(target_, error)) {
         throw WriteFailure("cannot write to " + inQuotes(target_) + ": it is a directory");
     }
-    descriptor_ = openLocked(partPath());
+    // What replaces a file that only some may read is not to be read by others on the way.
+    const bool replaces = access(target_.c_str(), F_OK) == 0;
+    descriptor_ = openLocked(partPath(), replaces ? 0600 : 0666);
     output_.emplace(descriptor_, Output::Access::ANYWHERE, inQuotes(partPath()));
 }
 
@@ -119,13 +133,11 @@ std::unique_ptr<std::iostream> PartFile::begin(
     const std::optional<Representation>& representation) {
     forget();
     if (representation && head.empty()) {
-        std::ofstream file(validatorPath());
-        file << "Validator: " << representation->validator << "\n"
-             << "Content-Length: " << representation->length << "\n"
-             << (representation->digest ? "Digest: " + representation->digest->text() + "\n" : "")
-             << "URL-SHA256: " << fingerprint(url) << "\n"
-             << std::flush;
-        if (!file) throw writeFailure("write to " + inQuotes(validatorPath()), errno);
+        const auto& digest = representation->digest;
+        writeNew(validatorPath(), "Validator: " + representation->validator + "\n" +
+                                      "Content-Length: " + std::to_string(representation->length) +
+                                      "\n" + (digest ? "Digest: " + digest->text() + "\n" : "") +
+                                      "URL-SHA256: " + fingerprint(url) + "\n");
     }
     output_->write(head.data(), head.size(), 0);
     output_->check();
@@ -139,10 +151,12 @@ std::unique_ptr<std::iostream> PartFile::continueFrom(std::int64_t offset) {
 }
 
 void PartFile::forget() {
-    touched_ = true;
     // In this order a crash leaves bytes that nothing vouches for, never old bytes under a new
-    // name.
-    unlink(validatorPath().c_str());
+    // name; and a validator that stays must not vouch for the bytes that come.
+    if (unlink(validatorPath().c_str()) != 0 && errno != ENOENT) {
+        throw writeFailure("remove " + inQuotes(validatorPath()), errno);
+    }
+    touched_ = true;
     cutOff(0);
 }
 
@@ -154,8 +168,9 @@ void PartFile::cutOff(std::int64_t size) {
 
 void PartFile::finish() {
     struct stat existing {};
-    // A file that only its owner may read stays so when its content is replaced.
-    if (stat(target_.c_str(), &existing) == 0) fchmod(descriptor_, existing.st_mode & 07777);
+    // A file that only its owner may read stays so when its content is replaced. A program that
+    // runs with its owner's rights does not: that was granted to the old content.
+    if (stat(target_.c_str(), &existing) == 0) fchmod(descriptor_, existing.st_mode & 0777);
     renameTo(target_, 0);
 }
 

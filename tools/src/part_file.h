@@ -40,7 +40,8 @@ public:
 
     /// A stream for a body from its first byte on, behind `head`; what the file held is gone.
     /// `representation`, if known, is what the file without a head will be a part of.
-    /// @throws WriteFailure if the file cannot be cut off, or head or validator not be written.
+    /// @throws WriteFailure if the old validator cannot be removed, the file not be cut off, or
+    /// head or validator not be written.
     std::unique_ptr<std::iostream> begin(const std::string& url, const std::string& head,
                                          const std::optional<Representation>& representation);
 
@@ -49,6 +50,7 @@ public:
     std::unique_ptr<std::iostream> continueFrom(std::int64_t offset);
 
     /// Forgets what the file holds, and its validator.
+    /// @throws WriteFailure if they cannot be removed.
     void forget();
 
     /// Leaves what can be continued later in place when the object goes.

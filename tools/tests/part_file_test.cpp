@@ -84,6 +84,29 @@ TEST_F(PartFiles, KeepThePermissionsOfWhatTheyReplace) {
     EXPECT_EQ(status.st_mode & 07777, 0600U);
 }
 
+TEST_F(PartFiles, AreTheirOwnersAloneWhileTheyReplaceSomething) {
+    writeFile(path(), "old");
+    chmod(path().c_str(), 0640);
+    PartFile part(path());
+
+    struct stat status {};
+    ASSERT_EQ(stat((path() + ".part").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    part.finish();
+    ASSERT_EQ(stat(path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
+TEST_F(PartFiles, TakeNoOtherUsersRightsOverFromWhatTheyReplace) {
+    writeFile(path(), "old");
+    chmod(path().c_str(), 06755);
+    PartFile(path()).finish();
+
+    struct stat status {};
+    ASSERT_EQ(stat(path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0755U);
+}
+
 TEST_F(PartFiles, AreHeldForALaterRun) {
     leave("01234");
 
@@ -194,6 +217,20 @@ TEST_F(PartFiles, ForgetWhatTheyHeld) {
     EXPECT_FALSE(part.held(URL).has_value());
     EXPECT_EQ(readFile(path() + ".part"), "");
     EXPECT_EQ(directory_.listing(), "f.part");
+}
+
+TEST_F(PartFiles, TakeNothingNewBesideAValidatorThatCannotBeRemoved) {
+    leave("01234");
+    std::filesystem::remove(path() + ".part.validator");
+    std::filesystem::create_directory(path() + ".part.validator");
+    PartFile part(path());
+    const auto refusal = ThrowsMessage<WriteFailure>("cannot remove \"" + path() +
+                                                     ".part.validator\": Is a directory");
+
+    EXPECT_THAT([&] { part.begin(URL, "", std::nullopt); }, refusal);
+    EXPECT_THAT([&] { part.begin(URL, "", version()); }, refusal);
+    EXPECT_THAT([&] { part.forget(); }, refusal);
+    EXPECT_EQ(readFile(path() + ".part"), "01234");
 }
 
 TEST_F(PartFiles, WithAHeadCannotBeContinued) {
