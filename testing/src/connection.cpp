@@ -38,14 +38,12 @@ bool sendsContinue(const RequestHead& request, const FaultStep& step) {
 }  // namespace
 
 Connection::Connection(FileDescriptor socket, ServerState& state, Place place, SSL_CTX* tls)
-    : open_(state),
+    : open_(state, socket.number()),
       state_(state),
       stream_(std::move(socket), state.stopEvent().descriptor()),
       reader_(stream_),
       place_(place),
-      tls_(tls) {
-    state_.addSocket(open_.number(), stream_.socket());
-}
+      tls_(tls) {}
 
 Connection::~Connection() { state_.removeSocket(open_.number()); }
 

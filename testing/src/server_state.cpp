@@ -1,5 +1,8 @@
 #include "server_state.h"
 
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -19,6 +22,16 @@ ServedContent contentOf(const std::string& path, ServedContent content) {
     const auto [stop, error] = std::from_chars(path.data() + PREFIX.size(), end, size);
     if (error == std::errc() && stop == end) content.size = size;
     return content;
+}
+
+// False as soon as the peer's end of the connection has arrived, whether or not the connection's
+// thread has come to see it.
+bool isHeldByThePeer(int socket) {
+    // Waits for a thread that is just sending: what arrives meanwhile takes effect afterwards.
+    int unread = 0;
+    ioctl(socket, SIOCINQ, &unread);
+    pollfd ended{socket, POLLRDHUP, 0};
+    return ::poll(&ended, 1, 0) == 0;
 }
 
 }  // namespace
@@ -161,11 +174,16 @@ void ServerState::waitForStalls(std::size_t count, std::chrono::milliseconds pat
     waitFor(lock, count, "stalls", patience, [this] { return stallsSeen_; });
 }
 
-ServerState::OpenConnection::OpenConnection(ServerState& state) : state_(state) {
+ServerState::OpenConnection::OpenConnection(ServerState& state, int socket) : state_(state) {
     const std::lock_guard lock(state_.mutex_);
     number_ = ++state_.connectionsAccepted_;
     ++state_.connectionsOpen_;
-    state_.mostConnectionsOpen_ = std::max(state_.mostConnectionsOpen_, state_.connectionsOpen_);
+    state_.sockets_[number_] = socket;
+    const auto held =
+        std::count_if(state_.sockets_.begin(), state_.sockets_.end(),
+                      [](const auto& numbered) { return isHeldByThePeer(numbered.second); });
+    state_.mostConnectionsOpen_ =
+        std::max(state_.mostConnectionsOpen_, static_cast<std::size_t>(held));
     state_.changed_.notify_all();
 }
 
@@ -173,11 +191,6 @@ ServerState::OpenConnection::~OpenConnection() {
     const std::lock_guard lock(state_.mutex_);
     --state_.connectionsOpen_;
     state_.changed_.notify_all();
-}
-
-void ServerState::addSocket(std::size_t connection, int socket) {
-    const std::lock_guard lock(mutex_);
-    sockets_[connection] = socket;
 }
 
 void ServerState::removeSocket(std::size_t connection) {

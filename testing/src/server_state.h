@@ -64,7 +64,7 @@ public:
     // Counts a connection as open while it lives.
     class OpenConnection {
     public:
-        explicit OpenConnection(ServerState& state);
+        OpenConnection(ServerState& state, int socket);
         ~OpenConnection();
         OpenConnection(const OpenConnection&) = delete;
         OpenConnection& operator=(const OpenConnection&) = delete;
@@ -77,8 +77,8 @@ public:
         std::size_t number_;
     };
 
-    // shutDownConnections() shuts the connection's socket down as long as it is here.
-    void addSocket(std::size_t connection, int socket);
+    // The connection's socket is about to be closed; until then shutDownConnections() shuts it
+    // down.
     void removeSocket(std::size_t connection);
     void shutDownConnections();
     std::size_t connectionsAccepted() const;

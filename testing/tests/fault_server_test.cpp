@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "httpclient_testing/sha256.h"
 #include "support/small_server.h"
@@ -261,6 +262,23 @@ TEST(FaultServer, CountsConnections) {
     EXPECT_EQ(server.mostConnectionsOpen(), 2U);
     EXPECT_EQ(server.requests()[0].connection, 3U);
     EXPECT_EQ(server.requests()[0].numberOnConnection, 1U);
+}
+
+TEST(FaultServer, CountsNoConnectionBesideItsSuccessor) {
+    constexpr std::size_t CLIENTS = 8;
+    constexpr std::size_t EACH = 100;
+    const SmallServer server;
+    std::vector<std::thread> clients;
+    for (std::size_t i = 0; i < CLIENTS; ++i) {
+        clients.emplace_back([&] {
+            for (std::size_t j = 0; j < EACH; ++j) const RawClient client(server.port());
+        });
+    }
+
+    for (auto& client : clients) client.join();
+
+    server.waitForConnections(CLIENTS * EACH);
+    EXPECT_LE(server.mostConnectionsOpen(), CLIENTS);
 }
 
 TEST(FaultServer, SaysWhatItWaitedForInVain) {

@@ -132,7 +132,7 @@ public:
     void forgetRequests();
 
     /// Connections accepted, `accept_rst` and `mute` included; open now; open at the same time at
-    /// most.
+    /// most, not counting those that the client had closed, whether or not the server had noticed.
     std::size_t connectionsAccepted() const;
     std::size_t connectionsOpen() const;
     std::size_t mostConnectionsOpen() const;
