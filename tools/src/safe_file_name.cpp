@@ -1,6 +1,7 @@
 #include "safe_file_name.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <optional>
 #include <string_view>
@@ -38,6 +39,14 @@ bool isControl(std::string_view sequence) {
     return first == 0xC2 && static_cast<unsigned char>(sequence[1]) < 0xA0;
 }
 
+// Marks that turn the direction of writing: behind one, "gpj.exe" is shown as "exe.jpg".
+bool turnsDirection(std::string_view sequence) {
+    static constexpr std::array<std::string_view, 12> MARKS{"\u061C", "\u200E", "\u200F", "\u202A",
+                                                            "\u202B", "\u202C", "\u202D", "\u202E",
+                                                            "\u2066", "\u2067", "\u2068", "\u2069"};
+    return std::find(MARKS.begin(), MARKS.end(), sequence) != MARKS.end();
+}
+
 std::string withoutUnsafeCharacters(std::string_view text) {
     std::string safe;
     while (!text.empty()) {
@@ -47,7 +56,8 @@ std::string withoutUnsafeCharacters(std::string_view text) {
             text.remove_prefix(1);
             continue;
         }
-        if (!isControl(text.substr(0, length))) safe += text.substr(0, length);
+        const std::string_view sequence = text.substr(0, length);
+        if (!isControl(sequence) && !turnsDirection(sequence)) safe += sequence;
         text.remove_prefix(length);
     }
     return safe;

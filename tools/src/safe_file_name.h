@@ -5,9 +5,9 @@
 namespace tavrin::http_tool {
 
 /// A file name that may be created in the current directory whoever suggested it: the last piece of
-/// `suggestion` behind "/" and "\", without control characters, without dots or blanks at its
-/// start, "_" for a "-" there and for every byte that is not UTF-8, 240 bytes at most with its
-/// extension kept. Empty if nothing is left.
+/// `suggestion` behind "/" and "\", without control characters and marks that turn the direction of
+/// writing, without dots or blanks at its start, "_" for a "-" there and for every byte that is not
+/// UTF-8, 240 bytes at most with its extension kept. Empty if nothing is left.
 std::string safeFileName(const std::string& suggestion);
 
 /// The safe name that the path of `url` suggests, percent escapes decoded; empty if there is none.

@@ -42,6 +42,12 @@ TEST(SafeFileName, DropsControlCharacters) {
               "b");
 }
 
+TEST(SafeFileName, ShowsItsCharactersInTheOrderThatTheyHave) {
+    EXPECT_EQ(safeFileName("photo\u202Egpj.exe"), "photogpj.exe");
+    EXPECT_EQ(safeFileName("\u2066a\u2069\u200Fb\u061C"), "ab");
+    EXPECT_EQ(safeFileName("\u05D0\u2070\u202F"), "\u05D0\u2070\u202F");
+}
+
 TEST(SafeFileName, IsNoOption) {
     EXPECT_EQ(safeFileName("-rf"), "_rf");
     EXPECT_EQ(safeFileName(".-x"), "_x");
