@@ -44,11 +44,12 @@ What is asked
 When it fails
       --retry N             try again up to N times (4): GET and HEAD after a
                             time limit, a broken connection, or a status of 408,
-                            429 or 500 to 599
+                            416, 429 or 500 to 599
       --retry-delay SECONDS wait this long before each further attempt. Without
-                            it: not at all after an attempt that got on, else 2,
-                            4, 8 seconds and so on, 2 minutes at most; in either
-                            case as long as the server's Retry-After asks for
+                            it: not at all at first and after an attempt that
+                            got on, else 2, 4, 8 seconds and so on, 2 minutes at
+                            most; in either case as long as the server's
+                            Retry-After asks for
       --retry-max-time SECONDS
                             begin no further attempt after that time
   -C, --continue            go on with a NAME.part that an earlier run left, if
