@@ -36,7 +36,7 @@ public:
 
     void read(int argc, const char* const* argv) {
         try {
-            app_.parse(argc, argv);
+            app_.parse(wordsOf(argc, argv));
         } catch (const CLI::CallForHelp&) {
             throw CommandLineExit({0, helpText()});
         } catch (const CLI::CallForVersion& version) {
@@ -60,6 +60,31 @@ public:
     }
 
 private:
+    // The arguments in the order in which CLI11 wants them: the last one first. "--name=" becomes
+    // two words; it would take the next argument for the option's value.
+    std::vector<std::string> wordsOf(int argc, const char* const* argv) const {
+        std::vector<std::string> words;
+        bool areOptions = true;
+        for (int i = 1; i < argc; ++i) {
+            std::string word = argv[i];
+            areOptions = areOptions && word != "--";
+            if (areOptions && takesNothing(word)) {
+                word.pop_back();
+                words.insert(words.end(), {std::move(word), ""});
+            } else {
+                words.push_back(std::move(word));
+            }
+        }
+        std::reverse(words.begin(), words.end());
+        return words;
+    }
+
+    bool takesNothing(const std::string& word) const {
+        if (word.rfind("--", 0) != 0 || word.back() != '=') return false;
+        const CLI::Option* option = app_.get_option_no_throw(word.substr(0, word.size() - 1));
+        return option && option->get_items_expected_max() > 0;
+    }
+
     using Handler = std::function<void(const std::string&)>;
 
     // An option that may be repeated and is handled where it stands.

@@ -91,6 +91,17 @@ TEST(CommandLineText, JoinsFormDataInTheirOrder) {
 
 TEST(CommandLineText, PostsAnEmptyBodyToo) { EXPECT_EQ(parse({"-d", "", "http://a/"}).body, ""); }
 
+TEST(CommandLineText, TakesNothingBehindAnEqualsSignForAnEmptyText) {
+    const auto line = parse({"--data=", "--user-agent=", "--proxy=", "http://a/"});
+
+    EXPECT_EQ(line.body, "");
+    EXPECT_EQ(line.userAgent, "");
+    EXPECT_EQ(line.proxy, "");
+    EXPECT_THAT(line.urls, ElementsAre("http://a/"));
+    EXPECT_THAT(parse({"--", "http://a/", "--data="}).urls,
+                ElementsAre("http://a/", "http://--data="));
+}
+
 TEST(CommandLineText, TakesDataFromFiles) {
     const TemporaryDirectory directory;
     writeFile(directory.file("f"), "a=1\r\nb \n");
