@@ -140,10 +140,12 @@ TEST(CommandLineText, PrefersHeadersThatAreGiven) {
 }
 
 TEST(CommandLineText, RefusesHeadersThatCouldSplitTheRequest) {
-    for (const std::string header :
-         {"", "X", ": v", "X Y: v", "X: a\r\nEvil: 1", "X: a\nb", "X;v", "X\r: v"}) {
+    for (const std::string header : {"", "X", ": v", "X Y: v", "X\r: v"}) {
+        EXPECT_EQ(answerTo({"-H", header, "http://a/"}), refusal("a header is \"Name: value\""));
+    }
+    for (const std::string header : {"X: a\r\nEvil: 1", "X: a\nb", "X: a\r", "X;v"}) {
         EXPECT_EQ(answerTo({"-H", header, "http://a/"}),
-                  refusal("a header is \"Name: value\", not \"" + header + "\""));
+                  refusal("a header is \"Name: value\", which what is given for X is not"));
     }
 }
 
