@@ -103,7 +103,9 @@ private:
                 throw usage(names.substr(names.find("--")) +
                             " takes a number of seconds up to 1000000000, not \"" + text + "\"");
             }
-            target = std::chrono::milliseconds(std::llround(value * 1000));
+            // 0 would be no limit.
+            target = std::chrono::milliseconds(
+                std::max<long long>(std::llround(value * 1000), value > 0 ? 1 : 0));
         });
     }
 

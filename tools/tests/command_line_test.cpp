@@ -80,6 +80,11 @@ TEST(CommandLineText, ReadsSecondsWithAFraction) {
     EXPECT_EQ(line.speedTime, milliseconds(7000));
 }
 
+TEST(CommandLineText, TakesNoShortTimeForNoLimit) {
+    EXPECT_EQ(parse({"-m", "0.0004", "http://a/"}).maxTime, milliseconds(1));
+    EXPECT_EQ(parse({"-m", "0.0", "http://a/"}).maxTime, milliseconds(0));
+}
+
 TEST(CommandLineText, JoinsFormDataInTheirOrder) {
     const auto line = parse({"-d", "a=1", "--data-urlencode", "b=x y", "--data-binary", "c\n", "-d",
                              "d\r\n", "http://a/"});
