@@ -25,6 +25,11 @@ CommandLineExit usage(const std::string& complaint) {
          "tavrin-http: " + complaint + "\nTry \"tavrin-http --help\" for what can be asked.\n"});
 }
 
+CommandLineExit failure(ExitCode code, const ReadFailure& reason) {
+    return CommandLineExit(
+        {static_cast<int>(code), std::string("tavrin-http: ") + reason.what() + "\n"});
+}
+
 // Which of several ways to give a body was taken; they don't mix.
 enum class BodyKind { NONE, DATA, JSON, FORM };
 
@@ -44,8 +49,7 @@ public:
         } catch (const CLI::ParseError& error) {
             throw usage(error.what());
         } catch (const ReadFailure& error) {
-            throw CommandLineExit({static_cast<int>(ExitCode::NOT_READ),
-                                   std::string("tavrin-http: ") + error.what() + "\n"});
+            throw failure(ExitCode::NOT_READ, error);
         }
         settle();
     }
@@ -182,7 +186,13 @@ private:
         app_.add_flag("--no-location", noLocation_)->excludes(follow);
         app_.add_option("-x,--proxy", line_.proxy);
         app_.add_option("--noproxy", line_.noProxy);
-        app_.add_option("--cacert", line_.certificateFile);
+        app_.add_option_function<std::string>("--cacert", [this](const std::string& file) {
+            try {
+                line_.certificateFile = pathOf(file);
+            } catch (const ReadFailure& error) {
+                throw failure(ExitCode::CERTIFICATE_FILE, error);
+            }
+        });
         app_.add_flag("--compressed", line_.compressed);
         app_.add_flag("--http1.1", line_.onlyHttp1);
         app_.add_flag("-Z,--parallel", line_.parallel);

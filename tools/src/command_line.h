@@ -1,5 +1,6 @@
 #pragma once
 
+#include <httpclient_core/file_path.h>
 #include <httpclient_core/headers.h>
 #include <httpclient_core/messages.h>
 
@@ -57,8 +58,8 @@ struct CommandLine {
     bool compressed = false;
     std::int64_t maxDecoded = std::int64_t{1} << 30;  ///< bytes; 0: no limit
     bool onlyHttp1 = false;
-    std::string certificateFile;
-    std::optional<std::string> proxy;  ///< none: as the environment says; "": no proxy
+    httpclient_core::FilePath certificateFile;  ///< empty: the system's certificates
+    std::optional<std::string> proxy;           ///< none: as the environment says; "": no proxy
     std::optional<std::string> noProxy;
 
     bool parallel = false;

@@ -50,7 +50,7 @@ core::HttpRequest requestFor(const CommandLine& line, const std::string& url) {
 core::ClientConfiguration configurationFor(const CommandLine& line, const std::string& url,
                                            const Environment& environment) {
     core::ClientConfiguration configuration;
-    configuration.setCertificateFile(core::FilePath(line.certificateFile));
+    configuration.setCertificateFile(line.certificateFile);
     configuration.setFollowRedirects(line.followRedirects);
     configuration.setMaxRedirects(line.maxRedirects);
     configuration.setResumeOnRetry(line.resume);

@@ -15,8 +15,12 @@
 namespace tavrin::http_tool {
 namespace {
 
-ReadFailure readFailure(const std::string& path) {
-    return ReadFailure("cannot read \"" + path + "\": " + std::generic_category().message(errno));
+ReadFailure readFailure(const std::string& path, const std::string& reason) {
+    return ReadFailure("cannot read \"" + path + "\": " + reason);
+}
+
+ReadFailure lastFailure(const std::string& path) {
+    return readFailure(path, std::generic_category().message(errno));
 }
 
 struct Close {
@@ -28,7 +32,7 @@ using File = std::unique_ptr<std::FILE, Close>;
 
 File openedFile(const std::string& path) {
     File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
-    if (!file) throw readFailure(path);
+    if (!file) throw lastFailure(path);
     return file;
 }
 
@@ -39,7 +43,7 @@ std::string contentOf(const std::string& path) {
     while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file.get())) {
         content.append(buffer.data(), size);
     }
-    if (std::ferror(file.get()) != 0) throw readFailure(path);
+    if (std::ferror(file.get()) != 0) throw lastFailure(path);
     return content;
 }
 
@@ -71,6 +75,14 @@ std::string urlEncodedData(const std::string& argument) {
     return (name.empty() ? "" : name + "=") + percentEncoded(value);
 }
 
+httpclient_core::FilePath pathOf(const std::string& file) {
+    try {
+        return {file};
+    } catch (const std::runtime_error& error) {
+        throw readFailure(file, error.what());
+    }
+}
+
 FormField formField(const std::string& argument) {
     const auto equals = argument.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -89,6 +101,7 @@ FormField formField(const std::string& argument) {
         field.value.erase(0, 1);
         // Better to hear of it now than in the middle of sending.
         openedFile(field.value);
+        pathOf(field.value);
     }
     return field;
 }

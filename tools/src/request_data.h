@@ -1,5 +1,7 @@
 #pragma once
 
+#include <httpclient_core/file_path.h>
+
 #include <string>
 
 #include "command_line.h"
@@ -19,9 +21,13 @@ std::string withoutLineBreaks(std::string data);
 /// @throws ReadFailure as dataFrom() does.
 std::string urlEncodedData(const std::string& argument);
 
+/// Path of a file as the library takes it.
+/// @throws ReadFailure if it is not UTF-8.
+httpclient_core::FilePath pathOf(const std::string& file);
+
 /// Reads "NAME=VALUE" or "NAME=@FILE", each with or without ";type=TYPE".
 /// @throws std::invalid_argument for a text without name or "=", ReadFailure for a file that cannot
-/// be opened.
+/// be opened, or whose path is not UTF-8.
 FormField formField(const std::string& argument);
 
 /// "Basic " and the base64 form of `credentials`.

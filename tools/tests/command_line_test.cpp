@@ -259,6 +259,17 @@ TEST(CommandLineText, SaysWhichFileCannotBeRead) {
               "26 tavrin-http: cannot read \"/\": Is a directory\n");
 }
 
+TEST(CommandLineText, SaysWhichPathIsNotUtf8) {
+    const TemporaryDirectory directory;
+    writeFile(directory.file("\xE4"), "");
+
+    EXPECT_EQ(answerTo({"-F", "x=@" + directory.file("\xE4"), "http://a/"}),
+              "26 tavrin-http: cannot read \"" + directory.file("\xE4") +
+                  "\": File path is not valid UTF-8.\n");
+    EXPECT_EQ(answerTo({"--cacert", "\xE4", "http://a/"}),
+              "77 tavrin-http: cannot read \"\xE4\": File path is not valid UTF-8.\n");
+}
+
 TEST(CommandLineText, AnswersHelpAndVersion) {
     EXPECT_EQ(answerTo({"--help"}), std::string("0 ") + helpText());
     EXPECT_EQ(answerTo({"--version"}), "0 tavrin-http 1.0.0\n");
