@@ -6,6 +6,7 @@
 #include <new>
 
 #include "failure.h"
+#include "proxy_url.h"
 #include "tls_session.h"
 
 namespace tavrin::httpclient_curl::detail {
@@ -45,40 +46,6 @@ const char* nameOf(HttpMethod method) {
 // Connections must not be inherited by the programs that the application starts.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
     return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
-
-// libcurl's own complaints would quote the whole text, password included.
-void checkProxy(const std::string& proxy) {
-    if (proxy.empty()) return;
-    for (const char character : proxy) {
-        const auto c = static_cast<unsigned char>(character);
-        if (c <= ' ' || c == 0x7f)
-            throw refused("the proxy's URL contains a blank or a control character");
-    }
-    const std::size_t scheme = proxy.find("://");
-    const std::unique_ptr<CURLU, void (*)(CURLU*)> url(curl_url(), curl_url_cleanup);
-    if (url == nullptr) throw std::bad_alloc();
-    const std::string text = scheme == std::string::npos ? "http://" + proxy : proxy;
-    const CURLUcode code =
-        curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME);
-    if (code != CURLUE_OK) {
-        throw refused(std::string("the proxy's URL is malformed: ") + curl_url_strerror(code));
-    }
-    // libcurl would go without a proxy rather than with a user or password that it cannot decode.
-    for (const CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD}) {
-        char* decoded = nullptr;
-        const CURLUcode got = curl_url_get(url.get(), part, &decoded, CURLU_URLDECODE);
-        curl_free(decoded);
-        if (got == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-        if (got == CURLUE_URLDECODE) {
-            throw refused("the user or password of the proxy's URL contains a control character");
-        }
-    }
-    if (scheme == std::string::npos) return;
-    for (const char* known : {"http", "https", "socks4", "socks4a", "socks5", "socks5h"}) {
-        if (equalIgnoringCase(std::string_view(proxy).substr(0, scheme), known)) return;
-    }
-    throw refused("the proxy's URL has a scheme that is not supported");
 }
 
 bool isBlank(const std::string& text) { return text.find_first_not_of(" \t") == std::string::npos; }
@@ -166,11 +133,7 @@ void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
     setHeaders(exchange.headers);
     setTrust(exchange.settings.certificateFile);
     setCredentials(exchange.url);
-    if (proxy_ != exchange.settings.proxy) {
-        checkProxy(exchange.settings.proxy);
-        set(CURLOPT_PROXY, exchange.settings.proxy.c_str());
-        proxy_ = exchange.settings.proxy;
-    }
+    setProxy(exchange.settings.proxy);
     if (connectTimeout_ != exchange.settings.connectTimeout) {
         connectTimeout_ = exchange.settings.connectTimeout;
         // 0 would mean libcurl's own limit of five minutes.
@@ -269,6 +232,14 @@ void EasyHandle::setCredentials(const RequestUrl& url) {
     hasCredentials_ = url.hasCredentials();
     set(CURLOPT_USERNAME, hasCredentials_ ? url.user().c_str() : nullptr);
     set(CURLOPT_PASSWORD, hasCredentials_ ? url.password().c_str() : nullptr);
+}
+
+void EasyHandle::setProxy(const std::string& text) {
+    if (proxy_ == text) return;
+    const ProxyUrl proxy = ProxyUrl::parse(text);
+    set(CURLOPT_PROXY, proxy.text.c_str());
+    set(CURLOPT_PROXYUSERPWD, proxy.credentials ? proxy.credentials->c_str() : nullptr);
+    proxy_ = text;
 }
 
 void EasyHandle::forbidReuse() {

@@ -93,6 +93,7 @@ private:
     void setHeaders(const HeaderList& headers);
     void setTrust(const std::string& certificateFile);
     void setCredentials(const RequestUrl& url);
+    void setProxy(const std::string& text);
     template <typename Value>
     void set(CURLoption option, Value value);
 

@@ -5,32 +5,13 @@
 #include <utility>
 
 #include "failure.h"
+#include "url_part.h"
 
 namespace tavrin::httpclient_curl::detail {
 namespace {
 
 // Of a longer one nothing could be sent anyway, and libcurl would call it malformed.
 constexpr std::size_t MOST_BYTES = 1 << 20;
-
-// A part of the URL; empty if it has none.
-std::string part(CURLU* handle, CURLUPart which, unsigned flags = 0) {
-    char* text = nullptr;
-    const CURLUcode code = curl_url_get(handle, which, &text, flags);
-    if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-    if (code == CURLUE_URLDECODE)
-        throw refused("the user or password of the URL contains a control character");
-    if (code != CURLUE_OK) return {};
-    const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
-    return text;
-}
-
-bool has(CURLU* handle, CURLUPart which) {
-    char* text = nullptr;
-    const CURLUcode code = curl_url_get(handle, which, &text, 0);
-    if (code == CURLUE_OUT_OF_MEMORY) throw std::bad_alloc();
-    curl_free(text);
-    return code == CURLUE_OK;
-}
 
 // What splits a line or ends a text for libcurl never gets there, escaped or not by libcurl's
 // leave.
@@ -76,7 +57,7 @@ bool lacksHost(const std::string& text) {
 }
 
 bool isHttpScheme(CURLU* handle) {
-    const std::string scheme = part(handle, CURLUPART_SCHEME);
+    const std::string scheme = urlPart(handle, CURLUPART_SCHEME);
     return scheme == "http" || scheme == "https";
 }
 
@@ -84,13 +65,10 @@ bool isHttpScheme(CURLU* handle) {
 
 RequestUrl::RequestUrl(Handle handle) : handle_(std::move(handle)) {
     CURLU* url = handle_.get();
-    secure_ = part(url, CURLUPART_SCHEME) == "https";
-    hasCredentials_ = has(url, CURLUPART_USER) || has(url, CURLUPART_PASSWORD);
-    if (hasCredentials_) {
-        curl_url_set(url, CURLUPART_USER, nullptr, 0);
-        curl_url_set(url, CURLUPART_PASSWORD, nullptr, 0);
-    }
-    host_ = part(url, CURLUPART_HOST) + ":" + part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    secure_ = urlPart(url, CURLUPART_SCHEME) == "https";
+    hasCredentials_ = detail::hasCredentials(url);
+    if (hasCredentials_) removeCredentials(url);
+    host_ = urlPart(url, CURLUPART_HOST) + ":" + urlPart(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
     for (char& c : host_) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
@@ -109,8 +87,8 @@ RequestUrl RequestUrl::parse(const std::string& text) {
         throw refused(std::string("the URL is malformed: ") + curl_url_strerror(code));
     if (!isHttpScheme(handle.get())) throw refused("the URL has neither the scheme http nor https");
     if (lacksHost(text)) throw refused("the URL names no host");
-    std::string user = part(handle.get(), CURLUPART_USER, CURLU_URLDECODE);
-    std::string password = part(handle.get(), CURLUPART_PASSWORD, CURLU_URLDECODE);
+    std::string user = urlPart(handle.get(), CURLUPART_USER, CURLU_URLDECODE);
+    std::string password = urlPart(handle.get(), CURLUPART_PASSWORD, CURLU_URLDECODE);
     RequestUrl url(std::move(handle));
     url.user_ = std::move(user);
     url.password_ = std::move(password);
@@ -145,10 +123,10 @@ RequestUrl RequestUrl::resolve(const std::string& location) const {
     return target;
 }
 
-std::string RequestUrl::text() const { return part(handle_.get(), CURLUPART_URL); }
+std::string RequestUrl::text() const { return urlPart(handle_.get(), CURLUPART_URL); }
 
 std::string RequestUrl::resource() const {
-    return (secure_ ? "https://" : "http://") + host_ + part(handle_.get(), CURLUPART_PATH);
+    return (secure_ ? "https://" : "http://") + host_ + urlPart(handle_.get(), CURLUPART_PATH);
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -303,6 +303,29 @@ TEST_P(Settings, ProxyAppliesToTheRequestThatNamesIt) {
     EXPECT_EQ(server.requests().size(), 1u);
 }
 
+TEST_P(Settings, ProxyGetsTheCredentialsOfItsUrlDecodedOnceAndNoOthers) {
+    FaultServer proxy;
+    CurlHttpClient client;
+    const std::pair<const char*, std::optional<std::string>> known[] = {
+        {"m%65:p%2541@", "Basic bWU6cCU0MQ=="},  // me:p%41
+        {"", std::nullopt},
+        {"me@", "Basic bWU6"},   // me:
+        {":pw@", "Basic OnB3"},  // :pw
+        {"@", "Basic Og=="},     // :
+        {"", std::nullopt},
+    };
+    for (const auto& [credentials, sent] : known) {
+        SCOPED_TRACE(credentials);
+        for (const std::string scheme : {"", "http://"}) {
+            client.setClientConfiguration(once().withProxy(scheme + credentials + hostOf(proxy)));
+
+            send(client, get("http://example.invalid/"));
+
+            EXPECT_EQ(proxy.requests().back().header("Proxy-Authorization"), sent);
+        }
+    }
+}
+
 TEST_P(Settings, ProxySpeaksTlsWhereItsUrlSaysSo) {
     FaultServerOptions options;
     options.tls = httpclient_testing::TlsKind::GOOD;
