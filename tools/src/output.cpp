@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "failures.h"
+#include "interruption.h"
 
 namespace tavrin::http_tool {
 namespace {
@@ -82,6 +83,11 @@ void Output::check() const {
 
 std::int64_t Output::writeSome(const char* data, std::size_t size, std::int64_t position) const {
     while (true) {
+        // Whoever reads a pipe may have stopped; the program ends when it is told to all the same.
+        if (access_ == Access::AT_END && interruptingSignal() != 0) {
+            errno = EINTR;
+            return -1;
+        }
         const ssize_t written = access_ == Access::ANYWHERE
                                     ? pwrite(descriptor_, data, size, position)
                                     : ::write(descriptor_, data, size);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <iostream>
 
 #include "failures.h"
+#include "interruption.h"
 #include "support/temporary_directory.h"
 
 namespace tavrin::http_tool {
@@ -129,6 +131,30 @@ TEST(OutputToPipe, WaitsForAReaderThatIsSlow) {
     int status = -1;
     waitpid(reader, &status, 0);
     EXPECT_EQ(status, 0);
+}
+
+TEST(OutputToPipe, GivesUpAReaderThatTakesNothingWhenTheProgramIsToEnd) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        alarm(20);
+        watchForInterruption();
+        Output output(ends[1], Output::Access::AT_END, "a pipe");
+        const std::string data(1 << 20, 'x');
+        const bool written = output.write(data.data(), data.size(), 0);
+        _exit(!written && output.errorNumber() == EINTR ? 0 : 1);
+    }
+    const int capacity = fcntl(ends[0], F_GETPIPE_SZ);
+    for (int held = 0; held < capacity;) ASSERT_EQ(ioctl(ends[0], FIONREAD, &held), 0);
+
+    kill(writer, SIGTERM);
+
+    int status = -1;
+    waitpid(writer, &status, 0);
+    EXPECT_EQ(status, 0);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(OutputThatFails, KeepsTheReason) {
