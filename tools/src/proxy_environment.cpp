@@ -65,6 +65,15 @@ bool liesInDomain(const std::string& host, const std::string& domain) {
            host[host.size() - name.size() - 1] == '.';
 }
 
+// "example.com." is the same name as "example.com", and "[::1]" the same address as "::1".
+std::string simplified(std::string text) {
+    if (!text.empty() && text.back() == '.') text.pop_back();
+    text.erase(
+        std::remove_if(text.begin(), text.end(), [](char c) { return c == '[' || c == ']'; }),
+        text.end());
+    return text;
+}
+
 bool matches(const std::string& host, const std::string& entry) {
     if (entry == "*") return true;
     if (const std::string address = addressBytes(host); !address.empty()) {
@@ -84,11 +93,12 @@ Environment processEnvironment() {
 }
 
 bool isExempt(const std::string& host, const std::string& list) {
+    const std::string name = simplified(lowered(host));
     const std::string entries = lowered(list);
     std::size_t position = 0;
     while ((position = entries.find_first_not_of(", \t", position)) != std::string::npos) {
         const auto end = std::min(entries.find_first_of(", \t", position), entries.size());
-        if (matches(lowered(host), entries.substr(position, end - position))) return true;
+        if (matches(name, simplified(entries.substr(position, end - position)))) return true;
         position = end;
     }
     return false;

@@ -20,7 +20,8 @@ std::string proxyFor(const std::string& url, const Environment& environment);
 
 /// Whether `list`, separated by commas or blanks, exempts `host`: by "*", by its own name, by a
 /// domain that it lies in (with or without a dot in front), or by an address block such as
-/// 10.0.0.0/8 if the host is an IP address. Letter case doesn't matter.
+/// 10.0.0.0/8 if the host is an IP address. Letter case, a dot at the end and brackets around an
+/// address don't matter.
 bool isExempt(const std::string& host, const std::string& list);
 
 }  // namespace tavrin::http_tool

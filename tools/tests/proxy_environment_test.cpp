@@ -50,6 +50,21 @@ TEST(IsExempt, KnowsNamesAndDomains) {
     EXPECT_TRUE(isExempt("b", "a b,c"));
 }
 
+TEST(IsExempt, TakesTheDotAtTheEndOfANameForNoPartOfIt) {
+    EXPECT_TRUE(isExempt("example.com.", "example.com"));
+    EXPECT_TRUE(isExempt("www.example.com.", ".example.com"));
+    EXPECT_TRUE(isExempt("example.com", "example.com."));
+    EXPECT_TRUE(isExempt("127.0.0.1.", "127.0.0.1"));
+    EXPECT_FALSE(isExempt("example.com.", "."));
+}
+
+TEST(IsExempt, KnowsAnAddressInBrackets) {
+    EXPECT_TRUE(isExempt("::1", "[::1]"));
+    EXPECT_TRUE(isExempt("fe80::1", "a,[FE80::]/10"));
+    EXPECT_FALSE(isExempt("::1", "[::2]"));
+    EXPECT_FALSE(isExempt("::1", "["));
+}
+
 TEST(IsExempt, DoesNotTakeAPieceOfANameForADomain) {
     EXPECT_FALSE(isExempt("badexample.com", "example.com"));
     EXPECT_FALSE(isExempt("example.com", "www.example.com"));
