@@ -19,9 +19,9 @@ bool beginsWith(const std::string& text, const char* part) { return text.rfind(p
 // `cause` is what the transport says behind "Request to HOST failed: ", or the whole text.
 ExitCode codeForCause(const std::string& cause) {
     if (beginsWith(cause, "Request refused: ")) {
-        return contains(cause, "scheme") || contains(cause, "rotocol")
-                   ? ExitCode::UNSUPPORTED_PROTOCOL
-                   : ExitCode::BAD_URL;
+        if (contains(cause, "scheme")) return ExitCode::UNSUPPORTED_PROTOCOL;
+        // What else is refused are headers and bodies that contradict themselves.
+        return contains(cause, "URL") ? ExitCode::BAD_URL : ExitCode::USAGE;
     }
     if (beginsWith(cause, "name resolution: ")) return ExitCode::HOST_NOT_RESOLVED;
     if (beginsWith(cause, "connecting: ")) return ExitCode::NOT_CONNECTED;

@@ -68,6 +68,12 @@ TEST(ExitCodeFor, KnowsRequestsThatAreRefused) {
     EXPECT_EQ(codeOf(core::HttpRequestFailedException(
                   "Request refused: the URL has neither the scheme http nor https")),
               1);
+    EXPECT_EQ(codeOf(core::HttpRequestFailedException(
+                  "Request refused: the proxy's URL has a scheme that is not supported")),
+              1);
+    EXPECT_EQ(codeOf(core::HttpRequestFailedException(
+                  "Request refused: Content-Length announces a body that is not there")),
+              2);
 }
 
 TEST(TextOf, IsWhatTheExceptionSays) {
