@@ -14,9 +14,14 @@ constexpr auto REDRAW_INTERVAL = std::chrono::milliseconds(100);
 
 // A server's words must not steer the terminal.
 std::string printable(std::string text) {
-    for (char& c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte < 0x20 && c != '\t') || byte == 0x7F) c = '?';
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        // C1 too, as UTF-8 writes it.
+        if (i > 0 && text[i - 1] == '\xC2' && byte >= 0x80 && byte < 0xA0) {
+            text[i - 1] = text[i] = '?';
+        } else if ((byte < 0x20 && text[i] != '\t') || byte == 0x7F) {
+            text[i] = '?';
+        }
     }
     return text;
 }

@@ -92,8 +92,10 @@ TEST(ProgressDisplayOnATerminal, NeverDrawsMoreThanFitsOnTheScreen) {
 TEST(ProgressDisplayOnATerminal, LetsNobodyElseSteerIt) {
     const Screen screen;
     ProgressDisplay display(screen.descriptor(), Style::BARS);
-    display.message("a\x1b[2Jb\nc\x7f");
-    EXPECT_EQ(screen.taken(), "a?[2Jb?c?\n");
+    display.message(
+        "a\x1b[2Jb\nc\x7f\xC2\x9B"
+        "d\xC2\xA0");
+    EXPECT_EQ(screen.taken(), "a?[2Jb?c???d\xC2\xA0\n");
 
     display.update(display.add("l\x1b[2J"), 0, 0);
     EXPECT_THAT(screen.taken(), StartsWith("l?[2J "));
