@@ -125,7 +125,10 @@ private:
     }
 
     void declareOutput() {
-        each("-o,--output", [this](const std::string& file) { line_.outputs.push_back(file); });
+        each("-o,--output", [this](const std::string& file) {
+            // Where that is a file, it is written to as it stands, too, not replaced.
+            line_.outputs.push_back(file == "/dev/stdout" ? "-" : file);
+        });
         app_.add_flag("-O,--remote-name", line_.remoteName);
         app_.add_flag("-J,--remote-header-name", line_.remoteHeaderName);
         app_.add_option("--output-dir", line_.outputDirectory);

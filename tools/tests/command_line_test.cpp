@@ -67,6 +67,10 @@ TEST(CommandLineText, PairsOutputsWithUrlsInTheirOrder) {
     EXPECT_THAT(line.urls, ElementsAre("http://a/", "http://b/", "http://c"));
 }
 
+TEST(CommandLineText, KnowsStandardOutputByItsOtherName) {
+    EXPECT_THAT(parse({"-o", "/dev/stdout", "http://a/"}).outputs, ElementsAre("-"));
+}
+
 TEST(CommandLineText, ReadsSecondsWithAFraction) {
     const auto line =
         parse({"-m", "1.5", "--connect-timeout", "0", "--retry-delay", "0.001", "--retry-max-time",
