@@ -8,6 +8,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -79,7 +80,11 @@ int runAll(const CommandLine& line, const std::vector<Assignment>& assignments,
         line.parallel ? std::min(assignments.size(), static_cast<std::size_t>(line.parallelMax))
                       : 1;
     std::vector<std::thread> threads;
-    for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
+    try {
+        for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
+    } catch (const std::system_error&) {
+        // Where there can be no more threads, those that there are do the work.
+    }
     work();
     for (auto& thread : threads) thread.join();
     if (const int signal = interruptingSignal(); signal != 0) return 128 + signal;

@@ -514,6 +514,16 @@ TEST_F(Download, InParallelKeepsToTheMostAtATime) {
     EXPECT_EQ(directory_.listing(), "a b c d");
 }
 
+TEST_F(Download, InParallelGoesOnWithTheThreadsThatItCanHave) {
+    ProgramSetting setting;
+    setting.noThreads = true;
+    EXPECT_EQ(
+        run({"-Z", "-O", server_.url("/a"), server_.url("/b"), server_.url("/c")}, setting).code,
+        0);
+
+    EXPECT_EQ(directory_.listing(), "a b c");
+}
+
 TEST_F(Download, OfOthersGoesOnAfterAFailureWhoseCodeIsKept) {
     server_.setPlan("/a", "404");
     const auto outcome = run({"-f", "-o", "a", "-o", "b", server_.url("/a"), server_.url("/b")});

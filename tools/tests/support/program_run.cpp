@@ -90,6 +90,11 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const ProgramS
         if (setting.closedStreams) {
             for (const int each : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(each);
         }
+        if (setting.noThreads) {
+            // As large as this is a new thread's stack: more than there are addresses.
+            const rlimit limit{rlim_t{1} << 47, rlim_t{1} << 47};
+            setrlimit(RLIMIT_STACK, &limit);
+        }
         if (setting.largestFile >= 0) {
             const auto bytes = static_cast<rlim_t>(setting.largestFile);
             const rlimit limit{bytes, bytes};

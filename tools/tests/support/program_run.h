@@ -15,6 +15,7 @@ struct ProgramSetting {
     std::string input;                               ///< its standard input
     bool closedOutput = false;                       ///< nobody reads its standard output
     bool closedStreams = false;                      ///< it has no standard descriptors at all
+    bool noThreads = false;                          ///< it cannot start another thread
     long largestFile = -1;                           ///< bytes that a file may have; -1: no limit
 };
 
