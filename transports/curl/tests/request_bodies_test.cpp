@@ -5,6 +5,7 @@
 
 #include "httpclient_testing/sha256.h"
 #include "support.h"
+#include "support/child.h"
 #include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
@@ -135,9 +136,9 @@ TEST_P(RequestBodies, ShorterThanAnnouncedFailAndCloseTheConnection) {
     FaultServer server;
     const CurlHttpClient client(once());
     for (const std::string body : {"", "12345", "123456789"}) {
-        EXPECT_THAT(failureOfPost(server.url(), body, {{"Content-Length", "10"}}),
-                    HasSubstr("request body: it ended after " + std::to_string(body.size()) +
-                              " of 10 bytes"));
+        EXPECT_EQ(failureOfPost(server.url(), body, {{"Content-Length", "10"}}),
+                  "Request to " + hostOf(server) + " failed: request body: it ended after " +
+                      std::to_string(body.size()) + " of 10 bytes");
     }
     for (const auto& request : server.requests()) EXPECT_FALSE(request.bodyComplete);
 }
@@ -150,11 +151,12 @@ TEST_P(RequestBodies, LongerThanAnnouncedFailBeforeTheyAreComplete) {
         request.setRequestBody(std::make_unique<std::stringstream>(body));
         return failureOf([&] { send(client, std::move(request)); });
     };
-    EXPECT_THAT(post(std::string(20, 'p'), "10"),
-                HasSubstr("it is longer than its Content-Length of 10 bytes"));
-    EXPECT_THAT(post("x", "0"), HasSubstr("it is longer than its Content-Length of 0 bytes"));
-    EXPECT_THAT(post(std::string(300000, 'p'), "200000"),
-                HasSubstr("it is longer than its Content-Length"));
+    for (const auto& [size, length] : {std::pair{20, "10"}, {1, "0"}, {300000, "200000"}}) {
+        EXPECT_EQ(post(std::string(static_cast<std::size_t>(size), 'p'), length),
+                  "Request to " + hostOf(server) +
+                      " failed: request body: it is longer than its Content-Length of " + length +
+                      " bytes");
+    }
 
     send(client, get(server.url("/ok")));
 
@@ -584,6 +586,22 @@ TEST_P(MultipartBodies, HaveBoundariesThatNobodyGuesses) {
     }
     EXPECT_EQ(boundaries.size(), 20u);
     EXPECT_EQ(digits.size(), 16u);
+}
+
+// What one process could guess of its own boundaries, its twin could too.
+TEST_P(MultipartBodies, HaveOtherBoundariesInATwinOfTheProcess) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    FaultServer server;
+    for (int i = 0; i < 2; ++i) {
+        test::inChild([&] {
+            send(CurlHttpClient(once()),
+                 form(server.url(), MultipartBody().withPart(DataPart("text"))));
+            return 0;
+        });
+    }
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_NE(boundaryOf(requests[0]), boundaryOf(requests[1]));
 }
 
 TEST_P(MultipartBodies, QuoteNamesSafely) {

@@ -19,6 +19,11 @@
 #define WITH_SANITIZER 0
 #endif
 
+// AddressSanitizer's allocator does not hold its locks across fork(): the child of a process with
+// several threads may wait for one of them forever.
+#define SKIP_WHERE_NO_CHILD_IS_SAFE() \
+    if (WITH_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer's locks do not survive fork()"
+
 namespace tavrin::httpclient_curl::test {
 
 /// Exit status of a child process when it has ended; 200 and more for a signal.
