@@ -212,6 +212,29 @@ TEST_P(Robustness, SignalsDisturbNothing) {
     EXPECT_GT(AlarmStorm::alarms(), alarmsBefore);
 }
 
+TEST_P(Robustness, SignalsKeepTheApplicationsHandlers) {
+    FaultServer server;
+    const auto mine = [](int) {};
+    std::vector<bool> kept;
+    HttpRequest request = get(server.url());
+    request.setResponseStreamFactory([&](const auto&...) {
+        for (const int number : {SIGPIPE, SIGALRM}) {
+            struct sigaction now {};
+            sigaction(number, nullptr, &now);
+            kept.push_back(now.sa_handler == static_cast<void (*)(int)>(mine));
+        }
+        return std::make_unique<std::stringstream>();
+    });
+    const auto pipeBefore = signal(SIGPIPE, mine);
+    const auto alarmBefore = signal(SIGALRM, mine);
+
+    send(CurlHttpClient(once()), std::move(request));
+
+    signal(SIGPIPE, pipeBefore);
+    signal(SIGALRM, alarmBefore);
+    EXPECT_EQ(kept, std::vector<bool>({true, true}));
+}
+
 TEST_P(Robustness, ABrokenPipeKillsNobody) {
     SKIP_WHERE_NO_CHILD_IS_SAFE();
     FaultServerOptions options;
