@@ -32,6 +32,16 @@ std::string hostOf(const std::string& authority) {
     return host.substr(0, host.find(':'));
 }
 
+// Whether the authority was ended too early, by a "/" in a password: what seems to be a port is
+// none.
+bool endsInPassword(const std::string& authority) {
+    const auto colon = authority.rfind(':');
+    const auto bracket = authority.rfind(']');
+    if (authority.find('@') != std::string::npos || colon == std::string::npos) return false;
+    if (bracket != std::string::npos && colon < bracket) return false;
+    return authority.find_first_not_of("0123456789", colon + 1) != std::string::npos;
+}
+
 }  // namespace
 
 std::optional<UrlParts> splitUrl(const std::string& url) {
@@ -51,7 +61,9 @@ std::string withScheme(const std::string& url) { return authorityOf(url) ? url :
 std::string withoutCredentials(const std::string& url) {
     const auto authority = authorityOf(url);
     if (!authority) return url;
-    const auto at = url.substr(0, authority->end).rfind('@');
+    const bool tooEarly =
+        endsInPassword(url.substr(authority->begin, authority->end - authority->begin));
+    const auto at = url.substr(0, tooEarly ? url.size() : authority->end).rfind('@');
     if (at == std::string::npos || at < authority->begin) return url;
     return url.substr(0, authority->begin) + "***" + url.substr(at);
 }

@@ -36,6 +36,10 @@ TEST(WithoutCredentials, HidesUserAndPassword) {
     EXPECT_EQ(withoutCredentials("http://u:p@q@h"), "http://***@h");
     EXPECT_EQ(withoutCredentials("http://h/x@y?u:p@z"), "http://h/x@y?u:p@z");
     EXPECT_EQ(withoutCredentials("nonsense"), "nonsense");
+    EXPECT_EQ(withoutCredentials("http://u:p/q@h/x"), "http://***@h/x");
+    EXPECT_EQ(withoutCredentials("http://u:p?q#r@h/x"), "http://***@h/x");
+    EXPECT_EQ(withoutCredentials("http://h:80/@x"), "http://h:80/@x");
+    EXPECT_EQ(withoutCredentials("http://[::a]/@x"), "http://[::a]/@x");
 }
 
 }  // namespace
