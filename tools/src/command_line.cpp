@@ -191,6 +191,8 @@ private:
         app_.add_option("--noproxy", line_.noProxy);
         app_.add_option_function<std::string>("--cacert", [this](const std::string& file) {
             try {
+                // An empty path would stand for the system's certificates.
+                if (file.empty()) throw ReadFailure("the name of the certificate file is empty");
                 line_.certificateFile = pathOf(file);
             } catch (const ReadFailure& error) {
                 throw failure(ExitCode::CERTIFICATE_FILE, error);

@@ -274,6 +274,11 @@ TEST(CommandLineText, SaysWhichPathIsNotUtf8) {
               "77 tavrin-http: cannot read \"\xE4\": File path is not valid UTF-8.\n");
 }
 
+TEST(CommandLineText, TrustsNobodyByACertificateFileWithoutAName) {
+    EXPECT_EQ(answerTo({"--cacert", "", "http://a/"}),
+              "77 tavrin-http: the name of the certificate file is empty\n");
+}
+
 TEST(CommandLineText, AnswersHelpAndVersion) {
     EXPECT_EQ(answerTo({"--help"}), std::string("0 ") + helpText());
     EXPECT_EQ(answerTo({"--version"}), "0 tavrin-http 1.0.0\n");
