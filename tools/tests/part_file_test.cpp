@@ -201,6 +201,15 @@ TEST_F(PartFiles, DistrustEveryTruncationOfTheValidator) {
     }
 }
 
+TEST_F(PartFiles, DistrustAValidatorThatCannotBeSent) {
+    leave("01234");
+    std::string text = readFile(path() + ".part.validator");
+    text[text.find("v1")] = '\0';
+    writeFile(path() + ".part.validator", text);
+
+    EXPECT_EQ(held(), "none");
+}
+
 TEST_F(PartFiles, LongerThanTheResourceAreDistrusted) {
     leave("0123456789");
     EXPECT_EQ(held(), "10 of 10 \"v1\" digest");
