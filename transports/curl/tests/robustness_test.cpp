@@ -395,6 +395,22 @@ TEST(Concurrency, ARequestMadeInAHandlerByAClientAroundThisOneIsItsOwn) {
     EXPECT_FALSE(server.requests().at(1).header("Range"));
 }
 
+TEST(Concurrency, ARequestMadeInAHandlerBetweenClientsAroundThisOneIsItsOwn) {
+    FaultServer server;
+    const CurlHttpClient inner;
+    const Wrapper first(inner);
+    const Wrapper second(inner);
+    std::promise<std::future<HttpResponse>> made;
+    first.makeAsyncRequest(
+        get(server.url("/bytes/3000"), {{"Range", "bytes=0-99"}}),
+        [&](const HttpRequest&, const HttpResponse&, const std::exception_ptr&) {
+            made.set_value(second.makeAsyncRequest(get(server.url("/bytes/2000"))));
+        });
+    EXPECT_EQ(made.get_future().get().get().getResponseBodyString(),
+              server.content("/bytes/2000").all());
+    EXPECT_FALSE(server.requests().at(1).header("Range"));
+}
+
 TEST(Concurrency, ARequestMadeOnATransferThreadEndsWithTheClient) {
     FaultServer server;
     server.setPlan("/bytes/9", "mute");

@@ -173,7 +173,8 @@ public:
     void performRequest(httpclient_core::HttpRequest& request,
                         httpclient_core::HttpResponse& response) const override;
 
-    /// One attempt on the client's threads.
+    /// One attempt on the client's threads. Called from elsewhere than makeAsyncRequest() and its
+    /// retries, it stands for itself as well.
     /// @throws httpclient_core::HttpRequestCancelledException if the client is being destroyed;
     /// `completion` is not run then. Whatever else goes wrong is handed to `completion`.
     void performAsyncRequest(httpclient_core::HttpRequest request,
