@@ -223,8 +223,9 @@ void AsyncEngine::complete(AsyncJobPtr job) {
         (*logical->handler)(std::move(job->request), std::move(job->response),
                             std::move(job->error));
     } else {
-        // Nothing tells where the handler of another frame's request begins, and a request that this
-        // makes by a third frame may have the same number: each of its attempts stands for itself.
+        // Nothing tells where the handler of another frame's request begins, and a request that
+        // this makes by a third frame may have the same number: each of its attempts stands for
+        // itself.
         const bool ownFrame = logical->handler.has_value();
         const Completing completing(engine.get(), job->id, ownFrame ? logical : nullptr);
         try {
