@@ -269,7 +269,9 @@ void Download::deliverHere(const core::HttpResponse& response) {
                                    response.getHeaders())
                     : "",
         std::nullopt);
-    if (errorBody_) errorBody_->copyTo(*stream);
+    // A 304 has no body; what is there then is the one of an attempt before.
+    const bool hasBody = response.getResponseCode() != core::HttpResponseCode::NOT_MODIFIED;
+    if (errorBody_ && hasBody) errorBody_->copyTo(*stream);
 }
 
 bool Download::showsHead() const {

@@ -397,6 +397,17 @@ TEST_F(Download, LeavesAFileThatIsCurrentAsItIs) {
     EXPECT_THAT(run({"-i", server_.url()}).output, StartsWith("HTTP 304 Not Modified\r\n"));
 }
 
+TEST_F(Download, ShowsNoBodyOfAnEarlierAnswer) {
+    for (const std::string last : {"304", "404:b0"}) {
+        SCOPED_TRACE(last);
+        server_.setPlan("503:ar:b50," + last);
+
+        EXPECT_THAT(run({"-i", server_.url()}).output, ::testing::EndsWith("\r\n\r\n"));
+        server_.setPlan("503:ar:b50," + last);
+        EXPECT_EQ(run({server_.url()}).output, "");
+    }
+}
+
 TEST_F(Download, TakesNotModifiedForNoRest) {
     for (const std::string output : {"f", "-"}) {
         server_.setPlan("rst@1000,304");
