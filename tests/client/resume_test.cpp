@@ -18,6 +18,7 @@
 #include "httpclient_testing/scripted_http_client.h"
 #include "support/grouping_locale.h"
 #include "support/log_capture.h"
+#include "support/owning_stream.h"
 #include "support/road.h"
 #include "support/throws_exactly.h"
 
@@ -55,50 +56,35 @@ ScriptedAnswer brokenResumable(const std::string& body) {
     return broken(200, body).withHeader("Accept-Ranges", "bytes");
 }
 
-// A body stream that keeps only the number of bytes written to it, which starts at any number.
-class CountingStream : public std::iostream {
-public:
-    explicit CountingStream(std::int64_t start) : std::iostream(nullptr), buffer_(start) {
-        rdbuf(&buffer_);
+// The buffer of a body that keeps only the number of bytes written to it, which starts at any
+// number.
+struct CountingBuffer : std::streambuf {
+    explicit CountingBuffer(std::int64_t start) : count(start) {}
+
+    std::streamsize xsputn(const char*, std::streamsize length) override {
+        count += length;
+        return length;
+    }
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode) override {
+        return offset == 0 && from == std::ios::cur ? pos_type(count) : pos_type(-1);
+    }
+    int sync() override {
+        ++flushes;
+        return 0;
     }
 
-    int flushes() const { return buffer_.flushes; }
-
-private:
-    struct Buffer : std::streambuf {
-        explicit Buffer(std::int64_t start) : count(start) {}
-
-        std::streamsize xsputn(const char*, std::streamsize length) override {
-            count += length;
-            return length;
-        }
-        pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode) override {
-            return offset == 0 && from == std::ios::cur ? pos_type(count) : pos_type(-1);
-        }
-        int sync() override {
-            ++flushes;
-            return 0;
-        }
-
-        std::int64_t count;
-        int flushes = 0;
-    };
-
-    Buffer buffer_;
+    std::int64_t count;
+    int flushes = 0;
 };
 
-// A body stream that can tell no position, such as a pipe.
-class PipeStream : public std::iostream {
-public:
-    PipeStream() : std::iostream(nullptr) { rdbuf(&buffer_); }
+using CountingStream = test::OwningStream<std::iostream, CountingBuffer>;
 
-private:
-    struct Buffer : std::streambuf {
-        std::streamsize xsputn(const char*, std::streamsize length) override { return length; }
-    };
-
-    Buffer buffer_;
+// The buffer of a body that can tell no position, such as a pipe.
+struct PipeBuffer : std::streambuf {
+    std::streamsize xsputn(const char*, std::streamsize length) override { return length; }
 };
+
+using PipeStream = test::OwningStream<std::iostream, PipeBuffer>;
 
 // What both roads have in common: two or more attempts of one request, with or without resuming.
 class Retry : public testing::TestWithParam<Road> {
@@ -391,7 +377,7 @@ TEST_P(Resuming, KeepsTheStreamAndFlushesIt) {
     std::vector<int> flushes;
     const auto countFlushes = [&](HttpRequest&, HttpResponse& response) {
         auto& stream = dynamic_cast<CountingStream&>(response.getResponseBody());
-        flushes.push_back(stream.flushes());
+        flushes.push_back(stream.buffer().flushes);
     };
     client.expect({}, brokenResumable("12345").withAction(countFlushes))
         .expect({}, ScriptedAnswer(206).withAction(countFlushes));

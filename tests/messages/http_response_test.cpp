@@ -19,6 +19,7 @@
 #include "httpclient_core/messages.h"
 #include "support/entry_lines.h"
 #include "support/grouping_locale.h"
+#include "support/owning_stream.h"
 #include "support/throws_exactly.h"
 
 namespace tavrin::httpclient_core {
@@ -117,23 +118,15 @@ private:
 };
 
 // Can be written to but tells no position.
-class PositionlessStream : public std::iostream {
-public:
-    PositionlessStream() : std::iostream(nullptr) { rdbuf(&buffer_); }
-
-    std::string written() const { return buffer_.written; }
-
-private:
-    struct Buffer : std::streambuf {
-        int overflow(int character) override {
-            written += static_cast<char>(character);
-            return character;
-        }
-        std::string written;
-    };
-
-    Buffer buffer_;
+struct PositionlessBuffer : std::streambuf {
+    int overflow(int character) override {
+        written += static_cast<char>(character);
+        return character;
+    }
+    std::string written;
 };
+
+using PositionlessStream = test::OwningStream<std::iostream, PositionlessBuffer>;
 
 TEST(HttpResponse, SaysAtFirstThatNoRequestWasMade) {
     const HttpResponse response;
@@ -927,7 +920,7 @@ TEST(HttpResponseReset, LeavesAStreamAloneThatTellsNoPosition) {
     EXPECT_EQ(&response.getResponseBody(), &body);
     EXPECT_EQ(factoryCalls, 1);
     EXPECT_TRUE(body.good());
-    EXPECT_EQ(body.written(), "abc");
+    EXPECT_EQ(body.buffer().written, "abc");
 }
 
 TEST(HttpResponseReset, KeepsTheOldStreamIfThereIsNoNewOne) {

@@ -19,6 +19,7 @@
 #include "httpclient_testing/black_hole.h"
 #include "support.h"
 #include "support/calling_stream.h"
+#include "support/owning_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -254,16 +255,7 @@ private:
     bool told_ = false;
 };
 
-class TellingStream : public std::istream {
-public:
-    explicit TellingStream(std::function<void()> starts)
-        : std::istream(nullptr), body_(std::move(starts)) {
-        rdbuf(&body_);
-    }
-
-private:
-    TellingBody body_;
-};
+using TellingStream = httpclient_core::test::OwningStream<std::istream, TellingBody>;
 
 TEST(AsyncRequest, StartInOrderOnEachThread) {
     FaultServer server;

@@ -5,6 +5,7 @@
 
 #include "httpclient_testing/black_hole.h"
 #include "support.h"
+#include "support/owning_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -204,15 +205,7 @@ private:
     bool& flushed_;
 };
 
-class UnflushableStream : public std::iostream {
-public:
-    explicit UnflushableStream(bool& flushed) : std::iostream(nullptr), buffer_(flushed) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    Unflushable buffer_;
-};
+using UnflushableStream = httpclient_core::test::OwningStream<std::iostream, Unflushable>;
 
 TEST_P(FinalCounts, AreReportedAfterAFailureTooWhateverTheCallbackAnswers) {
     FaultServer server;

@@ -1,4 +1,5 @@
 #include "support.h"
+#include "support/owning_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -392,15 +393,7 @@ private:
     std::string text_;
 };
 
-class PipeStream : public std::istream {
-public:
-    explicit PipeStream(std::string text) : std::istream(nullptr), buffer_(std::move(text)) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    Pipe buffer_;
-};
+using PipeStream = httpclient_core::test::OwningStream<std::istream, Pipe>;
 
 TEST_P(Redirects, WithABodyThatCannotGoBackFail) {
     FaultServer server("307:/next,ok");

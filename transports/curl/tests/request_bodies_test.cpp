@@ -6,6 +6,7 @@
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/child.h"
+#include "support/owning_stream.h"
 #include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
@@ -190,16 +191,7 @@ private:
     std::string text_;
 };
 
-class ScriptedStream : public std::istream {
-public:
-    explicit ScriptedStream(std::function<std::string()> next)
-        : std::istream(nullptr), buffer_(std::move(next)) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    ScriptedBuffer buffer_;
-};
+using ScriptedStream = httpclient_core::test::OwningStream<std::istream, ScriptedBuffer>;
 
 struct Mine : std::runtime_error {
     using std::runtime_error::runtime_error;

@@ -9,6 +9,7 @@
 
 #include "httpclient_testing/black_hole.h"
 #include "support.h"
+#include "support/owning_stream.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -217,16 +218,7 @@ private:
     std::function<milliseconds()> pause_;
 };
 
-class SlowStream : public std::iostream {
-public:
-    explicit SlowStream(std::function<milliseconds()> pause)
-        : std::iostream(nullptr), buffer_(std::move(pause)) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    Slow buffer_;
-};
+using SlowStream = httpclient_core::test::OwningStream<std::iostream, Slow>;
 
 TEST_P(Settings, OwnSlownessIsNobodysIdleness) {
     FaultServer server;

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "support/owning_stream.h"
+
 namespace tavrin::httpclient_curl::test {
 
 // A body that calls whenever it is read from or written to.
@@ -29,15 +31,6 @@ private:
     std::function<void()> call_;
 };
 
-class CallingStream : public std::iostream {
-public:
-    CallingStream(const std::string& text, std::function<void()> call)
-        : std::iostream(nullptr), body_(text, std::move(call)) {
-        rdbuf(&body_);
-    }
-
-private:
-    CallingBody body_;
-};
+using CallingStream = httpclient_core::test::OwningStream<std::iostream, CallingBody>;
 
 }  // namespace tavrin::httpclient_curl::test

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "httpclient_core/messages.h"
+#include "support/owning_stream.h"
 
 namespace tavrin::httpclient_curl::test {
 
@@ -31,16 +32,7 @@ private:
     Written written_;
 };
 
-class InterruptedStream : public std::iostream {
-public:
-    explicit InterruptedStream(InterruptedBuffer::Written written)
-        : std::iostream(nullptr), buffer_(std::move(written)) {
-        rdbuf(&buffer_);
-    }
-
-private:
-    InterruptedBuffer buffer_;
-};
+using InterruptedStream = httpclient_core::test::OwningStream<std::iostream, InterruptedBuffer>;
 
 // A request during which `event` happens, `times` times, whenever a further MiB of the body has
 // arrived.
