@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 #include <vector>
@@ -34,6 +35,17 @@ File openedFile(const std::string& path) {
     File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
     if (!file) throw lastFailure(path);
     return file;
+}
+
+// The length of a form is told before it is sent, so that each of its files has to have one.
+void checkForForm(const std::string& path) {
+    std::error_code error;
+    // A pipe would be waited for, and its writer lose its reader.
+    if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
+        throw readFailure(path, "not a regular file");
+    }
+    openedFile(path);
+    pathOf(path);
 }
 
 std::string contentOf(const std::string& path) {
@@ -100,8 +112,7 @@ FormField formField(const std::string& argument) {
         field.isFile = true;
         field.value.erase(0, 1);
         // Better to hear of it now than in the middle of sending.
-        openedFile(field.value);
-        pathOf(field.value);
+        checkForForm(field.value);
     }
     return field;
 }

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "help_text.h"
 #include "support/temporary_directory.h"
@@ -261,6 +262,16 @@ TEST(CommandLineText, SaysWhichFileCannotBeRead) {
     EXPECT_EQ(answerTo({"-F", "x=@/no/file", "http://a/"}), expected);
     EXPECT_EQ(answerTo({"-d", "@/", "http://a/"}),
               "26 tavrin-http: cannot read \"/\": Is a directory\n");
+}
+
+TEST(CommandLineText, TakesOnlyRegularFilesIntoAForm) {
+    const TemporaryDirectory directory;
+    ASSERT_EQ(mkfifo(directory.file("pipe").c_str(), 0600), 0);
+
+    for (const std::string& path : {directory.file("pipe"), directory.file("")}) {
+        EXPECT_EQ(answerTo({"-F", "x=@" + path, "http://a/"}),
+                  "26 tavrin-http: cannot read \"" + path + "\": not a regular file\n");
+    }
 }
 
 TEST(CommandLineText, SaysWhichPathIsNotUtf8) {
