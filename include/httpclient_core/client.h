@@ -40,7 +40,8 @@ public:
     CompletionHandler& operator=(CompletionHandler&&) noexcept = default;
     ~CompletionHandler();
 
-    /// Runs the callable on the calling thread. What the callable throws goes no further.
+    /// Runs the callable on the calling thread. What the callable throws goes no further. Of calls
+    /// from several threads at once only one runs it.
     /// @throws std::future_error with std::future_errc::promise_already_satisfied at a second call,
     /// and with std::future_errc::no_state on a moved-from handler.
     void operator()(HttpRequest request, HttpResponse response, std::exception_ptr error);
@@ -126,7 +127,8 @@ public:
                                      std::uint64_t requestId, RetryTask completion) const = 0;
 
     /// Configuration of requests that carry none of their own. May be called from any thread;
-    /// requests under way keep the one that they started with.
+    /// requests under way keep the one that they started with. Linear in what is copied.
+    /// setClientConfiguration() @throws what configurationChanged() throws.
     ClientConfiguration getClientConfiguration() const;
     void setClientConfiguration(ClientConfiguration configuration);
 

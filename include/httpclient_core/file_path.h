@@ -21,7 +21,10 @@ public:
     FilePath(const std::string& utf8);
     FilePath(const char* utf8);
 
+    /// Whether the path is the empty one. Constant time.
     bool empty() const;
+
+    /// The text in either encoding.
     std::string toUtf8() const;
     std::u16string toUtf16() const;
 

@@ -14,7 +14,8 @@ namespace tavrin::httpclient_core {
 /// Form fields as a request body of the media type application/x-www-form-urlencoded.
 ///
 /// Hand stream() to HttpRequest::setRequestBody(), and contentType() and contentLength() to the
-/// request's headers. Immutable: one object may be used from several threads.
+/// request's headers. Immutable: one object may be used from several threads. Operations take
+/// constant time unless they say otherwise.
 class HTTPCLIENT_CORE_EXPORT FormUrlEncoded {
 public:
     /// Encodes the fields, in order, as name "=" value joined by "&". Only letters, digits and

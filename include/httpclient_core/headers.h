@@ -43,14 +43,14 @@ public:
     /// @throws std::out_of_range `name` + " not found." if there is none.
     std::string getHeaderValue(const std::string& name) const;
 
+    /// Whether there is a field of that name.
     bool hasHeader(const std::string& name) const;
 
     /// The first field of that name, or end().
     const_iterator find(const std::string& name) const;
 
-    bool empty() const;
-
     /// Number of fields; a repeated name counts each time.
+    bool empty() const;
     std::size_t size() const;
 
     /// Replaces the value of the first field of that name, which keeps its place; further fields of

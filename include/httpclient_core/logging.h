@@ -21,7 +21,7 @@ inline constexpr char WEBSOCKET_LOG_CHANNEL[] = "tavrin::httpclient_core::websoc
 
 /// Which severities a channel writes: a record is made only if the mask has its bit and the logging
 /// of the Boost.Log core is enabled. A mask is 0 until it is set, so the library is silent at
-/// first. Both functions may be called from any thread at any time.
+/// first. Both functions may be called from any thread at any time and take constant time.
 /// @throws std::out_of_range `channel` + " not found." for another name than the two above.
 HTTPCLIENT_CORE_EXPORT void setLogSeverityMask(const std::string& channel, std::uint32_t mask);
 HTTPCLIENT_CORE_EXPORT std::uint32_t getLogSeverityMask(const std::string& channel);

@@ -38,6 +38,7 @@ public:
     /// without a value; a ";" at the end is such a parameter, with an empty name.
     static ContentType parse(const std::string& text);
 
+    /// Both parts, as stored.
     std::string getType() const;
     NameValueCollection getParameters() const;
 
@@ -84,6 +85,7 @@ public:
     /// @throws std::runtime_error as ContentType::parse() does for the first bad element.
     static Accept parse(const std::string& text);
 
+    /// All media types, and their number, which is known in constant time.
     std::vector<ContentType> getTypes() const;
     std::size_t size() const;
 
@@ -98,6 +100,7 @@ public:
     const_iterator begin() const;
     const_iterator end() const;
 
+    /// True if the media types are equal, in order.
     bool operator==(const Accept& other) const;
     bool operator!=(const Accept& other) const { return !(*this == other); }
 

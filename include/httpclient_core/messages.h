@@ -36,10 +36,11 @@ enum class HttpMethod : std::int32_t {
     PATCH = 5,
 };
 
-/// Writes the method's name, such as "GET"; "UNKNOWN" for a number that names no method.
+/// Writes the method's name, such as "GET"; "UNKNOWN" for a number that names no method. Constant
+/// time.
 HTTPCLIENT_CORE_EXPORT std::ostream& operator<<(std::ostream& os, HttpMethod method);
 
-/// The method of exactly that name, upper case. May be called from any thread.
+/// The method of exactly that name, upper case. May be called from any thread. Constant time.
 /// @throws std::out_of_range "map::at" for any other text.
 HTTPCLIENT_CORE_EXPORT HttpMethod createHttpMethod(const std::string& name);
 
@@ -108,7 +109,8 @@ enum class HttpResponseCode : std::int32_t {
     NETWORK_AUTHENTICATION_REQUIRED = 511,
 };
 
-/// The code as plain decimal digits, "-" first if it is negative; no reason phrase.
+/// The code as plain decimal digits, "-" first if it is negative; no reason phrase. This one and
+/// those below may be called from any thread and take constant time.
 HTTPCLIENT_CORE_EXPORT std::string to_string(HttpResponseCode code);
 
 /// Writes the code as the stream writes an int.
@@ -134,7 +136,7 @@ HTTPCLIENT_CORE_EXPORT bool isServerError(const HttpResponse& response);
 /// of its name. A message belongs to one thread at a time; it may be read from several threads
 /// while none changes it. A failed operation leaves the message unchanged. A moved-from message has
 /// no headers, and every operation works on it. Header lookups take time logarithmic in the number
-/// of fields.
+/// of fields, and the typed getters and setters time linear in their value besides.
 class HTTPCLIENT_CORE_EXPORT HttpMessage {
 public:
     /// A message with these header fields.
@@ -169,6 +171,7 @@ public:
     /// throw it too, with the name of their field.
     std::string getHeaderValue(const std::string& name) const;
 
+    /// Whether there is a field of that name.
     bool hasHeader(const std::string& name) const;
 
     /// Content-Type (RFC 9110, 8.3). Text is stored unchecked.
@@ -210,14 +213,16 @@ private:
 using ResponseStreamFactory = std::function<std::unique_ptr<std::iostream>(
     HttpResponseCode, const std::string&, const HttpHeaders&)>;
 
-/// A factory that keeps every body in memory: each stream is a new, empty std::stringstream.
+/// A factory that keeps every body in memory: each stream is a new, empty std::stringstream. It may
+/// be asked for, and called, from several threads at once.
 HTTPCLIENT_CORE_EXPORT ResponseStreamFactory defaultResponseStreamFactory();
 
 /// Request message: method, URL, headers, body, and what is to happen while it is made.
 ///
 /// It owns its body stream and its configuration, so it moves but does not copy, and cannot be
 /// assigned to. It belongs to one thread at a time and takes no lock. A moved-from request has no
-/// headers, body, configuration or callbacks; every operation works on it.
+/// headers, body, configuration or callbacks; every operation works on it. Operations take constant
+/// time, or time linear in what they copy.
 class HTTPCLIENT_CORE_EXPORT HttpRequest : public HttpMessage {
 public:
     /// A request without query parameters, body, configuration and callbacks, whose response body
@@ -250,6 +255,7 @@ public:
     /// Transfer-Encoding. A null pointer leaves the request without a simple body.
     void setRequestBody(std::unique_ptr<std::istream> body);
 
+    /// Whether there is a simple body.
     bool hasSimpleBody() const;
 
     /// The same as hasSimpleBody(): multipart parts don't count.
@@ -346,7 +352,8 @@ private:
 /// The body is a stream, made by the request's response stream factory when it is first needed. It
 /// moves but does not copy. Making and resetting the body stream may happen on different threads;
 /// everything else belongs to one thread at a time. A moved-from response has no headers, no body
-/// stream, no factory and no callback; every operation works on it.
+/// stream, no factory and no callback; every operation works on it. Operations take constant time,
+/// or time linear in what they copy or read, and what stream, factory and callback take.
 class HTTPCLIENT_CORE_EXPORT HttpResponse : public HttpMessage {
 public:
     /// Code -1, reason "Request Not Made", no headers; bodies are kept in memory.

@@ -6,6 +6,7 @@
 namespace tavrin::httpclient_core {
 
 /// How far a transfer has come, in bytes. A transport may give 0 for a total that it doesn't know.
+/// A plain value.
 struct Progress {
     std::int64_t downloadTotal = 0;  ///< expected size of the response body
     std::int64_t downloadNow = 0;    ///< bytes of the response body received so far

@@ -22,6 +22,7 @@ public:
     using iterator = NameValueCollection::iterator;
     using const_iterator = NameValueCollection::const_iterator;
 
+    /// No parameters.
     QueryParameters() = default;
 
     /// The pairs of a collection, which are not examined: an empty key is kept.
@@ -49,6 +50,7 @@ public:
     /// Whether a parameter has the key, ASCII letter case aside.
     bool hasParameterKey(const std::string& key);
 
+    /// Number of parameters; a repeated key counts each time.
     std::size_t size();
     bool empty() const;
 
@@ -60,6 +62,7 @@ public:
     const_iterator cbegin() const;
     const_iterator cend() const;
 
+    /// What toStream() writes between parameters, and between key and value.
     std::string getEntrySep();     ///< "&"
     std::string getKeyValueSep();  ///< "="
 

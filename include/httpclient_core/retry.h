@@ -21,7 +21,7 @@ using RetryStrategy =
                        int totalAttempts, int consecutiveAttempts)>;
 
 /// Whether an attempt with that method and outcome may be repeated; the code is -1 if there was no
-/// response.
+/// response. Called where the strategy is, for different requests on several threads at once.
 using RetriablePredicate =
     std::function<bool(HttpMethod method, bool timedOut, HttpResponseCode code)>;
 
@@ -50,7 +50,9 @@ struct HTTPCLIENT_CORE_EXPORT DefaultRetry {
                     int consecutiveAttempts) const;
 };
 
-/// A DefaultRetry with these values, the hook empty. Back-offs saturate; none overflows.
+/// A DefaultRetry with these values, the hook empty. Back-offs saturate; none overflows. What this
+/// function and those below return may be called from several threads at once, if `isRetriable` may
+/// be; it answers in constant time, back-off aside.
 HTTPCLIENT_CORE_EXPORT RetryStrategy defaultRetryStrategy(int maxTotalAttempts,
                                                           std::int64_t backoffBaseMs,
                                                           std::chrono::seconds maxBackoff,

@@ -15,8 +15,10 @@ class HTTPCLIENT_CORE_EXPORT URL {
 public:
     /// The empty text.
     URL() = default;
+    /// The URL of that text.
     explicit URL(std::string text);
 
+    /// The text, whatever bytes it holds.
     std::string toAsciiString() const;
 
     /// True if the texts are equal byte for byte.
