@@ -20,6 +20,7 @@ public:
     BlackHole(const BlackHole&) = delete;
     BlackHole& operator=(const BlackHole&) = delete;
 
+    /// The port that was found.
     int port() const;
     /// "<scheme>://127.0.0.1:<port>/".
     std::string url(const std::string& scheme = "http") const;

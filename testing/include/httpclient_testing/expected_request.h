@@ -17,7 +17,9 @@ namespace tavrin::httpclient_testing {
 /// Each with…() adds a condition; none takes one back. What no condition speaks of may be anything:
 /// ExpectedRequest(HttpMethod::GET, url) is met by any GET of that URL, whatever its headers.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it; its conditions
+/// are then called from all of them. Operations take time linear in what they copy, compare or
+/// write.
 class HTTPCLIENT_TESTING_EXPORT ExpectedRequest {
 public:
     /// Any request at all.
@@ -26,6 +28,7 @@ public:
     /// That method and exactly that URL, query parameters included.
     ExpectedRequest(httpclient_core::HttpMethod method, std::string url);
 
+    /// Exactly that method; exactly that URL, query parameters included.
     ExpectedRequest& withMethod(httpclient_core::HttpMethod method);
     ExpectedRequest& withUrl(std::string url);
 

@@ -78,6 +78,7 @@ public:
 
     // --- Where it is ---
 
+    /// The port on which it listens.
     int port() const;
     /// "http://127.0.0.1:<port>" or "https://..." and `path`, which begins with a slash.
     std::string url(const std::string& path = "/") const;

@@ -6,7 +6,8 @@
 ///
 /// No text holds what Credentials knows for a credential; setCredentialNames() adds names. A
 /// NameValueCollection doesn't tell what its pairs are: of a set of cookies the values are blanked
-/// by the names alone.
+/// by the names alone. All of them take time linear in what they write, and read the value as any
+/// reader does.
 
 #include <iosfwd>
 

@@ -52,7 +52,7 @@ struct HTTPCLIENT_TESTING_EXPORT ReceivedRequest {
     std::size_t answerHeadSize = 0;
 
     /// The URL that was asked for: the target itself in absolute form, or of a CONNECT; else
-    /// scheme, the value of Host and the target. Without a Host, just the target.
+    /// scheme, the value of Host and the target. Without a Host, just the target. Linear.
     std::string url() const;
 
     /// The header lines as fields, in their order; lines without a colon are left out. Linear.
@@ -61,7 +61,7 @@ struct HTTPCLIENT_TESTING_EXPORT ReceivedRequest {
     /// The value of the first header line with this name, without the blanks around it; nothing if
     /// there is none. Names compare without regard to case. Linear in the number of header lines.
     std::optional<std::string> header(const std::string& name) const;
-    /// How many header lines have this name.
+    /// How many header lines have this name. Linear in the number of header lines.
     std::size_t countHeader(const std::string& name) const;
 };
 

@@ -24,7 +24,7 @@ namespace tavrin::httpclient_testing {
 /// is written here, a Content-Length neither.
 ///
 /// A plain value. One object may be read from several threads while none changes it; the action is
-/// then called from all of them.
+/// then called from all of them. Operations take time linear in what they copy or write.
 class HTTPCLIENT_TESTING_EXPORT ScriptedAnswer {
 public:
     /// A status, as a number or by name, and a reason phrase.

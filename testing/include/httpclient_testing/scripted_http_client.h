@@ -56,9 +56,12 @@ HTTPCLIENT_TESTING_EXPORT void setUnmetReporter(UnmetReporter reporter);
 /// and written as a transport would: a request's body stream is left at its end, with eofbit and
 /// failbit, and a response is written chunk by chunk.
 ///
-/// All operations may be called from several threads at once.
+/// All operations may be called from several threads at once. An attempt takes time linear in its
+/// request and its answer, with ANY order in the number of exchanges left too; what is counted or
+/// told takes time linear in the exchanges left and the attempts so far.
 class HTTPCLIENT_TESTING_EXPORT ScriptedHttpClient : public httpclient_core::HttpClient {
 public:
+    /// A client that expects nothing yet.
     explicit ScriptedHttpClient(Completion completion = Completion::ON_CALLING_THREAD);
 
     /// Completes what is pending with HttpRequestCancelledException, and ends the client's thread;
@@ -100,7 +103,8 @@ public:
     /// How many exchanges of the script are left to come, each counted as often as it is expected.
     std::size_t remaining() const;
 
-    /// @throws std::logic_error with problems(), if there are any. To be called at a test's end.
+    /// To be called at a test's end.
+    /// @throws std::logic_error with problems(), if there are any.
     void verify() const;
 
     /// How many asynchronous exchanges wait for their turn.
@@ -121,10 +125,14 @@ public:
     /// Calls completeNext() until nothing is pending, further attempts included.
     void completeAll();
 
+    /// One attempt, held against the script; an answer's delay is waited for on this thread.
+    /// @throws what the answer fails with, and std::logic_error for one that was not expected.
     void performRequest(httpclient_core::HttpRequest& request,
                         httpclient_core::HttpResponse& response) const override;
 
     /// The attempt is recorded, and held against the script, when it starts.
+    /// @throws the exception of ScriptedAnswer::refusal(), and, while the client is being
+    /// destroyed, HttpRequestCancelledException.
     void performAsyncRequest(httpclient_core::HttpRequest request,
                              httpclient_core::HttpResponse response, std::uint64_t requestId,
                              httpclient_core::RetryTask completion) const override;

@@ -71,9 +71,10 @@ namespace tavrin::httpclient_curl {
 /// must not change meanwhile. A request that carries both a simple and a
 /// multipart body is refused, and so is a HEAD request with a body. POST and PATCH are never sent
 /// twice unasked; other methods once more if a kept connection turns out to be dead before any byte
-/// of an answer came. A connection that lay idle for a minute, or for five seconds where POST or
-/// PATCH would take it, is not used again, nor is one of HTTP/1 on which anything came while it lay
-/// idle: that is no answer to the next request (RFC 9112, 6.3).
+/// of an answer came. So a POST may fail, too, that an HTTP/2 server has not looked at as it gives
+/// up the connection, which libcurl does not tell. A connection that lay idle for a minute, or for
+/// five seconds where POST or PATCH would take it, is not used again, nor is one of HTTP/1 on which
+/// anything came while it lay idle: that is no answer to the next request (RFC 9112, 6.3).
 ///
 /// **Redirects** with the codes 301, 302, 303, 307 and 308 are followed if followRedirects() says
 /// so: 303, and 301 and 302 after POST, with GET (HEAD stays HEAD), the others with method and
@@ -160,6 +161,8 @@ public:
     CurlHttpClient(httpclient_core::ClientConfiguration configuration, CurlOptions options);
     ~CurlHttpClient() override;
 
+    /// As the frame's: both throw what stands there, and HttpRequestCancelledException once the
+    /// client is being destroyed.
     httpclient_core::HttpResponse makeRequest(httpclient_core::HttpRequest request) const override;
     void makeAsyncRequest(httpclient_core::HttpRequest request,
                           httpclient_core::CompletionHandler handler) const override;

@@ -7,16 +7,17 @@
 
 namespace tavrin::httpclient_curl {
 
-/// Highest version of HTTP that a client may speak. HTTP/2 is spoken over TLS alone, where the
-/// server agrees to it; its responses have no reason phrase. Asynchronous requests that a thread
-/// carries at the same time then share a connection, as soon as it stands.
+/// Highest version of HTTP that a client may speak. HTTP/2 (RFC 9113) is spoken over TLS alone,
+/// where the server agrees to it; its responses have no reason phrase. Asynchronous requests that a
+/// thread carries at the same time then share a connection, as soon as it stands.
 enum class HttpVersion { HTTP_1_1, HTTP_2 };
 
 /// How a CurlHttpClient works, as far as ClientConfiguration has no place for it.
 ///
 /// Nothing is checked when it is set. The options of a client are fixed when it is made.
 ///
-/// A plain value. One object may be read from several threads while none changes it.
+/// A plain value. One object may be read from several threads while none changes it. Operations
+/// take constant time, or time linear in what they copy.
 class HTTPCLIENT_CURL_EXPORT CurlOptions {
 public:
     /// The defaults that are named below.
@@ -33,9 +34,10 @@ public:
     void setHighestHttpVersion(HttpVersion version);
     CurlOptions& withHighestHttpVersion(HttpVersion version);
 
-    /// Whether the client asks for compressed content and decodes it; false by default. A response
-    /// that was decoded has neither Content-Encoding nor Content-Length, and is never resumed. A
-    /// request with an Accept-Encoding field of its own gets what it asked for, as it comes.
+    /// Whether the client asks for compressed content and decodes it (RFC 9110, 8.4); false by
+    /// default. A response that was decoded has neither Content-Encoding nor Content-Length, and is
+    /// never resumed. A request with an Accept-Encoding field of its own gets what it asked for, as
+    /// it comes.
     bool decodeContent() const;
     void setDecodeContent(bool decodeContent);
     CurlOptions& withDecodeContent(bool decodeContent);
