@@ -85,6 +85,25 @@ TEST_P(AllocationFailures, OfAnUploadAreLoudOrHarmless) {
     });
 }
 
+TEST_P(AllocationFailures, LeaveNothingHalfSetForTheNextRequest) {
+    FaultServer server;
+    failEachInTurn([&] {
+        const CurlHttpClient client(once().withMaxThreads(1),
+                                    CurlOptions().withDecodeContent(true));
+        try {
+            send(client, get(server.url()));
+        } catch (const std::exception&) {
+        }
+        untilFailure = -1;
+
+        send(client, get(server.url("/next")));
+
+        const ReceivedRequest next = server.requests().back();
+        EXPECT_EQ(next.target, "/next");
+        EXPECT_TRUE(next.header("Accept-Encoding"));
+    });
+}
+
 TEST_P(AllocationFailures, LeadNoRequestPastItsProxy) {
     FaultServer proxy;
     FaultServer server;

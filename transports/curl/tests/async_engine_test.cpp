@@ -1,4 +1,5 @@
 #include <pthread.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <array>
@@ -99,6 +100,13 @@ public:
 private:
     pthread_attr_t before_;
 };
+
+// On the calling thread.
+bool noSignalArrives() {
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    return sigismember(&blocked, SIGPIPE) == 1 && sigismember(&blocked, SIGTERM) == 1;
+}
 
 // Of this process.
 std::ptrdiff_t threads() {
@@ -462,6 +470,25 @@ TEST(AsyncRequest, HandlersMayMakeRequestsAndWaitForThem) {
     EXPECT_EQ(got(future), 3);
 }
 
+TEST(AsyncRequest, HandlersAndStreamsRunWhereNoSignalArrives) {
+    FaultServer server;
+    std::atomic<bool> inStream{false};
+    std::promise<bool> inHandler;
+    const CurlHttpClient client(once());
+    HttpRequest request = get(server.url());
+    request.setResponseStreamFactory([&](const auto&...) {
+        inStream = noSignalArrives();
+        return std::make_unique<std::stringstream>();
+    });
+
+    client.makeAsyncRequest(std::move(request),
+                            [&](const auto&...) { inHandler.set_value(noSignalArrives()); });
+
+    auto future = inHandler.get_future();
+    EXPECT_TRUE(got(future));
+    EXPECT_TRUE(inStream);
+}
+
 TEST(AsyncRequest, HandlerThatThrowsDisturbsNobody) {
     FaultServer server;
     const CurlHttpClient client;
@@ -691,6 +718,39 @@ TEST_F(EndOfLife, HandlerThatAsksForMoreIsRefused) {
     client.reset();
 
     EXPECT_EQ(refused, 2);
+}
+
+TEST_F(EndOfLife, RunsHandlersWhereNoSignalArrives) {
+    const httpclient_testing::BlackHole nobody;
+    std::atomic<int> undisturbed{0};
+    {
+        const CurlHttpClient client(once().withMaxThreads(1).withMaxRequestsPerThread(1));
+        for (int i = 0; i < 5; ++i) {
+            client.makeAsyncRequest(get(nobody.url()), [&](const auto&...) {
+                if (noSignalArrives()) ++undisturbed;
+            });
+        }
+    }
+    EXPECT_EQ(undisturbed, 5);
+}
+
+TEST_F(EndOfLife, EndsWhatAHandlerAsksForWithoutGivingUp) {
+    FaultServer server;
+    server.setPlan("/mute", "mute");
+    std::string failure;
+    auto client = std::make_unique<CurlHttpClient>(once().withRetryStrategy(
+        [](const HttpRequest& request, const auto&, const auto&, int, int) {
+            return request.getURL().toAsciiString().back() == 'e';
+        }));
+    client->makeAsyncRequest(get(server.url()), [&, inner = client.get()](const auto&...) {
+        failure = failureOf<HttpRequestCancelledException>(
+            [&] { inner->makeRequest(get(server.url("/mute"))); });
+    });
+    server.waitForRequests(2);
+
+    client.reset();
+
+    EXPECT_EQ(failure, "Request cancelled");
 }
 
 TEST_F(EndOfLife, RunsManyQuickHandlersOnFewThreads) {

@@ -75,6 +75,23 @@ TEST_P(Robustness, AForkedChildThatDestroysAnIdleClientLeavesItsConnectionAlone)
     EXPECT_EQ(server.connectionsAccepted(), 1u);
 }
 
+TEST(AForkedChild, LeavesItsParentsConnectionAloneInASingleAttemptToo) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    FaultServer server;
+    const CurlHttpClient client(once());
+    client.makeRequest(get(server.url()));
+
+    const int length = inChild([&] {
+        HttpRequest request = get(server.url("/bytes/7"));
+        HttpResponse response(request);
+        client.performRequest(request, response);
+        return static_cast<int>(response.getContentLength());
+    });
+
+    EXPECT_EQ(length, 7);
+    EXPECT_EQ(server.connectionsAccepted(), 2u);
+}
+
 TEST(AForkedChild, CarriesOutNothingOfTheParentsAfterItConfiguredItsClient) {
     SKIP_WHERE_NO_CHILD_IS_SAFE();
     FaultServer server("stall@10");
