@@ -96,7 +96,7 @@ PartFile::PartFile(const std::string& target)
 }
 
 PartFile::~PartFile() {
-    if (!finished_) {
+    if (!finished_ && isOurs()) {
         struct stat status {};
         const bool empty = fstat(descriptor_, &status) != 0 || status.st_size == 0;
         // What an earlier run left is not ours to remove while nothing new took its place.
@@ -109,6 +109,9 @@ PartFile::~PartFile() {
     }
     close(descriptor_);
 }
+
+// Not once somebody removed it, to begin anew perhaps.
+bool PartFile::isOurs() const { return isSameFile(descriptor_, partPath()); }
 
 std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
     struct stat status {};
@@ -128,8 +131,8 @@ std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
     // The fingerprint is written last; a file that was cut off has none, or not the whole of it.
     if (fields.find("URL-SHA256") == fields.end() || validator == fields.end() ||
         fields.find("URL-SHA256")->second != fingerprint(url) || !length ||
-        !canBeSent(validator->second) || fstat(descriptor_, &status) != 0 || status.st_size == 0 ||
-        status.st_size > *length) {
+        !canBeSent(validator->second) || !isOurs() || fstat(descriptor_, &status) != 0 ||
+        status.st_size == 0 || status.st_size > *length) {
         return std::nullopt;
     }
     return Held{status.st_size, {validator->second, *length, digest}};
@@ -192,6 +195,10 @@ void PartFile::renameTo(const std::string& path, unsigned int flags) {
     // Some file systems report a full disk only now; and the name must not outlive a crash without
     // the bytes.
     if (fdatasync(descriptor_) != 0) throw writeFailure("write to " + inQuotes(partPath()), errno);
+    if (!isOurs()) {
+        throw WriteFailure("cannot rename " + inQuotes(partPath()) + " to " + inQuotes(path) +
+                           ": somebody else replaced or removed it");
+    }
     if (renameat2(AT_FDCWD, partPath().c_str(), AT_FDCWD, path.c_str(), flags) != 0) {
         throw writeFailure("rename " + inQuotes(partPath()) + " to " + inQuotes(path), errno);
     }

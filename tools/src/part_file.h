@@ -73,6 +73,7 @@ public:
     int descriptor() const { return descriptor_; }
 
 private:
+    bool isOurs() const;
     void cutOff(std::int64_t size);
     void renameTo(const std::string& path, unsigned int flags);
     std::string partPath() const { return target_ + PART_SUFFIX; }

@@ -250,6 +250,23 @@ TEST_F(PartFiles, WithAHeadCannotBeContinued) {
     EXPECT_FALSE(part.held(URL).has_value());
 }
 
+TEST_F(PartFiles, ThatSomebodyReplacedAreLeftToThem) {
+    {
+        PartFile part(path());
+        *part.begin(URL, "", version()) << "0123456789";
+        std::filesystem::remove(path() + ".part");
+        writeFile(path() + ".part", "another");
+
+        EXPECT_THAT(
+            [&] { part.finish(); },
+            ThrowsMessage<WriteFailure>("cannot rename \"" + path() + ".part\" to \"" + path() +
+                                        "\": somebody else replaced or removed it"));
+        EXPECT_FALSE(part.held(URL));
+    }
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+    EXPECT_EQ(readFile(path() + ".part"), "another");
+}
+
 TEST_F(PartFiles, AreWrittenByOneAtATime) {
     const PartFile first(path());
 
