@@ -34,11 +34,13 @@
 #include "httpclient_testing/served_content.h"
 #include "httpclient_testing/sha256.h"
 #include "httpclient_testing/test_certificates.h"
+#include "support/fault_chooser.h"
 #include "support/temporary_directory.h"
 
 namespace {
 
 using namespace tavrin::httpclient_core;
+using tavrin::httpclient_core::test::FaultChooser;
 using tavrin::httpclient_core::test::TemporaryDirectory;
 using tavrin::httpclient_curl::CurlHttpClient;
 using tavrin::httpclient_testing::FaultPlan;
@@ -177,135 +179,21 @@ private:
 
 // --- What is chosen at random ---
 
-class Chooser {
+class Chooser : public FaultChooser {
 public:
-    explicit Chooser(std::uint64_t seed) : random_(seed) {}
-
-    std::uint64_t below(std::uint64_t limit) { return random_() % limit; }
-    bool oneIn(std::uint64_t count) { return below(count) == 0; }
+    using FaultChooser::FaultChooser;
 
     std::uint64_t size(std::uint64_t usual) {
         return oneIn(50) ? below(40 * usual) : oneIn(50) ? 0 : 1 + below(usual);
     }
 
-    // One step that goes wrong while `size` bytes are downloaded. Where bytes that an earlier
-    // answer left cannot be cut off, no answer is longer than the last one.
-    std::string downloadFault(std::uint64_t size, bool mayLeaveBytes) {
-        const std::uint64_t page = mayLeaveBytes ? below(9000) : below(size + 1);
-        const std::string body = ":b" + std::to_string(page);
-        switch (below(32)) {
-            case 0:
-                return "rst" + at(size);
-            case 1:
-                return "fin" + at(size);
-            case 2:
-                return "hrst" + at(300);
-            case 3:
-                return "hfin" + at(300);
-            case 4:
-                return "503:ar" + body;
-            case 5:
-                return "404:ar" + body;
-            case 6:
-                return "416" + body;
-            case 7:
-                return "noresp";
-            case 8:
-                return "noresp:rst";
-            case 9:
-                return "accept_rst";
-            case 10:
-                return "ignorerange+fin" + at(size);
-            case 11:
-                return "change+fin" + at(size);
-            case 12:
-                return "change:" + grown(mayLeaveBytes) + "+rst" + at(size);
-            case 13:
-                return "noar206+fin" + at(size);
-            case 14:
-                return "ifrangedrop+fin" + at(size);
-            case 15:
-                return "wrongrange:" + sign() + std::to_string(1 + below(4096));
-            case 16:
-                return "lietotal:" + sign() + std::to_string(1 + below(9));
-            case 17:
-                return "nocr";
-            case 18:
-                return "multirange";
-            case 19:
-                return "shortrange:" + std::to_string(1 + below(size + 1));
-            case 20:
-                return "tchunk" + at(size);
-            case 21:
-                return "badchunk" + at(size);
-            case 22:
-                return "weaketag+nolm+fin" + at(size);
-            case 23:
-                return "302:loop";
-            case 24:
-                return "change+ifrangeignore+fin" + at(size);
-            case 25:
-                return "interim:2+trailers+badchunk" + at(size);
-            case 26:
-                return "silentclose";
-            case 27:
-                return "recentlm+noetag+rst" + at(size);
-            case 28:
-                return oneIn(4) ? "refused:20" : "finnext";
-            case 29:
-                return oneIn(4) ? "stall" + at(size) : "clmore";
-            case 30:
-                return oneIn(4) ? "mute" : "garbage";
-            default:
-                return oneIn(4) ? "hstall" + at(200) : "rstnext";
-        }
+    std::string failingDownload(std::uint64_t size, bool mayLeaveBytes) {
+        return oneIn(32) ? downloadStall(size) : downloadFault(size, mayLeaveBytes);
     }
 
-    std::string uploadFault(std::uint64_t size) {
-        switch (below(16)) {
-            case 0:
-                return "urst" + at(size);
-            case 1:
-                return "ufin" + at(size);
-            case 2:
-                return "503";
-            case 3:
-                return "early" + at(size) + ":413";
-            case 4:
-                return "early" + at(size) + ":413:rst";
-            case 5:
-                return "rstnext";
-            case 6:
-                return "finnext";
-            case 7:
-                return "silentclose";
-            case 8:
-                return "noresp";
-            case 9:
-                return "noresp:rst";
-            case 10:
-                return "hfin" + at(100);
-            case 11:
-                return "hrst" + at(100);
-            case 12:
-                return "accept_rst";
-            case 13:
-                return "rst" + at(64);
-            case 14:
-                return oneIn(4) ? "ustall" + at(size) : "fin" + at(64);
-            default:
-                return "307:loop";
-        }
+    std::string failingUpload(std::uint64_t size) {
+        return oneIn(60) ? uploadStall(size) : uploadFault(size);
     }
-
-private:
-    std::string at(std::uint64_t size) { return "@" + std::to_string(below(size + 1)); }
-    std::string sign() { return oneIn(2) ? "+" : "-"; }
-    std::string grown(bool mayShrink) {
-        return (mayShrink ? sign() : "+") + std::to_string(1 + below(200));
-    }
-
-    std::mt19937_64 random_;
 };
 
 // --- The transfers ---
@@ -363,7 +251,7 @@ private:
         server.serve("/file", ServedContent{seed, size});
         std::string plan;
         for (std::uint64_t faults = chooser.below(6); faults > 0; --faults)
-            plan += chooser.downloadFault(size, !later) + ",";
+            plan += chooser.failingDownload(size, !later) + ",";
         server.setPlan(plan + "ok");
 
         HttpRequest request(HttpMethod::GET, URL(server.url("/file")), {});
@@ -396,7 +284,7 @@ private:
         const bool put = chooser.oneIn(2);
         std::string plan;
         for (std::uint64_t faults = chooser.below(4); faults > 0; --faults)
-            plan += chooser.uploadFault(content.size()) + ",";
+            plan += chooser.failingUpload(content.size()) + ",";
         server.setPlan(plan + "ok");
 
         HttpRequest request(put ? HttpMethod::PUT : HttpMethod::POST, URL(server.url("/upload")),
