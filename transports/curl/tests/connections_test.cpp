@@ -89,6 +89,20 @@ TEST_P(KeptConnections, CarryEveryRequestWithItsOwnFields) {
     EXPECT_EQ(server.connectionsAccepted(), 1U);
 }
 
+// A thread that has slept for long is not taken for one that is held up.
+TEST(KeptConnection, OfAThreadThatSleepsIsUsedThoughThereMayBeOthers) {
+    constexpr std::size_t REQUESTS = 20;
+    const FaultServer server;
+    const CurlHttpClient client(once().withMaxThreads(0));
+    for (std::size_t i = 0; i < REQUESTS; ++i) {
+        client.makeAsyncRequest(get(server.url())).get();
+        test::putClocksForward(std::chrono::seconds(1));
+    }
+
+    // It may not have fallen asleep yet when the clocks are put forward.
+    EXPECT_LT(server.connectionsAccepted(), REQUESTS / 2);
+}
+
 // Sockets of this process whose peer listens at the port, and how many of them a program that it
 // starts would inherit.
 std::pair<int, int> socketsTo(int port) {
