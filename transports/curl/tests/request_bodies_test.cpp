@@ -637,6 +637,30 @@ TEST_P(MultipartBodies, WithWhatCannotBeWrittenAreRefused) {
     EXPECT_EQ(server.connectionsAccepted(), 0u);
 }
 
+TEST_P(MultipartBodies, WithAFileThatMayNotBeReadAreRefused) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    FaultServer server;
+    const std::string path = file("unreadable", "text");
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    std::filesystem::permissions(directory_.path(), std::filesystem::perms::all);
+
+    const int code = test::inChild([&] {
+        constexpr uid_t NOBODY = 65534;
+        if (geteuid() == 0 && setuid(NOBODY) != 0) return 1;
+        const std::string failure = failureOf([&] {
+            send(CurlHttpClient(once()),
+                 form(server.url(), MultipartBody().withPart(FilePart(path))));
+        });
+        return failure == "Request to " + hostOf(server) + " failed: request body: file " + path +
+                              " cannot be opened"
+                   ? 0
+                   : 2;
+    });
+
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(server.connectionsAccepted(), 0u);
+}
+
 TEST_P(MultipartBodies, GoAgainWholeAfterAFailureAndARedirect) {
     FaultServer server("307:/there,urst@2000,503,ok");
     const std::string content(500000, 'm');

@@ -49,6 +49,17 @@ TEST_P(Settings, ConnectTimeoutLimitsTheConnection) {
     EXPECT_EQ(expectTimeout(client, get(hole.url()), milliseconds(200)), -1);
 }
 
+TEST_P(Settings, ConnectTimeoutIsThatOfTheRequestThoughTheOneBeforeHadAnother) {
+    BlackHole hole;
+    FaultServer server;
+    const CurlHttpClient client(once().withConnectTimeout(60000).withMaxThreads(1));
+    send(client, get(server.url()));
+    HttpRequest request = get(hole.url());
+    request.setClientConfiguration(once().withConnectTimeout(200));
+
+    EXPECT_THROW(send(client, std::move(request)), HttpRequestTimeoutException);
+}
+
 TEST_P(Settings, ConnectTimeoutCoversTls) {
     FaultServerOptions options;
     options.plan = "mute";
