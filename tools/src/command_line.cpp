@@ -114,6 +114,8 @@ private:
     }
 
     void declare() {
+        // So that an alias or a script can have its own, and its caller another.
+        app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
         app_.set_help_flag("-h,--help");
         app_.set_version_flag("-V,--version", "tavrin-http " TAVRIN_HTTP_VERSION);
         app_.add_option("url", line_.urls);

@@ -90,6 +90,27 @@ TEST(CommandLineText, TakesNoShortTimeForNoLimit) {
     EXPECT_EQ(parse({"-m", "0.0", "http://a/"}).maxTime, milliseconds(0));
 }
 
+TEST(CommandLineText, TakesTheLastOfARepeatedOption) {
+    const auto line = parse({"--retry",   "1",         "-m", "2",          "-XGET",
+                             "-u",        "a:b",       "-x", "p",          "--cacert",
+                             "c",         "-Y5",       "-A", "x",          "--output-dir=d",
+                             "http://a/", "http://b/", "-A", "y",          "--output-dir=e",
+                             "--retry=3", "-m4",       "-X", "PUT",        "-u",
+                             "c:d",       "-x",        "",   "--cacert=f", "-Y",
+                             "6"});
+
+    EXPECT_EQ(line.retries, 3);
+    EXPECT_EQ(line.maxTime, milliseconds(4000));
+    EXPECT_EQ(line.method, HttpMethod::PUT);
+    EXPECT_EQ(rendered(line.headers), "Authorization: Basic Yzpk\n");
+    EXPECT_EQ(line.proxy, "");
+    EXPECT_EQ(line.certificateFile.toUtf8(), "f");
+    EXPECT_EQ(line.speedLimit, 6);
+    EXPECT_EQ(line.userAgent, "y");
+    EXPECT_EQ(line.outputDirectory, "e");
+    EXPECT_THAT(line.urls, ElementsAre("http://a/", "http://b/"));
+}
+
 TEST(CommandLineText, JoinsFormDataInTheirOrder) {
     const auto line = parse({"-d", "a=1", "--data-urlencode", "b=x y", "--data-binary", "c\n", "-d",
                              "d\r\n", "http://a/"});
