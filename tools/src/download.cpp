@@ -160,12 +160,13 @@ std::optional<PartFile::Held> Download::heldForThis() const {
 
 bool Download::decide(const core::HttpRequest& request, const core::HttpResponse& response,
                       const std::exception_ptr& error, int totalAttempts, int consecutiveAttempts) {
+    const bool elsewhere = isFromElsewhere(response);
     // Nobody knows which of the bytes are wrong.
-    if (error && exitCodeFor(error) == ExitCode::CHECKSUM) target_->forget();
+    if (elsewhere || (error && exitCodeFor(error) == ExitCode::CHECKSUM)) target_->forget();
     if (target_->output().errorNumber() != 0 || interruptingSignal() != 0) return false;
     const auto code = response.getResponseCode();
     const bool stale =
-        isRangeFailure(error) || code == core::HttpResponseCode::RANGE_NOT_SATISFIABLE;
+        elsewhere || isRangeFailure(error) || code == core::HttpResponseCode::RANGE_NOT_SATISFIABLE;
     if (continued_ && stale) {
         target_->forget();
         nextIsOurs_ = true;
@@ -177,6 +178,19 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
     if (libraryGoesOn(response)) return true;
     retryPolicy_.startNewCount();
     nextIsOurs_ = true;
+    return false;
+}
+
+// A validator tells the versions of one resource apart, and a redirect may lead to another one. A
+// query often does no more than to sign the path for a while. Where the bytes of an earlier run
+// came from is not known.
+bool Download::isFromElsewhere(const core::HttpResponse& response) {
+    if (!core::isSuccess(response)) return false;
+    std::string url = response.getTransactionReport().effectiveURL().toAsciiString();
+    url = url.substr(0, url.find('?'));
+    const bool isRest = response.getResponseCode() == core::HttpResponseCode::PARTIAL_CONTENT;
+    if (continued_ && isRest && !source_.empty() && source_ != url) return true;
+    source_ = url;
     return false;
 }
 

@@ -46,6 +46,7 @@ private:
     bool decide(const httpclient_core::HttpRequest& request,
                 const httpclient_core::HttpResponse& response, const std::exception_ptr& error,
                 int totalAttempts, int consecutiveAttempts);
+    bool isFromElsewhere(const httpclient_core::HttpResponse& response);
     bool libraryGoesOn(const httpclient_core::HttpResponse& response) const;
     std::unique_ptr<std::iostream> bodyStream(httpclient_core::HttpResponseCode code,
                                               const std::string& reason,
@@ -75,6 +76,8 @@ private:
     // What the request under way goes on with, and from where.
     std::optional<PartFile::Held> continued_;
     std::int64_t offset_ = 0;
+    // Where that, or what came since, was found in the end.
+    std::string source_;
     // What the whole is to have, where an answer told it.
     std::optional<ExpectedChecksum> digest_;
     bool begun_ = false;

@@ -291,6 +291,33 @@ TEST_F(Download, StartsAnewWhenTheContentChanged) {
     EXPECT_EQ(file("f"), server_.content().all());
 }
 
+TEST_F(Download, NeverJoinsWhatARedirectTookFromTwoPlaces) {
+    server_.serve("/a", {1, 50000});
+    server_.serve("/b", {2, 50000});
+    const std::string sameTag = "noar+noetag+ifrangeignore+header:ETag=\"x\"";
+    for (const std::string between : {"", "503,"}) {
+        SCOPED_TRACE(between);
+        server_.setPlan("/r", std::string("302:/a,").append(between).append("302:/b"));
+        server_.setPlan("/a", sameTag + "+fin@1000");
+        server_.setPlan("/b", std::string(sameTag).append("+fin@1000,").append(sameTag));
+        const auto outcome = run({"-o", "f", server_.url("/r")});
+
+        EXPECT_EQ(outcome.code, 0) << outcome.errors;
+        EXPECT_EQ(checksumOfText("sha256", file("f")), server_.content("/b").sha256());
+    }
+}
+
+TEST_F(Download, GoesOnWhereARedirectLeadsToTheSamePathByAnotherQuery) {
+    server_.setPlan("/r", "302:/a?signed=1,302:/a?signed=2");
+    server_.setPlan("/a", "noar+fin@1000,noar");
+    const auto outcome = run({"-o", "f", server_.url("/r")});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(file("f"), server_.content("/a").all());
+    EXPECT_EQ(server_.requests().size(), 4U);
+    EXPECT_EQ(sent(3, "Range"), "bytes=1000-");
+}
+
 TEST_F(Download, OnStandardOutputNeverJoinsTwoVersions) {
     server_.setPlan("rst@1000,change,ok");
     const auto outcome = run({server_.url()});
