@@ -51,13 +51,12 @@ Attempt::Attempt(HttpRequest& request, HttpResponse& response, LogicalRequest& l
       logical_(logical),
       options_(options),
       settings_(*logical.settings),
-      progress_(logical.progress),
+      progress_(request.hasProgressCallback() ? request.getProgressCallback() : nullptr),
+      wantsReports_(progress_ != nullptr),
       method_(request.getHttpMethod()),
       head_({options.maxHeaderBytes(), options.maxHeaderCount()}),
       sink_(request, response, logical) {
-    if (++logical_.attempts == 1 && request.hasProgressCallback())
-        logical_.progress = request.getProgressCallback();
-    wantsReports_ = progress_ != nullptr;
+    ++logical_.attempts;
 }
 
 template <typename Step>
@@ -442,14 +441,13 @@ void Attempt::checkClosure() const {
 
 void Attempt::end() noexcept {
     if (failure_ == nullptr) return;
-    if (wantsReports_ && (sink_.written() > 0 || uploaded_ > 0)) {
-        try {
-            excused([this] { callProgressCallback(); });
-        } catch (...) {
-            // What the attempt has failed with came first.
-        }
-    }
     sink_.keepHeldBytes();
+    if (!wantsReports_ || (sink_.written() == 0 && uploaded_ == 0)) return;
+    try {
+        excused([this] { callProgressCallback(); });
+    } catch (...) {
+        // What the attempt has failed with came first.
+    }
 }
 
 void Attempt::fail(std::exception_ptr failure) noexcept {
@@ -459,9 +457,8 @@ void Attempt::fail(std::exception_ptr failure) noexcept {
 
 ProgressResult Attempt::callProgressCallback() const {
     Progress progress;
-    const HeldBytes& held = logical_.held;
-    progress.downloadTotal = resuming_ ? held.total : std::max<std::int64_t>(announced_, 0);
-    progress.downloadNow = (resuming_ ? held.count : 0) + sink_.written();
+    progress.downloadTotal = std::max<std::int64_t>(announced_, 0);
+    progress.downloadNow = sink_.written();
     progress.uploadTotal = body_ ? std::max<std::int64_t>(body_->length(), 0) : 0;
     progress.uploadNow = uploaded_;
     return progress_(progress);

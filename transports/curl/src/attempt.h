@@ -92,9 +92,9 @@ private:
     LogicalRequest& logical_;
     const CurlOptions& options_;
     const Settings& settings_;
-    const httpclient_core::ProgressCallback& progress_;
+    const httpclient_core::ProgressCallback progress_;
     // Not once it has ended the attempt itself, or the client's end has.
-    bool wantsReports_ = false;
+    bool wantsReports_;
 
     EasyHandle* easy_ = nullptr;
     WireClock* clock_ = nullptr;

@@ -56,10 +56,6 @@ struct LogicalRequest {
     // The attempts come from elsewhere than this client's frame.
     bool alone = false;
 
-    // The application's own callback; empty if it has none. The one that later attempts carry
-    // counts what the frame wishes to hold, and adds it up with what earlier ones held.
-    httpclient_core::ProgressCallback progress;
-
     std::optional<std::streampos> bodyStart;
     bool bodyTouched = false;
 

@@ -139,9 +139,9 @@ namespace tavrin::httpclient_curl {
 /// **Progress.** The callback is called at least ten times a second while an attempt is under way,
 /// and a last time with the final counts when it succeeds or fails with bytes of a body moved; then
 /// a failure stays what it is, whatever the callback answers or throws. After it has ended an
-/// attempt itself, and when the end of the client has, it is not called again. The counts are those
-/// of the whole body: an attempt that resumes goes on behind the bytes held, and one that begins
-/// anew begins at 0.
+/// attempt itself, and when the end of the client has, it is not called again. An attempt that the
+/// frame prepares for resuming has its download counts raised by what the stream held then, and
+/// those of successive ones add up.
 ///
 /// **Limits.** The progress callback is not called while a request waits in the queue, nor during a
 /// strategy's back-off; it cannot cancel there. Giving up a request whose host name is being looked
