@@ -116,14 +116,15 @@ TEST_P(Cancellation, OfOneRequestIsNoneOfAnotherWithACopyOfItsConfiguration) {
         EXPECT_THROW(send(client, std::move(request)), HttpRequestCancelledException);
     }
     asked = 0;
-    server.setPlan("503,503,ok");
+    // A server of its own: the other one may or may not have seen what was cancelled.
+    FaultServer another("503,503,ok");
 
-    HttpRequest request = get(server.url("/bytes/3"));
+    HttpRequest request = get(another.url("/bytes/3"));
     request.setClientConfiguration(copy);
     send(CurlHttpClient(), std::move(request));
 
     EXPECT_EQ(asked, 3);
-    EXPECT_EQ(server.requests().size(), 5u);
+    EXPECT_EQ(another.requests().size(), 3U);
 }
 
 TEST_P(Cancellation, ThrowingFromTheCallbackReachesTheCaller) {
