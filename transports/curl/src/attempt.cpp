@@ -313,6 +313,8 @@ void Attempt::deliver(std::int64_t length) {
         easy_->httpVersion() < CURL_HTTP_VERSION_2_0) {
         watchesClosure_ = watchTlsClosure(easy_->get(), &closureSeen_);
     }
+    decoder_ = decoded ? ContentDecoder::of(head_.allValues("Content-Encoding")) : nullptr;
+    if (decoder_ != nullptr) easy_->leaveContentCoded();
     const bool asGiven = redirects_ == 0 && !url_->hasCredentials();
     excused([&] {
         if (resuming_) {
@@ -338,19 +340,27 @@ bool Attempt::bytes(std::string_view piece) noexcept {
 }
 
 void Attempt::bodyBytes(std::string_view piece) {
-    const auto size = static_cast<std::int64_t>(piece.size());
     limits_.moved(piece.size());
     if (!delivering_) {
-        dropped_ += size;
+        dropped_ += static_cast<std::int64_t>(piece.size());
         return;
     }
+    if (decoder_ == nullptr) {
+        deliverBytes(piece);
+    } else if (!decoder_->decode(piece,
+                                 [this](std::string_view content) { deliverBytes(content); })) {
+        throw failed(url_->host(), "malformed response", "its coded content is damaged");
+    }
+}
+
+void Attempt::deliverBytes(std::string_view content) {
     if (decode_ && options_.maxDecodedBytes() > 0 &&
-        sink_.written() + size > options_.maxDecodedBytes()) {
+        sink_.written() + static_cast<std::int64_t>(content.size()) > options_.maxDecodedBytes()) {
         throw failed(url_->host(), "malformed response",
                      "its decoded body has more than maxDecodedBytes = " +
                          std::to_string(options_.maxDecodedBytes()) + " bytes");
     }
-    excused([&] { sink_.write(piece.data(), piece.size()); });
+    excused([&] { sink_.write(content.data(), content.size()); });
 }
 
 bool Attempt::exchangeEnded(CURLcode code) noexcept {
@@ -419,6 +429,7 @@ void Attempt::complete() {
     if (!delivering_) throw failed(url_->host(), "malformed response", "it has no head");
     checkClosure();
     checkLength();
+    checkCoding();
     excused([this] { sink_.finish(); });
     report(true);
 }
@@ -430,6 +441,11 @@ void Attempt::checkLength() const {
             url_->host(), "incomplete body",
             std::to_string(sink_.written()) + " of " + std::to_string(announced_) + " bytes came");
     }
+}
+
+void Attempt::checkCoding() const {
+    if (decoder_ != nullptr && !decoder_->isComplete())
+        throw failed(url_->host(), "incomplete body", "its coded content ends too early");
 }
 
 void Attempt::checkClosure() const {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "content_decoder.h"
 #include "easy_handle.h"
 #include "httpclient_core/messages.h"
 #include "httpclient_curl/curl_options.h"
@@ -77,11 +78,13 @@ private:
     void followRedirect();
     void headComplete();
     void bodyBytes(std::string_view piece);
+    void deliverBytes(std::string_view content);
     void judge();
     void deliver(std::int64_t length);
     void complete();
     void checkClosure() const;
     void checkLength() const;
+    void checkCoding() const;
     void end() noexcept;
     void report(bool last);
     httpclient_core::ProgressResult callProgressCallback() const;
@@ -119,6 +122,7 @@ private:
     std::int64_t dropped_ = 0;
     std::optional<std::string> location_;
     bool delivering_ = false;
+    std::unique_ptr<ContentDecoder> decoder_;  // null while libcurl decodes, or nobody
     bool watchesClosure_ = false;
     bool closureSeen_ = false;
     std::int64_t announced_ = -1;

@@ -154,6 +154,10 @@ void EasyHandle::prepare(const Exchange& exchange, ExchangeListener& listener) {
         reuseForbidden_ = false;
         set(CURLOPT_FORBID_REUSE, 0L);
     }
+    if (leftCoded_) {
+        leftCoded_ = false;
+        set(CURLOPT_HTTP_CONTENT_DECODING, 1L);
+    }
     halfSet_ = false;
 }
 
@@ -245,6 +249,11 @@ void EasyHandle::setProxy(const std::string& text) {
 void EasyHandle::forbidReuse() {
     reuseForbidden_ = true;
     set(CURLOPT_FORBID_REUSE, 1L);
+}
+
+void EasyHandle::leaveContentCoded() {
+    leftCoded_ = true;
+    set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
 }
 
 long EasyHandle::httpVersion() const { return numberInfo(get(), CURLINFO_HTTP_VERSION); }

@@ -69,6 +69,9 @@ public:
     // Of the exchange that was prepared last.
     const char* errorText() const { return error_; }
     void forbidReuse();
+    // Called when the head is complete: libcurl hands the content over as it comes, though it was
+    // told to decode.
+    void leaveContentCoded();
     long httpVersion() const;
     long bytesSent() const;
 
@@ -117,6 +120,7 @@ private:
     bool decode_ = false;
     bool hasCredentials_ = false;
     bool reuseForbidden_ = false;
+    bool leftCoded_ = false;
     long maxIdleSeconds_ = -1;
 };
 

@@ -116,7 +116,7 @@ namespace tavrin::httpclient_curl {
 /// | redirect | "Request to <host> failed: redirect: <reason>" | -1 |
 /// | connection lost | "Request to <host> failed: sending: <reason>" | code |
 /// | connection lost | "Request to <host> failed: receiving: <reason>" | code |
-/// | body cut off | "Request to <host> failed: incomplete body: <reason>" | code |
+/// | body cut off, or coded content that ends too early | "Request to <host> failed: incomplete body: <reason>" | code |
 /// | response malformed or beyond a limit | "Request to <host> failed: malformed response: <reason>" | code |
 /// | part that was not asked for | "Request to <host> failed: range: <reason>" | -1 |
 /// | parts that do not add up | "Request to <host> failed: range: <reason>" | code |

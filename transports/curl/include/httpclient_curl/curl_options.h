@@ -36,8 +36,9 @@ public:
 
     /// Whether the client asks for compressed content and decodes it (RFC 9110, 8.4); false by
     /// default. A response that was decoded has neither Content-Encoding nor Content-Length, and is
-    /// never resumed. A request with an Accept-Encoding field of its own gets what it asked for, as
-    /// it comes.
+    /// never resumed. Content of gzip or deflate that ends before its coding does is an error; that
+    /// of other codings, and of several at once, libcurl takes for whole. A request with an
+    /// Accept-Encoding field of its own gets what it asked for, as it comes.
     bool decodeContent() const;
     void setDecodeContent(bool decodeContent);
     CurlOptions& withDecodeContent(bool decodeContent);

@@ -99,7 +99,8 @@ http {
     if (setup == Setup::FAULTS) {
         // Small send buffers: what a restart cuts off is not on its way already.
         tuning = " sndbuf=64k";
-        file << "access_log access.log exchange;\n";
+        file << "access_log access.log exchange;\n"
+             << "add_header Content-Encoding $arg_coding;\n";
     } else {
         file << "access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;\n"
              << "client_max_body_size 0; lingering_time 1h;\n";

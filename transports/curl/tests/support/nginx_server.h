@@ -33,7 +33,7 @@ public:
     };
 
     /// What it is for: FAULTS sends small pieces and keeps a log of what it answered, SPEED
-    /// neither.
+    /// neither. FAULTS also calls a file coded as a query "?coding=..." says.
     enum class Setup { FAULTS, SPEED };
 
     /// Serves when the constructor returns.
