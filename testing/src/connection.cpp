@@ -38,7 +38,8 @@ bool sendsContinue(const RequestHead& request, const FaultStep& step) {
 }  // namespace
 
 Connection::Connection(FileDescriptor socket, ServerState& state, Place place, SSL_CTX* tls)
-    : open_(state, socket.number()),
+    : fault_(state.takeConnectionFault()),
+      open_(state, socket.number()),
       state_(state),
       stream_(std::move(socket), state.stopEvent().descriptor()),
       reader_(stream_),
@@ -49,7 +50,7 @@ Connection::~Connection() { state_.removeSocket(open_.number()); }
 
 void Connection::serve() {
     try {
-        performConnectionFault(state_.takeConnectionFault());
+        performConnectionFault(fault_);
         if (tls_) stream_.startTls(tls_);
         while (auto head = reader_.readHead()) {
             if (serveRequest(std::move(*head)) == Next::NOTHING) return;

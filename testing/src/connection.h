@@ -53,6 +53,9 @@ private:
     Next endOf(const Exchange& exchange);
     [[noreturn]] void closeSilently();
 
+    // Taken before the connection is counted: who has waited for it knows that the next one meets
+    // the next step.
+    const ConnectionFault fault_;
     // Destroyed last, so that no connection is counted as closed before its socket is.
     ServerState::OpenConnection open_;
     ServerState& state_;
