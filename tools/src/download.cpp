@@ -186,8 +186,8 @@ bool Download::decide(const core::HttpRequest& request, const core::HttpResponse
 // came from is not known.
 bool Download::isFromElsewhere(const core::HttpResponse& response) {
     if (!core::isSuccess(response)) return false;
-    std::string url = response.getTransactionReport().effectiveURL().toAsciiString();
-    url = url.substr(0, url.find('?'));
+    const std::string whole = response.getTransactionReport().effectiveURL().toAsciiString();
+    const std::string url = whole.substr(0, whole.find('?'));
     const bool isRest = response.getResponseCode() == core::HttpResponseCode::PARTIAL_CONTENT;
     if (continued_ && isRest && !source_.empty() && source_ != url) return true;
     source_ = url;
