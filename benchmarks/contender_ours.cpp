@@ -16,6 +16,7 @@ namespace {
 
 using namespace tavrin::httpclient_core;
 using tavrin::httpclient_curl::CurlHttpClient;
+using tavrin::httpclient_curl::CurlOptions;
 
 // Counts what is written and forgets it.
 class Sink : public std::iostream {
@@ -51,15 +52,20 @@ void expectWhole(const HttpResponse& response, const Task& task) {
     expect(response.getResponseBodyString().size() == task.bytes, "A response is short");
 }
 
+// Plain libcurl, unless it is told to, names no user agent; so neither do we where both are to do
+// the same work.
+CurlOptions options() { return CurlOptions().withUserAgent(""); }
+
 void sequential(const Task& task) {
-    const CurlHttpClient client;
+    const CurlHttpClient client(ClientConfiguration(), options());
     for (std::size_t i = 0; i < task.requests; ++i)
         expectWhole(client.makeRequest(get(task)), task);
 }
 
 void inFlight(std::size_t most, const Task& task) {
     const CurlHttpClient client(
-        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(static_cast<long>(most)));
+        ClientConfiguration().withMaxThreads(1).withMaxRequestsPerThread(static_cast<long>(most)),
+        options());
     std::deque<std::future<HttpResponse>> futures;
     const auto takeFirst = [&] {
         expectWhole(futures.front().get(), task);
