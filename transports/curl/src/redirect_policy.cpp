@@ -10,8 +10,10 @@ using httpclient_core::HttpMethod;
 namespace {
 
 bool isBodyHeader(std::string_view name) {
-    static constexpr std::array<std::string_view, 5> NAMES{
-        "Content-Encoding", "Content-Language", "Content-Location", "Content-Type", "Expect"};
+    static constexpr std::array<std::string_view, 11> NAMES{
+        "Content-Digest", "Content-Encoding", "Content-Language", "Content-Location",
+        "Content-MD5",    "Content-Range",    "Content-Type",     "Digest",
+        "Expect",         "Last-Modified",    "Repr-Digest"};
     return std::any_of(NAMES.begin(), NAMES.end(),
                        [&](auto known) { return equalIgnoringCase(name, known); });
 }

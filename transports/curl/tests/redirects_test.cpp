@@ -189,11 +189,17 @@ const HttpHeaders HARMLESS{{"Accept", "text/plain"},
                            {"Range", "bytes=0-"},
                            {"User-Agent", "redirected"}};
 
-const HttpHeaders ABOUT_THE_BODY{{"Content-Encoding", "identity"},
+const HttpHeaders ABOUT_THE_BODY{{"Content-Digest", "md5=:hBotaJqKa8FheoWwtNJXJw==:"},
+                                 {"Content-Encoding", "identity"},
                                  {"Content-Language", "de"},
                                  {"Content-Location", "/body"},
+                                 {"Content-MD5", "hBotaJqKa8FheoWwtNJXJw=="},
+                                 {"Content-Range", "bytes 0-3/4"},
                                  {"Content-Type", "text/css"},
-                                 {"Expect", "100-continue"}};
+                                 {"Digest", "md5=hBotaJqKa8FheoWwtNJXJw=="},
+                                 {"Expect", "100-continue"},
+                                 {"Last-Modified", "Sun, 06 Nov 1994 08:49:37 GMT"},
+                                 {"Repr-Digest", "md5=:hBotaJqKa8FheoWwtNJXJw==:"}};
 
 TEST_P(Redirects, TakeHarmlessFieldsAndThoseOfTheBodyElsewhere) {
     FaultServer other;
