@@ -47,14 +47,13 @@ bool mayResume(const HttpRequest& request, const HttpResponse& response,
 }
 
 bool fitsHeldBytes(const ResponseHead& head, const RequestUrl& url, const HeldBytes& held) {
-    const std::string* range = head.value("Content-Range");
     const std::string* validator = head.value(held.validatorIsEtag ? "ETag" : "Last-Modified");
     const std::string* type = head.value("Content-Type");
     const std::int64_t length = head.contentLength();
     const std::string total = std::to_string(held.total);
-    return head.code() == 206 && range != nullptr && validator != nullptr &&
-           *range == "bytes " + std::to_string(held.count) + "-" + std::to_string(held.total - 1) +
-                         "/" + total &&
+    return head.code() == 206 && validator != nullptr &&
+           head.allValues("Content-Range") == "bytes " + std::to_string(held.count) + "-" +
+                                                  std::to_string(held.total - 1) + "/" + total &&
            *validator == held.validator && url.resource() == held.resource && !head.isEncoded() &&
            (type == nullptr || !isMultipart(*type)) &&
            (length < 0 || head.isChunked() || length == held.total - held.count);

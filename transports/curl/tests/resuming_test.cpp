@@ -167,6 +167,16 @@ TEST_P(Resuming, TakesNoMultipartForTheRestWhateverItsRangeSays) {
     }
 }
 
+TEST_P(Resuming, TakesNoPartThatTellsTwoRanges) {
+    auto odd = httpclient_testing::FaultStep::parse("wrongrange:-1+clless:1");
+    odd.oddFirstLines = "Content-Range: bytes 40000-99999/100000\r\n";
+
+    expectRightWith(std::vector{httpclient_testing::FaultStep::parse("fin@40000"), odd,
+                                httpclient_testing::FaultStep::parse("ok")});
+
+    EXPECT_FALSE(rangeOf(2));
+}
+
 TEST_P(Resuming, AsksForNothingBehindTheLastByte) {
     expectRight("digest+fin@40000,change+keepetag,ok");
     EXPECT_FALSE(rangeOf(2));
