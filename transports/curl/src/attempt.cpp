@@ -122,7 +122,7 @@ void Attempt::planFirstExchange() {
     makeBody(framing);
     planRange();
     decode_ = options_.decodeContent() && findHeader(headers_, "Accept-Encoding") == nullptr &&
-              findHeader(headers_, "Range") == nullptr;
+              !logical_.ownRange;
 }
 
 // The frame puts its own wish in place of the application's Range, and leaves it there when it is
@@ -190,7 +190,7 @@ void Attempt::prepareExchange() {
     watchesClosure_ = closureSeen_ = false;
     limits_.start(settings_, *clock_);
     easy_->prepare({*url_, method_, body_ != nullptr, body_ ? body_->length() : 0, headers_,
-                    settings_, decode_},
+                    settings_, decode_ && !resuming_},
                    *this);
 }
 
@@ -306,15 +306,17 @@ bool Attempt::responseHasBody() const {
 
 // `length` is what the head announces of the body, -1 if nothing.
 void Attempt::deliver(std::int64_t length) {
-    const bool decoded = decode_ && head_.isEncoded();
+    const bool coded = decode_ && head_.isEncoded();
+    decoder_ = coded ? ContentDecoder::of(head_.allValues("Content-Encoding")) : nullptr;
+    if (decoder_ != nullptr) easy_->leaveContentCoded();
+    // Who asks for the rest of a body asks for no coding, but may get one; libcurl leaves it alone.
+    const bool decoded = decoder_ != nullptr || (coded && findHeader(headers_, "Range") == nullptr);
     decode_ = decoded;
     announced_ = decoded || !responseHasBody() ? -1 : length;
     if (url_->isSecure() && length < 0 && !head_.isChunked() && responseHasBody() &&
         easy_->httpVersion() < CURL_HTTP_VERSION_2_0) {
         watchesClosure_ = watchTlsClosure(easy_->get(), &closureSeen_);
     }
-    decoder_ = decoded ? ContentDecoder::of(head_.allValues("Content-Encoding")) : nullptr;
-    if (decoder_ != nullptr) easy_->leaveContentCoded();
     const bool asGiven = redirects_ == 0 && !url_->hasCredentials();
     excused([&] {
         if (resuming_) {

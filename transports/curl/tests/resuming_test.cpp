@@ -177,6 +177,19 @@ TEST_P(Resuming, TakesNoPartThatTellsTwoRanges) {
     EXPECT_FALSE(rangeOf(2));
 }
 
+// A request for the rest asks for no coding, nor does it say that none may be.
+TEST_P(Resuming, DecodesWhatComesCodedInPlaceOfTheRest) {
+    server_.setPlan("fin@40000,gzip+ignorerange");
+    const CurlHttpClient client(stubborn(2), CurlOptions().withDecodeContent(true));
+
+    const HttpResponse response = send(client, get(server_.url("/file")));
+
+    EXPECT_FALSE(response.hasHeader("Content-Encoding"));
+    EXPECT_TRUE(response.getResponseBodyString() == server_.content("/file").all());
+    EXPECT_EQ(rangeOf(1), "bytes=40000-");
+    EXPECT_EQ(server_.requests().size(), 2U);
+}
+
 TEST_P(Resuming, AsksForNothingBehindTheLastByte) {
     expectRight("digest+fin@40000,change+keepetag,ok");
     EXPECT_FALSE(rangeOf(2));

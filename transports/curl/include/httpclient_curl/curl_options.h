@@ -38,7 +38,7 @@ public:
     /// default. A response that was decoded has neither Content-Encoding nor Content-Length, and is
     /// never resumed. Content of gzip or deflate that ends before its coding does is an error; that
     /// of other codings, and of several at once, libcurl takes for whole. A request with an
-    /// Accept-Encoding field of its own gets what it asked for, as it comes.
+    /// Accept-Encoding or Range field of its own gets what it asked for, as it comes.
     bool decodeContent() const;
     void setDecodeContent(bool decodeContent);
     CurlOptions& withDecodeContent(bool decodeContent);
