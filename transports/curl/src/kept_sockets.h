@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <unordered_map>
+#include <vector>
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -13,11 +14,13 @@ public:
     // To be called when the exchange of `easy` has ended, before it is taken off its MultiHandle.
     void note(CURL* easy) noexcept;
 
-    // Whether bytes have come on the connection from this port that nobody has read.
+    // Whether bytes have come on a connection from this port that nobody has read. It may be taken
+    // for another one's, which costs a connection and nothing else.
     bool haveBytes(int localPort) const;
 
 private:
-    std::unordered_map<int, curl_socket_t> byLocalPort_;
+    // Each of those from one port leads to another server.
+    std::unordered_map<int, std::vector<curl_socket_t>> byLocalPort_;
 };
 
 }  // namespace tavrin::httpclient_curl::detail

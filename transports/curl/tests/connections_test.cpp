@@ -7,6 +7,7 @@
 #include "httpclient_testing/sha256.h"
 #include "support.h"
 #include "support/clocks_ahead.h"
+#include "support/local_port.h"
 
 namespace tavrin::httpclient_curl {
 namespace {
@@ -172,6 +173,60 @@ TEST_P(KeptConnections, DoNotIncludeThoseThatBringBytesUnasked) {
             EXPECT_EQ(server.connectionsAccepted(), 2U);
             EXPECT_EQ(server.requests().size(), 2U);
         }
+    }
+}
+
+// Two connections to different servers may come from the same port.
+TEST_P(KeptConnections, DoNotIncludeThoseThatBringBytesUnaskedBesideOthersFromTheSamePort) {
+    FaultServer server("clless:100+stall@900+silentclose,ok");
+    const FaultServer other;
+    const CurlHttpClient client(once().withMaxThreads(1));
+    {
+        const test::LocalPort port;
+        send(client, get(server.url("/bytes/1000")));
+        send(client, get(other.url("/bytes/1")));
+    }
+    server.waitForStalls(1);
+    server.release();
+    server.waitUntilIdle();
+
+    const HttpResponse response = send(client, withBody(HttpMethod::PUT, server.url(), "body"));
+
+    EXPECT_EQ(response.getResponseBodyString(), httpclient_testing::sha256Hex("body"));
+    EXPECT_EQ(server.connectionsAccepted(), 2U);
+}
+
+TEST_P(KeptConnections, AreUsedAgainOverTls) {
+    FaultServerOptions options;
+    options.tls = httpclient_testing::TlsKind::GOOD;
+    const FaultServer server(options);
+    const CurlHttpClient client(once().withCertificateFile(server.caFile()));
+
+    for (const HttpMethod method : {HttpMethod::PUT, HttpMethod::POST, HttpMethod::PUT})
+        send(client, withBody(method, server.url(), "body"));
+
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
+// A request that must not be sent twice is lost on a connection of which the server has taken
+// leave.
+TEST_P(KeptConnections, ThatTheServerHasClosedAreNotTried) {
+    for (const bool overTls : {false, true}) {
+        FaultServerOptions options;
+        options.plan = "silentclose,ok";
+        if (overTls) options.tls = httpclient_testing::TlsKind::GOOD;
+        FaultServer server(options);
+        ClientConfiguration configuration = once();
+        if (overTls) configuration.setCertificateFile(server.caFile());
+        const CurlHttpClient client(configuration);
+        send(client, get(server.url("/bytes/1")));
+        server.waitUntilIdle();
+
+        const HttpResponse response =
+            send(client, withBody(HttpMethod::POST, server.url(), "body"));
+
+        EXPECT_EQ(response.getResponseBodyString(), httpclient_testing::sha256Hex("body"));
+        EXPECT_EQ(server.requests().size(), 2U);
     }
 }
 
