@@ -28,6 +28,10 @@ std::string makeBoundary() {
     return boundary;
 }
 
+// Texts up to this size join their neighbour, so that a body of many parts goes out in few pieces.
+// A larger one would be copied for it.
+constexpr std::size_t MOST_JOINED_BYTES = 65536;
+
 // What would end the quoted text, or the line, is escaped the way browsers do it.
 std::string quoted(const std::string& text) {
     std::string result = "\"";
@@ -96,9 +100,9 @@ void MultipartSource::addHead(const PartHeader& header, const std::string* fileN
 
 void MultipartSource::add(std::string text) {
     length_ += static_cast<std::int64_t>(text.size());
-    if (!segments_.empty() && text.size() < 1024) {
-        // Small texts join their neighbour, so that a body of many parts goes out in few pieces.
-        if (auto* last = std::get_if<std::string>(&segments_.back())) {
+    if (!segments_.empty()) {
+        auto* last = std::get_if<std::string>(&segments_.back());
+        if (last != nullptr && last->size() + text.size() <= MOST_JOINED_BYTES) {
             *last += text;
             return;
         }

@@ -128,6 +128,22 @@ TEST_P(Memory, IsSmallHoweverLargeAFileThatIsSentIs) {
     EXPECT_LT(ResidentPeak::kibibytes(), MOST_KIBIBYTES);
 }
 
+// The frame's copies cannot be helped: the request's own, which is not counted, and three more.
+TEST_P(Memory, HoldsThePartsOfAFormNoMoreOftenThanItMust) {
+    SKIP_WHERE_MEMORY_TELLS_NOTHING();
+    constexpr std::size_t SIZE = 40 << 20;
+    HttpRequest form(HttpMethod::POST, URL(server_.url()), {});
+    form.setMultipartBody(httpclient_core::MultipartBody().withPart(
+        httpclient_core::DataPart(std::string(SIZE, 'x'))));
+    const CurlHttpClient client(once());
+    ResidentPeak::begin();
+    const std::int64_t before = ResidentPeak::kibibytes();
+
+    EXPECT_TRUE(httpclient_core::isSuccess(send(client, std::move(form))));
+
+    EXPECT_LT(ResidentPeak::kibibytes() - before, static_cast<std::int64_t>(SIZE / 1024 * 7 / 2));
+}
+
 std::size_t allocatedBytes() {
     malloc_trim(0);
     const struct mallinfo2 heap = mallinfo2();
