@@ -116,5 +116,57 @@ TEST_P(ContentCodings, ThatAreDamagedFail) {
     expectFailure(coded(text_, RAW) + "more", "deflate", damaged);
 }
 
+TEST_P(ContentCodings, OfAnswersWithoutABodyAreNoMatter) {
+    FaultServer server(
+        "header:Content-Encoding=gzip,204+header:Content-Encoding=gzip,"
+        "304+header:Content-Encoding=gzip,header:Content-Encoding=deflate+header:Content-Encoding="
+        "br");
+    const CurlHttpClient client(once(), CurlOptions().withDecodeContent(true));
+    const HttpMethod methods[] = {HttpMethod::HEAD, HttpMethod::GET, HttpMethod::GET,
+                                  HttpMethod::HEAD};
+    std::string codes;
+    for (const HttpMethod method : methods) {
+        const HttpResponse response = send(client, HttpRequest(method, URL(server.url()), {}));
+        EXPECT_EQ(response.getResponseBodyString(), "");
+        codes += std::to_string(static_cast<int>(response.getResponseCode())) + " ";
+    }
+    EXPECT_EQ(codes, "200 204 304 200 ");
+    EXPECT_EQ(server.connectionsAccepted(), 1U);
+}
+
+TEST_P(ContentCodings, OfRedirectsAreNoMatter) {
+    FaultServer server("302:/bytes/9+header:Content-Encoding=gzip,gzip");
+    const CurlHttpClient client(once(), CurlOptions().withDecodeContent(true));
+
+    EXPECT_EQ(send(client, get(server.url())).getResponseBodyString(),
+              server.content("/bytes/9").all());
+}
+
+TEST_P(ContentCodings, LeaveTheLengthUnknownAndProgressCountsWhatTheyAreDecodedTo) {
+    FaultServer server("gzip");
+    HttpRequest request = get(server.url("/bytes/1000"));
+    std::pair<std::int64_t, std::int64_t> last;
+    request.setProgressCallback([&](const Progress& progress) {
+        last = {progress.downloadNow, progress.downloadTotal};
+        return ProgressResult::CONTINUE;
+    });
+
+    send(CurlHttpClient(once(), CurlOptions().withDecodeContent(true)), std::move(request));
+
+    EXPECT_EQ(last, std::pair(std::int64_t{1000}, std::int64_t{0}));
+}
+
+TEST_P(ContentCodings, AreLeftToTheResponseAsTheyAreWhereARangeIsTheApplicationsOwn) {
+    FaultServer server("gzip");
+    const CurlHttpClient client(once(), CurlOptions().withDecodeContent(true));
+
+    const HttpResponse response =
+        send(client, get(server.url("/bytes/1000"), {{"Range", "bytes=0-9"}}));
+
+    EXPECT_EQ(response.getHeaderValue("Content-Encoding"), "gzip");
+    EXPECT_EQ(response.getResponseBodyString().size(), 10U);
+    EXPECT_FALSE(server.requests().at(0).header("Accept-Encoding"));
+}
+
 }  // namespace
 }  // namespace tavrin::httpclient_curl
