@@ -12,15 +12,19 @@ std::string lowered(std::string text) {
     return text;
 }
 
-// Where the authority of `url` begins and ends; nothing if it has none.
+// Where the authority of `url` begins and ends; nothing if it has none. A "://" behind what no
+// scheme consists of (RFC 3986, 3.1) belongs to another URL, in the query say.
 struct Authority {
     std::size_t begin;
     std::size_t end;
 };
 
 std::optional<Authority> authorityOf(const std::string& url) {
-    const auto separator = url.find("://");
-    if (separator == std::string::npos || separator == 0) return std::nullopt;
+    const auto separator =
+        url.find_first_not_of("+-.0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+    if (separator == 0 || separator == std::string::npos || url.compare(separator, 3, "://") != 0) {
+        return std::nullopt;
+    }
     const auto begin = separator + 3;
     return Authority{begin, std::min(url.find_first_of("/?#", begin), url.size())};
 }
@@ -35,10 +39,9 @@ std::string hostOf(const std::string& authority) {
 // Whether the authority was ended too early, by a "/" in a password: what seems to be a port is
 // none.
 bool endsInPassword(const std::string& authority) {
-    const auto colon = authority.rfind(':');
-    const auto bracket = authority.rfind(']');
+    const bool isAddress = !authority.empty() && authority.front() == '[';
+    const auto colon = authority.find(':', isAddress ? authority.find(']') : 0);
     if (authority.find('@') != std::string::npos || colon == std::string::npos) return false;
-    if (bracket != std::string::npos && colon < bracket) return false;
     return authority.find_first_not_of("0123456789", colon + 1) != std::string::npos;
 }
 

@@ -20,7 +20,8 @@ TEST(SplitUrl, TakesTheUrlApart) {
 }
 
 TEST(SplitUrl, RefusesWhatHasNoSchemeOrHost) {
-    for (const std::string url : {"", "host/path", "://host", "http:///x", "http://:80/", "/x"}) {
+    for (const std::string url :
+         {"", "host/path", "://host", "http:///x", "http://:80/", "/x", "host/?u=http://other/"}) {
         EXPECT_EQ(rendered(url), "none") << url;
     }
 }
@@ -29,6 +30,8 @@ TEST(WithScheme, AddsHttpWhereNoneIsNamed) {
     EXPECT_EQ(withScheme("example.com/x"), "http://example.com/x");
     EXPECT_EQ(withScheme("localhost:8080"), "http://localhost:8080");
     EXPECT_EQ(withScheme("ftp://x"), "ftp://x");
+    EXPECT_EQ(withScheme("svn+ssh://x"), "svn+ssh://x");
+    EXPECT_EQ(withScheme("h/?next=http://x/"), "http://h/?next=http://x/");
 }
 
 TEST(WithoutCredentials, HidesUserAndPassword) {
@@ -38,6 +41,8 @@ TEST(WithoutCredentials, HidesUserAndPassword) {
     EXPECT_EQ(withoutCredentials("nonsense"), "nonsense");
     EXPECT_EQ(withoutCredentials("http://u:p/q@h/x"), "http://***@h/x");
     EXPECT_EQ(withoutCredentials("http://u:p?q#r@h/x"), "http://***@h/x");
+    EXPECT_EQ(withoutCredentials("http://u:p://q@h/x"), "http://***@h/x");
+    EXPECT_EQ(withoutCredentials("http://u:p]/q@h/x"), "http://***@h/x");
     EXPECT_EQ(withoutCredentials("http://h:80/@x"), "http://h:80/@x");
     EXPECT_EQ(withoutCredentials("http://[::a]/@x"), "http://[::a]/@x");
 }
