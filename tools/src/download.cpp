@@ -247,11 +247,8 @@ core::ProgressResult Download::watch(const core::Progress& progress) {
 
 void Download::deliver(const core::HttpResponse& response) {
     const auto code = response.getResponseCode();
-    const int number = static_cast<int>(code);
-    if (line_.failOnHttpError && number >= 400) {
-        const std::string reason = response.getResponseCodeReason();
-        throw HttpErrorFailure("the server answered " + core::to_string(code) +
-                               (reason.empty() ? "" : " " + reason));
+    if (line_.failOnHttpError && static_cast<int>(code) >= 400) {
+        throw HttpErrorFailure(answerText(response));
     }
     if (line_.verbose) {
         const auto report = response.getTransactionReport();
@@ -262,8 +259,8 @@ void Download::deliver(const core::HttpResponse& response) {
     if (code == core::HttpResponseCode::NOT_MODIFIED && !showsHead()) {
         // A condition of the user's own did not hold: what there is already is what was asked for.
         if (!begun_ && !continued_) return;
-        throw core::HttpRequestFailedException(
-            "incomplete body: the server answered 304 in place of the rest");
+        throw core::HttpRequestFailedException("incomplete body: " + answerText(response) +
+                                               " in place of the rest");
     }
     if (core::isSuccess(code) && line_.method != core::HttpMethod::HEAD) {
         // An answer without a body leaves an empty file, not none.

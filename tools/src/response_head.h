@@ -12,4 +12,7 @@ namespace tavrin::http_tool {
 std::string responseHead(httpclient_core::HttpResponseCode code, const std::string& reason,
                          const httpclient_core::HttpHeaders& headers);
 
+/// "the server answered 200 OK", for people.
+std::string answerText(const httpclient_core::HttpResponse& response);
+
 }  // namespace tavrin::http_tool

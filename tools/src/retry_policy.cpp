@@ -11,6 +11,7 @@
 #include "exit_code.h"
 #include "failures.h"
 #include "http_date.h"
+#include "response_head.h"
 
 namespace tavrin::http_tool {
 
@@ -22,10 +23,7 @@ constexpr auto FIRST_DELAY = std::chrono::seconds(1);
 constexpr auto LONGEST_DELAY = std::chrono::seconds(120);
 
 std::string failureText(const core::HttpResponse& response, const std::exception_ptr& error) {
-    if (error) return textOf(error);
-    const std::string reason = response.getResponseCodeReason();
-    return "the server answered " + core::to_string(response.getResponseCode()) +
-           (reason.empty() ? "" : " " + reason);
+    return error ? textOf(error) : answerText(response);
 }
 
 // What Retry-After asks for, in either of its forms; 0 if it asks for nothing that can be read.
