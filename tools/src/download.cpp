@@ -256,12 +256,12 @@ void Download::deliver(const core::HttpResponse& response) {
             counted(report.redirectCount(), "redirect") + ", " +
             counted(retryPolicy_.attempts(), "attempt"));
     }
-    if (code == core::HttpResponseCode::NOT_MODIFIED && !showsHead()) {
-        // A condition of the user's own did not hold: what there is already is what was asked for.
-        if (!begun_ && !continued_) return;
+    if (!core::isSuccess(code) && (begun_ || continued_)) {
         throw core::HttpRequestFailedException("incomplete body: " + answerText(response) +
                                                " in place of the rest");
     }
+    // A condition of the user's own did not hold: what there is already is what was asked for.
+    if (code == core::HttpResponseCode::NOT_MODIFIED && !showsHead()) return;
     if (core::isSuccess(code) && line_.method != core::HttpMethod::HEAD) {
         // An answer without a body leaves an empty file, not none.
         response.getResponseBody();

@@ -121,6 +121,15 @@ TEST_F(Continue, KeepsWhatCameWhenItFailsAgain) {
     expectWhole();
 }
 
+TEST_F(Continue, TakesNoErrorPageForTheRest) {
+    breakAfter(1000);
+    server_.setPlan("503:b50");
+
+    EXPECT_EQ(goOn({"--retry", "0"}).code, 18);
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+    EXPECT_EQ(file("f.part").size(), 1000U);
+}
+
 TEST_F(Continue, JoinsNothingThatDoesNotFit) {
     for (const std::string fault :
          {"wrongrange:+1", "wrongrange:-1", "lietotal:+1", "nocr", "multirange", "shortrange:10",

@@ -454,6 +454,17 @@ TEST_F(Download, TakesNotModifiedForNoRest) {
     EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
 }
 
+TEST_F(Download, TakesNoErrorPageForTheRest) {
+    server_.setPlan("rst@1000,404:b50");
+    const auto outcome = run({"-o", "f", server_.url()});
+
+    EXPECT_EQ(outcome.code, 18);
+    EXPECT_THAT(outcome.errors, HasSubstr(": incomplete body: the server answered 404 Not Found in "
+                                          "place of the rest\n"));
+    EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+    EXPECT_EQ(file("f.part").size(), 1000U);
+}
+
 TEST_F(Download, TakesAnErrorForAFailureIfAskedTo) {
     server_.setPlan("404:b50");
     const auto outcome = run({"-f", "-o", "f", server_.url()});
