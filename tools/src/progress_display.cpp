@@ -45,7 +45,7 @@ void ProgressDisplay::update(std::size_t number, std::int64_t now, std::int64_t 
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto time = Clock::now();
     Line& line = lines_[number];
-    if (line.initial < 0) line.initial = now;
+    if (!line.initial) line.initial = now;
     if (time - line.drawn < REDRAW_INTERVAL) {
         // Kept for finish(), which shows the last state.
         line.progress.now = now;
@@ -72,7 +72,7 @@ void ProgressDisplay::finish(std::size_t number) {
     line.finished = true;
     line.progress.elapsed = std::chrono::duration_cast<std::chrono::seconds>(passed);
     // At the end the average says more than the last moments.
-    const auto received = std::max<std::int64_t>(line.progress.now - line.initial, 0);
+    const auto received = std::max<std::int64_t>(line.progress.now - line.initial.value_or(0), 0);
     line.progress.bytesPerSecond = static_cast<double>(received) / passed.count();
     const std::string last = progressLine(line.label, line.progress, size().columns) + "\n";
     if (style_ == Style::LINES) {

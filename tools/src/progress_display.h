@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,7 +46,7 @@ private:
         SpeedMeter speed;
         Clock::time_point start;
         Clock::time_point drawn;
-        std::int64_t initial = -1;  // bytes that were there before this run
+        std::optional<std::int64_t> initial;  // bytes that were there before this run
         int stepShown = -1;
         bool finished = false;
     };

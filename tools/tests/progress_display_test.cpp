@@ -101,6 +101,14 @@ TEST(ProgressDisplayOnATerminal, LetsNobodyElseSteerIt) {
     EXPECT_THAT(screen.taken(), StartsWith("l?[2J "));
 }
 
+TEST(ProgressDisplayOnATerminal, ShowsNoSpeedOfWhatNeverBegan) {
+    const Screen screen;
+    ProgressDisplay display(screen.descriptor(), Style::BARS);
+    display.finish(display.add("f"));
+
+    EXPECT_THAT(screen.taken(), MatchesRegex("f +0 B +0 B/s  0:00\n"));
+}
+
 TEST(ProgressDisplayElsewhere, WritesALineAtEveryTenth) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
