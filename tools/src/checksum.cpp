@@ -3,19 +3,18 @@
 #include <openssl/evp.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
 #include <vector>
 
+#include "lowered.h"
+
 namespace tavrin::http_tool {
 
 ExpectedChecksum ExpectedChecksum::parse(const std::string& text) {
-    std::string lower = text;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const std::string lower = lowered(text);
     const auto colon = lower.find(':');
     const std::string algorithm = lower.substr(0, colon);
     if (colon == std::string::npos || (algorithm != "sha256" && algorithm != "sha512")) {

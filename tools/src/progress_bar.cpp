@@ -5,14 +5,14 @@
 #include <cmath>
 #include <cstdio>
 
+#include "utf8.h"
+
 namespace tavrin::http_tool {
 namespace {
 
 constexpr std::size_t WIDEST_BAR = 40;
 constexpr std::size_t NARROWEST_BAR = 10;
 constexpr std::size_t WIDEST_LABEL = 32;
-
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 // Characters, which is what a terminal has columns for in nearly all texts.
 std::size_t width(const std::string& text) {

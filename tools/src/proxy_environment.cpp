@@ -4,21 +4,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
+#include "lowered.h"
 #include "url_parts.h"
 
 namespace tavrin::http_tool {
 namespace {
-
-std::string lowered(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
 
 std::string firstOf(const Environment& environment, std::initializer_list<const char*> names) {
     for (const char* name : names) {

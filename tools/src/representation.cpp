@@ -2,11 +2,11 @@
 
 #include <openssl/evp.h>
 
-#include <cctype>
 #include <charconv>
 
 #include "checksum.h"
 #include "http_date.h"
+#include "lowered.h"
 
 namespace tavrin::http_tool {
 
@@ -17,11 +17,6 @@ namespace {
 std::string valueOr(const HttpHeaders& headers, const char* name, const char* fallback) {
     const auto field = headers.find(name);
     return field == headers.end() ? fallback : field->second;
-}
-
-std::string lowered(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
 }
 
 // Within a minute of its change a resource may change again under the same date.

@@ -2,20 +2,19 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <optional>
 #include <string_view>
 
+#include "lowered.h"
 #include "part_file.h"
 #include "url_parts.h"
+#include "utf8.h"
 
 namespace tavrin::http_tool {
 namespace {
 
 // 255 bytes are what file systems take; the rest is for ".part" and what stands beside it.
 constexpr std::size_t LONGEST_NAME = 240;
-
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 // Length of the well-formed UTF-8 sequence at the start of `text`; 0 if there is none.
 std::size_t sequenceLength(std::string_view text) {
@@ -126,11 +125,9 @@ std::optional<std::string> parameter(std::string_view field, std::string_view wa
         if (separator == std::string_view::npos) return std::nullopt;
         field.remove_prefix(separator + 1);
         skipBlanks(field);
-        std::string name;
-        while (!field.empty() && field.front() != '=' && field.front() != ';') {
-            name += static_cast<char>(std::tolower(static_cast<unsigned char>(field.front())));
-            field.remove_prefix(1);
-        }
+        const auto end = std::min(field.find_first_of("=;"), field.size());
+        std::string name = lowered(std::string(field.substr(0, end)));
+        field.remove_prefix(end);
         if (field.empty() || field.front() == ';') continue;
         field.remove_prefix(1);
         name.erase(name.find_last_not_of(" \t") + 1);
@@ -145,9 +142,7 @@ std::optional<std::string> extendedText(const std::string& value) {
     const auto first = value.find('\'');
     const auto second = first == std::string::npos ? first : value.find('\'', first + 1);
     if (second == std::string::npos) return std::nullopt;
-    std::string charset = value.substr(0, first);
-    for (char& c : charset) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (charset != "utf-8") return std::nullopt;
+    if (lowered(value.substr(0, first)) != "utf-8") return std::nullopt;
     return percentDecoded(value.substr(second + 1));
 }
 

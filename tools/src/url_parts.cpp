@@ -2,15 +2,10 @@
 
 #include <algorithm>
 
+#include "lowered.h"
+
 namespace tavrin::http_tool {
 namespace {
-
-// No std::tolower: what a locale calls a letter has no place in a URL.
-std::string lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
-}
 
 // Where the authority of `url` begins and ends; nothing if it has none. A "://" behind what no
 // scheme consists of (RFC 3986, 3.1) belongs to another URL, in the query say.
