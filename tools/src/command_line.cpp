@@ -46,6 +46,8 @@ public:
             throw CommandLineExit({0, helpText()});
         } catch (const CLI::CallForVersion& version) {
             throw CommandLineExit({0, std::string(version.what()) + "\n"});
+        } catch (const CLI::ExtrasError&) {
+            throw usage("there is no option " + nameOf(app_.remaining().front()));
         } catch (const CLI::ParseError& error) {
             throw usage(error.what());
         } catch (const ReadFailure& error) {
@@ -87,6 +89,11 @@ private:
         if (word.rfind("--", 0) != 0 || word.back() != '=') return false;
         const CLI::Option* option = app_.get_option_no_throw(word.substr(0, word.size() - 1));
         return option && option->get_items_expected_max() > 0;
+    }
+
+    // What stands behind the name may be a secret: "--passwort=x", "-Uname:password".
+    static std::string nameOf(const std::string& word) {
+        return word.rfind("--", 0) == 0 ? word.substr(0, word.find('=')) : word.substr(0, 2);
     }
 
     using Handler = std::function<void(const std::string&)>;

@@ -98,8 +98,8 @@ httpclient_core::FilePath pathOf(const std::string& file) {
 FormField formField(const std::string& argument) {
     const auto equals = argument.find('=');
     if (equals == std::string::npos || equals == 0) {
-        throw std::invalid_argument("a form field is NAME=VALUE or NAME=@FILE, not \"" + argument +
-                                    "\"");
+        // It may be a secret, and is not repeated.
+        throw std::invalid_argument("a form field is NAME=VALUE or NAME=@FILE");
     }
     FormField field;
     field.name = argument.substr(0, equals);

@@ -274,6 +274,16 @@ TEST(CommandLineText, RefusesOptionsAndNumbersThatItDoesNotKnow) {
     }
 }
 
+TEST(CommandLineText, RepeatsNothingThatMayBeASecret) {
+    const std::string url = "http://a/";
+    EXPECT_EQ(answerTo({"--nonsense=secret", url}), refusal("there is no option --nonsense"));
+    EXPECT_EQ(answerTo({"-Uname:secret", url}), refusal("there is no option -U"));
+    for (const std::string field : {"secret", "=secret"}) {
+        EXPECT_EQ(answerTo({"-F", field, url}),
+                  refusal("a form field is NAME=VALUE or NAME=@FILE"));
+    }
+}
+
 TEST(CommandLineText, SaysWhichFileCannotBeRead) {
     const std::string expected =
         "26 tavrin-http: cannot read \"/no/file\": No such file or directory\n";
