@@ -32,7 +32,7 @@ struct Close {
 using File = std::unique_ptr<std::FILE, Close>;
 
 File openedFile(const std::string& path) {
-    File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
+    File file(std::fopen(path.c_str(), "rbe"));
     if (!file) throw lastFailure(path);
     return file;
 }
@@ -49,7 +49,7 @@ void checkForForm(const std::string& path) {
 }
 
 std::string contentOf(const std::string& path) {
-    const File file = openedFile(path);
+    const File file = path == "-" ? File(stdin) : openedFile(path);
     std::string content;
     std::vector<char> buffer(1 << 16);
     while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file.get())) {

@@ -291,6 +291,8 @@ TEST(CommandLineText, SaysWhichFileCannotBeRead) {
         EXPECT_EQ(answerTo({option, "@/no/file", "http://a/"}), expected);
     }
     EXPECT_EQ(answerTo({"-F", "x=@/no/file", "http://a/"}), expected);
+    EXPECT_EQ(answerTo({"-F", "x=@-", "http://a/"}),
+              "26 tavrin-http: cannot read \"-\": No such file or directory\n");
     EXPECT_EQ(answerTo({"-d", "@/", "http://a/"}),
               "26 tavrin-http: cannot read \"/\": Is a directory\n");
 }
