@@ -26,10 +26,8 @@ bool isProxyScheme(std::string_view scheme) {
 ProxyUrl ProxyUrl::parse(const std::string& text) {
     ProxyUrl proxy;
     if (text.empty()) return proxy;
-    for (const char character : text) {
-        const auto c = static_cast<unsigned char>(character);
-        if (c <= ' ' || c == 0x7f)
-            throw refused("the proxy's URL contains a blank or a control character");
+    if (hasBlankOrControl(text)) {
+        throw refused("the proxy's URL contains a blank or a control character");
     }
     const std::size_t scheme = text.find("://");
     const std::unique_ptr<CURLU, void (*)(CURLU*)> url(curl_url(), curl_url_cleanup);

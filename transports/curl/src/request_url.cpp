@@ -13,16 +13,6 @@ namespace {
 // Of a longer one nothing could be sent anyway, and libcurl would call it malformed.
 constexpr std::size_t MOST_BYTES = 1 << 20;
 
-// What splits a line or ends a text for libcurl never gets there, escaped or not by libcurl's
-// leave.
-bool hasBlankOrControl(const std::string& text) {
-    for (const char character : text) {
-        const auto c = static_cast<unsigned char>(character);
-        if (c <= ' ' || c == 0x7f) return true;
-    }
-    return false;
-}
-
 // Bytes beyond ASCII are escaped behind the authority alone, where they are not part of a name to
 // be converted.
 std::string escapeHighBytes(const std::string& text) {

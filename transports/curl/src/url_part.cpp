@@ -1,5 +1,6 @@
 #include "url_part.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -17,6 +18,13 @@ bool has(CURLU* url, CURLUPart which) {
 }
 
 }  // namespace
+
+bool hasBlankOrControl(const std::string& text) {
+    return std::any_of(text.begin(), text.end(), [](char character) {
+        const auto c = static_cast<unsigned char>(character);
+        return c <= ' ' || c == 0x7f;
+    });
+}
 
 std::string urlPart(CURLU* url, CURLUPart which, unsigned flags, const char* whose) {
     char* text = nullptr;
