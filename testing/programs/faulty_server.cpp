@@ -55,8 +55,8 @@ void serve(const FaultServerOptions& options, const std::string& path) {
 int run(int argc, char** argv) {
     CLI::App app(
         "Serves bytes on 127.0.0.1 and a free port, and fails as told. Prints the URL and the "
-        "SHA-256 of "
-        "what is served there; ends when standard input does, or with SIGINT or SIGTERM.");
+        "SHA-256 of what is served there; ends when standard input does, or with SIGINT or "
+        "SIGTERM.");
     FaultServerOptions options;
     std::string plan;
     std::string path = "/file";

@@ -132,8 +132,8 @@ Connection::Next Connection::refuse(Exchange& exchange, int status) {
     exchange.close = true;
     send(exchange, statusAnswer(status, exchange.request, exchange.taken.step, place_));
     stream_.finish(CloseNotify::SEND);
-    stream_
-        .drain();  // closing with something unread would reset the connection, and lose the answer
+    // Closing with something unread would reset the connection, and lose the answer.
+    stream_.drain();
     return Next::NOTHING;
 }
 
@@ -186,7 +186,8 @@ void Connection::endUploadEarly(Exchange& exchange) {
         closeSilently();
     }
     stream_.finish(CloseNotify::OMIT);
-    stream_.drain();  // what is unread would turn the orderly end into a reset
+    // What is unread would turn the orderly end into a reset.
+    stream_.drain();
     throw ConnectionEnded{};
 }
 
