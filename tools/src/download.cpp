@@ -55,10 +55,12 @@ std::string nameFor(const core::HttpResponse& response, const std::string& outpu
 }  // namespace
 
 // Bodies of answers that are no success, out of the way until it is known whether one of them is
-// the last word: it must not take the place of what has been downloaded.
+// the last word: it must not take the place of what has been downloaded. What is not wanted even
+// then needs no place at all.
 class Download::ErrorBody {
 public:
-    ErrorBody() : file_(std::tmpfile()) {
+    explicit ErrorBody(bool wanted)
+        : file_(wanted ? std::tmpfile() : std::fopen("/dev/null", "r+e")) {
         if (!file_) throw writeFailure("make a temporary file", errno);
         output_.emplace(fileno(file_.get()), Output::Access::ANYWHERE, "a temporary file");
     }
@@ -214,7 +216,7 @@ std::unique_ptr<std::iostream> Download::bodyStream(core::HttpResponseCode code,
                                                     const core::HttpHeaders& headers) {
     total_ = contentLength(headers).value_or(0);
     if (!core::isSuccess(code)) {
-        errorBody_ = std::make_unique<ErrorBody>();
+        errorBody_ = std::make_unique<ErrorBody>(!isFailure(code));
         return errorBody_->output().streamFrom(0);
     }
     if (continued_ && code == core::HttpResponseCode::PARTIAL_CONTENT) return restStream(headers);
@@ -247,9 +249,7 @@ core::ProgressResult Download::watch(const core::Progress& progress) {
 
 void Download::deliver(const core::HttpResponse& response) {
     const auto code = response.getResponseCode();
-    if (line_.failOnHttpError && static_cast<int>(code) >= 400) {
-        throw HttpErrorFailure(answerText(response));
-    }
+    if (isFailure(code)) throw HttpErrorFailure(answerText(response));
     if (line_.verbose) {
         const auto report = response.getTransactionReport();
         say("answered " + core::to_string(code) + " after " +
@@ -271,6 +271,10 @@ void Download::deliver(const core::HttpResponse& response) {
     }
     target_->finish(assignment_.serverNames ? nameFor(response, assignment_.output) : "");
     display_.update(displayNumber_, target_->output().end(), target_->output().end());
+}
+
+bool Download::isFailure(core::HttpResponseCode code) const {
+    return line_.failOnHttpError && static_cast<int>(code) >= 400;
 }
 
 // A head without a body, or an answer that is no success and yet what was asked for.

@@ -53,6 +53,7 @@ private:
                                               const httpclient_core::HttpHeaders& headers);
     std::unique_ptr<std::iostream> restStream(const httpclient_core::HttpHeaders& headers);
     httpclient_core::ProgressResult watch(const httpclient_core::Progress& progress);
+    bool isFailure(httpclient_core::HttpResponseCode code) const;
     bool showsHead() const;
     void checkContinued() const;
     void deliver(const httpclient_core::HttpResponse& response);

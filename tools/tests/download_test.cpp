@@ -475,6 +475,15 @@ TEST_F(Download, TakesAnErrorForAFailureIfAskedTo) {
     EXPECT_EQ(directory_.listing(), "");
 }
 
+TEST_F(Download, NeedsNoPlaceForAnErrorPageThatNobodyWants) {
+    ProgramSetting setting;
+    setting.largestFile = 5000;
+    server_.setPlan("503:b5001,ok");
+
+    EXPECT_EQ(run({"-f", "-o", "f", server_.url("/bytes/5000")}, setting).code, 0);
+    EXPECT_EQ(file("f"), server_.content("/bytes/5000").all());
+}
+
 TEST_F(Download, ChecksTheDigest) {
     const std::string good = "sha256:" + server_.content().sha256();
     server_.setPlan("rst@1000,ok");
