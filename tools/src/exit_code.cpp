@@ -2,6 +2,8 @@
 
 #include <httpclient_core/exceptions.h>
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -10,52 +12,52 @@
 namespace tavrin::http_tool {
 namespace {
 
-bool contains(const std::string& text, const char* part) {
-    return text.find(part) != std::string::npos;
-}
-
 bool beginsWith(const std::string& text, const char* part) { return text.rfind(part, 0) == 0; }
+
+// What a cause begins with and what stands somewhere in it, and the code of such.
+struct Cause {
+    const char* beginning;
+    const char* part;
+    ExitCode code;
+};
 
 // `cause` is what the transport says behind "Request to HOST failed: ", or the whole text.
 ExitCode codeForCause(const std::string& cause) {
-    if (beginsWith(cause, "Request refused: ")) {
-        if (contains(cause, "scheme")) return ExitCode::UNSUPPORTED_PROTOCOL;
+    // The first that fits counts.
+    static constexpr std::array<Cause, 25> CAUSES{{
+        {"Request refused: ", "scheme", ExitCode::UNSUPPORTED_PROTOCOL},
+        {"Request refused: ", "URL", ExitCode::BAD_URL},
         // What else is refused are headers and bodies that contradict themselves.
-        return contains(cause, "URL") ? ExitCode::BAD_URL : ExitCode::USAGE;
-    }
-    if (beginsWith(cause, "name resolution: ")) return ExitCode::HOST_NOT_RESOLVED;
-    if (beginsWith(cause, "connecting: ")) return ExitCode::NOT_CONNECTED;
-    if (beginsWith(cause, "proxy: ")) {
-        return contains(cause, "resolve") ? ExitCode::PROXY_NOT_RESOLVED : ExitCode::NOT_CONNECTED;
-    }
-    if (beginsWith(cause, "certificate file ")) return ExitCode::CERTIFICATE_FILE;
-    if (beginsWith(cause, "TLS: ")) {
-        return contains(cause, "certificate") ? ExitCode::CERTIFICATE_REFUSED
-                                              : ExitCode::TLS_HANDSHAKE;
-    }
-    if (beginsWith(cause, "sending: ")) return ExitCode::NOT_SENT;
-    if (beginsWith(cause, "receiving: ")) {
-        return contains(cause, "mpty reply") ? ExitCode::NO_ANSWER : ExitCode::NOT_RECEIVED;
-    }
-    if (beginsWith(cause, "incomplete body: ") || beginsWith(cause, "range: ")) {
-        return ExitCode::PARTIAL_BODY;
-    }
-    if (beginsWith(cause, "digest: ")) return ExitCode::CHECKSUM;
-    if (beginsWith(cause, "malformed response: ")) {
-        if (contains(cause, "more than") || contains(cause, "Too large")) {
-            return ExitCode::TOO_LARGE;
-        }
-        if (contains(cause, "chunked-encoding")) return ExitCode::NOT_RECEIVED;
-        return contains(cause, "ncoding") ? ExitCode::BAD_CONTENT_ENCODING : ExitCode::BAD_ANSWER;
-    }
-    if (beginsWith(cause, "redirect: ")) {
-        return contains(cause, "aximum") || contains(cause, "more than")
-                   ? ExitCode::TOO_MANY_REDIRECTS
-                   : ExitCode::UNSUPPORTED_PROTOCOL;
-    }
-    if (beginsWith(cause, "request body: ")) return ExitCode::NOT_READ;
-    if (beginsWith(cause, "response stream: ")) return ExitCode::NOT_WRITTEN;
-    return ExitCode::NOT_RECEIVED;
+        {"Request refused: ", "", ExitCode::USAGE},
+        {"name resolution: ", "", ExitCode::HOST_NOT_RESOLVED},
+        {"connecting: ", "", ExitCode::NOT_CONNECTED},
+        {"proxy: ", "resolve", ExitCode::PROXY_NOT_RESOLVED},
+        {"proxy: ", "", ExitCode::NOT_CONNECTED},
+        {"certificate file ", "", ExitCode::CERTIFICATE_FILE},
+        {"TLS: ", "certificate", ExitCode::CERTIFICATE_REFUSED},
+        {"TLS: ", "", ExitCode::TLS_HANDSHAKE},
+        {"sending: ", "", ExitCode::NOT_SENT},
+        {"receiving: ", "mpty reply", ExitCode::NO_ANSWER},
+        {"incomplete body: ", "", ExitCode::PARTIAL_BODY},
+        {"range: ", "", ExitCode::PARTIAL_BODY},
+        {"digest: ", "", ExitCode::CHECKSUM},
+        {"malformed response: ", "more than", ExitCode::TOO_LARGE},
+        {"malformed response: ", "Too large", ExitCode::TOO_LARGE},
+        {"malformed response: ", "chunked-encoding", ExitCode::NOT_RECEIVED},
+        {"malformed response: ", "ncoding", ExitCode::BAD_CONTENT_ENCODING},
+        {"malformed response: ", "", ExitCode::BAD_ANSWER},
+        {"redirect: ", "more than", ExitCode::TOO_MANY_REDIRECTS},
+        {"redirect: ", "", ExitCode::UNSUPPORTED_PROTOCOL},
+        {"request body: ", "", ExitCode::NOT_READ},
+        {"response stream: ", "", ExitCode::NOT_WRITTEN},
+        {"", "", ExitCode::NOT_RECEIVED},
+    }};
+    return std::find_if(CAUSES.begin(), CAUSES.end(),
+                        [&](const Cause& known) {
+                            return beginsWith(cause, known.beginning) &&
+                                   cause.find(known.part) != std::string::npos;
+                        })
+        ->code;
 }
 
 ExitCode codeForText(const std::string& text) {
