@@ -103,8 +103,7 @@ Download::~Download() = default;
 ExitCode Download::run() {
     ExitCode code = ExitCode::OK;
     try {
-        target_ =
-            targetFor(assignment_.output, assignment_.url, assignment_.checksum, line_.resume);
+        target_ = targetFor(assignment_, line_.resume);
         deliver(makeRequests());
     } catch (...) {
         code = report(std::current_exception());

@@ -84,13 +84,13 @@ std::string fingerprint(const std::string& url) { return checksumOfText("sha256"
 
 }  // namespace
 
-PartFile::PartFile(const std::string& target)
+PartFile::PartFile(const std::string& target, Existing existing)
     : directory_(std::filesystem::path(target).parent_path()), target_(withoutLinks(target)) {
     if (std::error_code error; std::filesystem::is_directory(target_, error)) {
         throw WriteFailure("cannot write to " + inQuotes(target_) + ": it is a directory");
     }
     // What replaces a file that only some may read is not to be read by others on the way.
-    const bool replaces = access(target_.c_str(), F_OK) == 0;
+    const bool replaces = existing == Existing::REPLACED && access(target_.c_str(), F_OK) == 0;
     descriptor_ = openLocked(partPath(), replaces ? 0600 : 0666);
     output_.emplace(descriptor_, Output::Access::ANYWHERE, inQuotes(partPath()));
 }

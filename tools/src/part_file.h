@@ -24,9 +24,12 @@ public:
     static constexpr const char* PART_SUFFIX = ".part";
     static constexpr const char* VALIDATOR_SUFFIX = ".part.validator";
 
+    /// What becomes of a file that is there already: finish() replaces it, finishAs() does not.
+    enum class Existing { REPLACED, KEPT };
+
     /// Opens the part file of `target`. A symbolic link at `target` is followed.
     /// @throws WriteFailure if it cannot be opened, or if another process holds it.
-    explicit PartFile(const std::string& target);
+    explicit PartFile(const std::string& target, Existing existing = Existing::REPLACED);
     PartFile(const PartFile&) = delete;
     PartFile& operator=(const PartFile&) = delete;
     ~PartFile();

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "checksum.h"
 #include "failures.h"
 
 namespace tavrin::http_tool {
@@ -22,9 +23,11 @@ void compare(const ExpectedChecksum& expected, const std::string& hex) {
 
 class FileTarget : public Target {
 public:
-    FileTarget(const std::string& path, std::string url, std::optional<ExpectedChecksum> checksum,
-               bool keepUnfinished)
-        : url_(std::move(url)), checksum_(std::move(checksum)), part_(path) {
+    FileTarget(const Assignment& assignment, bool keepUnfinished)
+        : url_(assignment.url),
+          checksum_(assignment.checksum),
+          part_(assignment.output,
+                assignment.serverNames ? PartFile::Existing::KEPT : PartFile::Existing::REPLACED) {
         if (keepUnfinished) part_.keep();
     }
 
@@ -137,11 +140,11 @@ std::string Target::checksum(const std::string&) const {
     throw std::logic_error("nothing was continued that could be read back");
 }
 
-std::unique_ptr<Target> targetFor(const std::string& output, const std::string& url,
-                                  std::optional<ExpectedChecksum> checksum, bool keepUnfinished) {
+std::unique_ptr<Target> targetFor(const Assignment& assignment, bool keepUnfinished) {
+    const std::string& output = assignment.output;
     if (output == "-") {
         return std::make_unique<StreamTarget>(-1, STDOUT_FILENO, "standard output",
-                                              std::move(checksum));
+                                              assignment.checksum);
     }
     struct stat status {};
     const bool exists = stat(output.c_str(), &status) == 0;
@@ -150,9 +153,9 @@ std::unique_ptr<Target> targetFor(const std::string& output, const std::string& 
         const int descriptor = open(output.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
         if (descriptor < 0) throw writeFailure("open \"" + output + "\"", errno);
         return std::make_unique<StreamTarget>(descriptor, descriptor, "\"" + output + "\"",
-                                              std::move(checksum));
+                                              assignment.checksum);
     }
-    return std::make_unique<FileTarget>(output, url, std::move(checksum), keepUnfinished);
+    return std::make_unique<FileTarget>(assignment, keepUnfinished);
 }
 
 }  // namespace tavrin::http_tool

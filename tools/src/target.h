@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "checksum.h"
+#include "assignment.h"
 #include "output.h"
 #include "part_file.h"
 #include "representation.h"
@@ -44,11 +44,10 @@ public:
     virtual const Output& output() const = 0;
 };
 
-/// What `output` names: standard output for "-", a device or pipe, or a file, which then takes
-/// shape in a part file. With `keepUnfinished`, what can be continued of a file stays for later
-/// runs.
+/// What the assignment's output names: standard output for "-", a device or pipe, or a file, which
+/// then takes shape in a part file. With `keepUnfinished`, what can be continued of a file stays
+/// for later runs.
 /// @throws WriteFailure if it cannot be opened.
-std::unique_ptr<Target> targetFor(const std::string& output, const std::string& url,
-                                  std::optional<ExpectedChecksum> checksum, bool keepUnfinished);
+std::unique_ptr<Target> targetFor(const Assignment& assignment, bool keepUnfinished);
 
 }  // namespace tavrin::http_tool

@@ -97,6 +97,17 @@ TEST_F(PartFiles, AreTheirOwnersAloneWhileTheyReplaceSomething) {
     EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
+TEST_F(PartFiles, MayBeReadByOthersWhereTheyReplaceNothing) {
+    writeFile(path(), "old");
+    const mode_t mask = umask(022);
+    PartFile(path(), PartFile::Existing::KEPT).finishAs("new");
+    umask(mask);
+
+    struct stat status {};
+    ASSERT_EQ(stat(directory_.file("new").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+}
+
 TEST_F(PartFiles, TakeNoOtherUsersRightsOverFromWhatTheyReplace) {
     writeFile(path(), "old");
     chmod(path().c_str(), 06755);
