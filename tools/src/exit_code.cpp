@@ -24,13 +24,14 @@ struct Cause {
 // `cause` is what the transport says behind "Request to HOST failed: ", or the whole text.
 ExitCode codeForCause(const std::string& cause) {
     // The first that fits counts.
-    static constexpr std::array<Cause, 25> CAUSES{{
+    static constexpr std::array<Cause, 26> CAUSES{{
         {"Request refused: ", "scheme", ExitCode::UNSUPPORTED_PROTOCOL},
         {"Request refused: ", "URL", ExitCode::BAD_URL},
         // What else is refused are headers and bodies that contradict themselves.
         {"Request refused: ", "", ExitCode::USAGE},
         {"name resolution: ", "", ExitCode::HOST_NOT_RESOLVED},
         {"connecting: ", "", ExitCode::NOT_CONNECTED},
+        {"Request failed: libcurl: no file descriptor", "", ExitCode::NOT_CONNECTED},
         {"proxy: ", "resolve", ExitCode::PROXY_NOT_RESOLVED},
         {"proxy: ", "", ExitCode::NOT_CONNECTED},
         {"certificate file ", "", ExitCode::CERTIFICATE_FILE},

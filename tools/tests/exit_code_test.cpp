@@ -62,6 +62,12 @@ TEST(ExitCodeFor, FollowsTheCauseThatTheTransportNames) {
     EXPECT_EQ(codeOfCause("transfer: something"), 56);
 }
 
+TEST(ExitCodeFor, TakesAConnectionWithoutADescriptorForNone) {
+    EXPECT_EQ(codeOf(core::HttpRequestFailedException(
+                  "Request failed: libcurl: no file descriptor is left")),
+              7);
+}
+
 TEST(ExitCodeFor, KnowsRequestsThatAreRefused) {
     EXPECT_EQ(codeOf(core::HttpRequestFailedException("Request refused: the URL is malformed: x")),
               3);

@@ -21,7 +21,7 @@ void check(CURLMcode code) {
 MultiHandle::MultiHandle() : handle_(curl_multi_init()) {
     if (handle_ == nullptr) throw std::bad_alloc();
     if (curl_multi_wakeup(handle_.get()) != CURLM_OK) {
-        throw refused("no file descriptor is left for it");
+        throw libcurlFailed("no file descriptor is left");
     }
 }
 

@@ -322,6 +322,18 @@ TEST_P(Robustness, WithoutFileDescriptorsEveryRequestEnds) {
         EXPECT_EQ(inChild([&] { return withLimit(descriptors); }), 0) << descriptors;
 }
 
+TEST_P(Robustness, SaysThatNoFileDescriptorIsLeft) {
+    SKIP_WHERE_NO_CHILD_IS_SAFE();
+    const auto withoutAny = [&] {
+        const CurlHttpClient client(once());
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const std::string text = failureOf([&] { send(client, get("http://127.0.0.1:1/")); });
+        return text == "Request failed: libcurl: no file descriptor is left" ? 0 : 1;
+    };
+    EXPECT_EQ(inChild(withoutAny), 0);
+}
+
 // A client that uses another one as its transport.
 class Wrapper final : public httpclient_core::HttpClient {
 public:
