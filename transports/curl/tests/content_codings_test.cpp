@@ -14,6 +14,8 @@ constexpr int GZIP = MAX_WBITS + 16;
 constexpr int ZLIB = MAX_WBITS;
 constexpr int RAW = -MAX_WBITS;
 
+const char* const EARLY = "incomplete body: its coded content ends too early";
+
 std::string coded(const std::string& content, int window) {
     z_stream stream{};
     if (deflateInit2(&stream, 9, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY) != Z_OK)
@@ -75,22 +77,34 @@ TEST_P(ContentCodings, AreDecoded) {
     expectDecoded("", "deflate", "");
 }
 
+// A buffer of theirs may be full when all that came is used up: much may still come of it, or
+// nothing.
+TEST_P(ContentCodings, OfVeryFewBytesAreDecodedAsFarAsTheyGo) {
+    for (const std::size_t size : {16383, 16384, 16385, 16500, 32768, 33000}) {
+        const std::string content(size, 'x');
+        const std::string raw = coded(content, RAW);
+        expectDecoded(raw, "deflate", content);
+        expectDecoded(coded(content, GZIP), "gzip", content);
+        for (std::size_t cut = 1; cut < 4; ++cut)
+            expectFailure(raw.substr(0, raw.size() - cut), "deflate", EARLY);
+    }
+}
+
 TEST_P(ContentCodings, OfSeveralMembersAreOneContent) {
     expectDecoded(coded(text_, GZIP) + coded("", GZIP) + coded("more", GZIP), "gzip",
                   text_ + "more");
 }
 
 TEST_P(ContentCodings, ThatEndTooEarlyFail) {
-    const std::string early = "incomplete body: its coded content ends too early";
     for (const auto& [window, name] :
          {std::pair(GZIP, "gzip"), {ZLIB, "deflate"}, {RAW, "deflate"}}) {
         const std::string whole = coded(text_, window);
         for (std::size_t size = 1; size < whole.size(); size += size < 20 ? 1 : 37)
-            expectFailure(whole.substr(0, size), name, early);
-        expectFailure(whole.substr(0, whole.size() - 1), name, early);
+            expectFailure(whole.substr(0, size), name, EARLY);
+        expectFailure(whole.substr(0, whole.size() - 1), name, EARLY);
     }
     const std::string members = coded(text_, GZIP) + coded("more", GZIP);
-    expectFailure(members.substr(0, members.size() - 1), "gzip", early);
+    expectFailure(members.substr(0, members.size() - 1), "gzip", EARLY);
 }
 
 TEST_P(ContentCodings, ThatEndWithTheConnectionTooEarlyFail) {
