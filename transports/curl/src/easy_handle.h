@@ -75,11 +75,6 @@ public:
     long httpVersion() const;
     long bytesSent() const;
 
-    // Whether the exchange, which nothing was sent of yet, has a connection of HTTP/1 that was kept
-    // and brings bytes unasked: the rest of an answer to an earlier request, or a farewell. libcurl
-    // would take them for the answer (RFC 9112, 6.3).
-    bool bringsBytesUnasked() const;
-
 private:
     struct Cleanup {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
