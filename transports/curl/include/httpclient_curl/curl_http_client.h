@@ -95,8 +95,9 @@ namespace tavrin::httpclient_curl {
 /// If-Range; an answer that does not fit exactly, or that a redirect brings from another scheme,
 /// host, port or path than before, is dropped and the whole asked for at once. A response that was
 /// put together so shows as the 200 that it began with. A SHA-512, or else a SHA-256, that the
-/// server announces in Repr-Digest (RFC 9530) is compared. What nobody can see without it: content
-/// that changes under the same ETag; a body without any length that a plain connection cuts off.
+/// server announces in Repr-Digest (RFC 9530) is compared, unless the body is decoded: it tells of
+/// what came. What nobody can see without it: content that changes under the same ETag; a body
+/// without any length that a plain connection cuts off.
 ///
 /// **Failures.** <...> varies; host is the host and port of the URL, or of the redirect's, and no
 /// text holds a credential. The last column tells what a retry predicate sees: "timeout", which the
