@@ -29,6 +29,11 @@ extern "C" void noteSignal(int number) {
     errno = saved;
 }
 
+// Nobody else sends this one, and without a handler it is ignored.
+constexpr int REMINDER = SIGURG;
+
+extern "C" void takeReminder(int) {}
+
 }  // namespace
 
 void watchForInterruption() {
@@ -46,9 +51,14 @@ void watchForInterruption() {
         sigaction(number, nullptr, &before);
         if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     }
+    struct sigaction reminder {};
+    reminder.sa_handler = takeReminder;
+    sigaction(REMINDER, &reminder, nullptr);
 }
 
 int interruptingSignal() { return caughtSignal; }
+
+void interruptWaiting(std::thread& thread) { pthread_kill(thread.native_handle(), REMINDER); }
 
 bool waitUninterrupted(std::chrono::milliseconds time) {
     const auto end = Clock::now() + time;

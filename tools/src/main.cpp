@@ -8,8 +8,6 @@
 #include <exception>
 #include <optional>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "assignment.h"
@@ -22,6 +20,7 @@
 #include "request.h"
 #include "standard_streams.h"
 #include "url_parts.h"
+#include "worker_threads.h"
 
 namespace tavrin::http_tool {
 namespace {
@@ -79,14 +78,7 @@ int runAll(const CommandLine& line, const std::vector<Assignment>& assignments,
     const std::size_t workers =
         line.parallel ? std::min(assignments.size(), static_cast<std::size_t>(line.parallelMax))
                       : 1;
-    std::vector<std::thread> threads;
-    try {
-        for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
-    } catch (const std::system_error&) {
-        // Where there can be no more threads, those that there are do the work.
-    }
-    work();
-    for (auto& thread : threads) thread.join();
+    runOnThreads(workers, work);
     if (const int signal = interruptingSignal(); signal != 0) return 128 + signal;
     const auto failed = std::find_if(codes.begin(), codes.end(),
                                      [](ExitCode code) { return code != ExitCode::OK; });

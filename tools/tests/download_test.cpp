@@ -1,4 +1,8 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -614,6 +618,26 @@ TEST_F(Download, IsInterruptedInGoodOrder) {
 
     EXPECT_EQ(program.wait(), 130);
     EXPECT_EQ(directory_.listing(), "f.part f.part.validator");
+}
+
+TEST_F(Download, InParallelIsInterruptedThoughNobodyReads) {
+    std::vector<int> readers;
+    for (const std::string name : {"a", "b", "c"}) {
+        ASSERT_EQ(mkfifo(directory_.file(name).c_str(), 0600), 0);
+        readers.push_back(open(directory_.file(name).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    }
+    ProgramSetting setting;
+    setting.directory = directory_.path();
+    const std::string url = server_.url("/bytes/1000000");
+    ProgramRun program({"-Z", "-o", "a", "-o", "b", "-o", "c", url, url, url}, setting);
+    for (const int reader : readers) {
+        const int capacity = fcntl(reader, F_GETPIPE_SZ);
+        for (int held = 0; held < capacity;) ASSERT_EQ(ioctl(reader, FIONREAD, &held), 0);
+    }
+    program.signal(SIGTERM);
+
+    EXPECT_EQ(program.wait(), 143);
+    for (const int reader : readers) close(reader);
 }
 
 TEST_F(Download, IsInterruptedWhileItWaitsForTheNextAttempt) {
