@@ -1,3 +1,5 @@
+#include <cxxabi.h>
+
 #include <stdexcept>
 #include <utility>
 
@@ -90,6 +92,8 @@ HttpResponse HttpClient::makeRequest(HttpRequest request) const {
         std::exception_ptr error;
         try {
             performRequest(request, response);
+        } catch (const abi::__forced_unwind&) {
+            throw;  // not an exception: the thread is being cancelled
         } catch (...) {
             error = std::current_exception();
             detail::logCaughtException();

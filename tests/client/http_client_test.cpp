@@ -1,4 +1,6 @@
 #include <gmock/gmock.h>
+#include <pthread.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <functional>
@@ -740,6 +742,36 @@ TEST(MakeRequest, LeavesTheClientUsableWhateverACallbackThrows) {
     }
     EXPECT_THAT(client.makeRequest(get()), BodyIs("text"));
     client.setClientConfiguration(ClientConfiguration());
+}
+
+TEST(MakeRequest, LetsACancelledThreadEndWithoutAskingTheStrategy) {
+    ScriptedHttpClient client;
+    std::promise<void> started;
+    client.expect({}, ScriptedAnswer(200).withAction([&](HttpRequest&, HttpResponse&) {
+        started.set_value();
+        for (;;) pause();
+    }));
+    bool isAsked = false;
+    std::function<void()> request = [&] {
+        HttpRequest waiting = get();
+        waiting.setClientConfiguration(
+            ClientConfiguration().withRetryStrategy([&](auto&&...) { return isAsked = true; }));
+        client.makeRequest(std::move(waiting));
+    };
+    const auto run = [](void* function) -> void* {
+        (*static_cast<std::function<void()>*>(function))();
+        return nullptr;
+    };
+
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, &request), 0);
+    started.get_future().wait();
+    pthread_cancel(thread);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_FALSE(isAsked);
 }
 
 TEST(MakeRequest, AsksAFactoryAgainThatFailedBefore) {
