@@ -387,7 +387,7 @@ TEST_P(NameValueCollectionOfAnySize, DoesNotFoldBytesAboveAscii) {
     EXPECT_THAT(collection.getAll("\xC3\xA4"), ElementsAre("lower"));
 }
 
-TEST_P(NameValueCollectionOfAnySize, FoldsAsciiAloneWhateverTheGlobalLocale) {
+TEST_P(NameValueCollectionOfAnySize, FoldsAsciiAloneWhateverTheLocale) {
     const Latin1Locale locale;
     const NameValueCollection collection =
         with({{"\xC4", "upper"}, {"\xE4", "lower"}, {"I", "ascii"}});

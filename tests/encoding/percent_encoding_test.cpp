@@ -73,7 +73,7 @@ TEST(PercentEncoding, IsTheSameUnderAGlobalLocaleThatGroupsDigits) {
     EXPECT_EQ(inForm(everyByte()), everyByteEncoded("+"));
 }
 
-TEST(PercentEncoding, IsTheSameUnderAGlobalLocaleWithMoreLetters) {
+TEST(PercentEncoding, IsTheSameUnderALocaleWithMoreLetters) {
     const Latin1Locale locale;
 
     EXPECT_EQ(inQuery(everyByte()), everyByteEncoded("%20"));

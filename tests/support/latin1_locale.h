@@ -1,18 +1,31 @@
 #pragma once
 
+#include <locale.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <locale>
+
+#include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_core::test {
 
 /// While it lives, the global C++ locale takes the bytes from 0xC0 to 0xFE for the letters of
-/// ISO 8859-1, of which 0xC4 and 0xE4 are one in two cases.
+/// ISO 8859-1, of which 0xC4 and 0xE4 are one in two cases. So does the C library's locale of this
+/// thread, where the system has what localedef needs to make one.
 class Latin1Locale {
 public:
-    Latin1Locale() : previous_(std::locale::global({std::locale::classic(), facet()})) {}
+    Latin1Locale()
+        : forC_(localeForC()),
+          previousForC_(uselocale(forC_)),
+          previous_(std::locale::global({std::locale::classic(), facet()})) {}
 
-    ~Latin1Locale() { std::locale::global(previous_); }
+    ~Latin1Locale() {
+        std::locale::global(previous_);
+        uselocale(previousForC_);
+        if (forC_) freelocale(forC_);
+    }
 
     Latin1Locale(const Latin1Locale&) = delete;
     Latin1Locale& operator=(const Latin1Locale&) = delete;
@@ -56,6 +69,20 @@ private:
         return &letters;
     }
 
+    // Null if there can be none, which uselocale() takes for no change.
+    static locale_t localeForC() {
+        const TemporaryDirectory directory;
+        const std::string command = "localedef -i de_DE -f ISO-8859-1 " + directory.file("latin1");
+        if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) return nullptr;
+        // Without it the C library looks for locales nowhere but in the system's directory.
+        setenv("LOCPATH", directory.path().c_str(), 1);
+        const locale_t made = newlocale(LC_CTYPE_MASK, "latin1", nullptr);
+        unsetenv("LOCPATH");
+        return made;
+    }
+
+    locale_t forC_;
+    locale_t previousForC_;
     std::locale previous_;
 };
 
