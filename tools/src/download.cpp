@@ -13,6 +13,7 @@
 
 #include "failures.h"
 #include "interruption.h"
+#include "representation.h"
 #include "response_head.h"
 #include "safe_file_name.h"
 #include "url_parts.h"
@@ -217,6 +218,10 @@ std::unique_ptr<std::iostream> Download::bodyStream(core::HttpResponseCode code,
     if (!core::isSuccess(code)) {
         errorBody_ = std::make_unique<ErrorBody>(!isFailure(code));
         return errorBody_->output().streamFrom(0);
+    }
+    if (continued_ && line_.compressed && hasCoding(headers)) {
+        // Only what answers a request without a range is decoded.
+        throw RangeFailure("the server sent coded content in place of the rest");
     }
     if (continued_ && code == core::HttpResponseCode::PARTIAL_CONTENT) return restStream(headers);
     begun_ = true;

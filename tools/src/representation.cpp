@@ -69,10 +69,6 @@ std::string announcedHex(const HttpHeaders& headers, const std::string& algorith
     return hex;
 }
 
-bool hasCoding(const HttpHeaders& headers) {
-    return lowered(valueOr(headers, "Content-Encoding", "identity")) != "identity";
-}
-
 }  // namespace
 
 std::optional<std::int64_t> contentLength(const HttpHeaders& headers) {
@@ -82,6 +78,10 @@ std::optional<std::int64_t> contentLength(const HttpHeaders& headers) {
     const auto [stop, error] = std::from_chars(text.data(), end, length);
     if (error != std::errc() || stop != end || length < 0) return std::nullopt;
     return length;
+}
+
+bool hasCoding(const HttpHeaders& headers) {
+    return lowered(valueOr(headers, "Content-Encoding", "identity")) != "identity";
 }
 
 std::optional<ExpectedChecksum> announcedDigest(const HttpHeaders& headers) {

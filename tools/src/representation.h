@@ -34,6 +34,9 @@ bool continues(const httpclient_core::HttpHeaders& headers, const Representation
 /// tells one. It stands on a 206 too.
 std::optional<ExpectedChecksum> announcedDigest(const httpclient_core::HttpHeaders& headers);
 
+/// Whether the body is coded, and was not decoded on its way here.
+bool hasCoding(const httpclient_core::HttpHeaders& headers);
+
 /// Value of Content-Length if it is a plain number, else nothing.
 std::optional<std::int64_t> contentLength(const httpclient_core::HttpHeaders& headers);
 

@@ -145,6 +145,16 @@ TEST_F(Continue, JoinsNothingThatDoesNotFit) {
     }
 }
 
+TEST_F(Continue, DecodesWhatComesInPlaceOfTheRest) {
+    breakAfter(1000);
+    server_.setPlan("gzip");
+    const auto outcome = goOn({"--compressed"});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+    EXPECT_EQ(sent(0, "Range"), "bytes=1000-");
+    expectWhole();
+}
+
 TEST_F(Continue, StartsAnewWhenTheDigestShowsAnotherVersionUnderTheSameValidator) {
     breakAfter(40000, "+digest");
     server_.setPlan("change+keepetag+digest,ok");
