@@ -507,6 +507,16 @@ TEST_P(ResumingToFile, ThatBeginsLaterKeepsItsPrefix) {
     EXPECT_EQ(rangeOf(1), "bytes=10000-");
 }
 
+TEST_P(ResumingToFile, ThatBeginsLaterAndHoldsNothingIsAskedForWhole) {
+    fill("0123456789");
+    server_.setPlan("503:b100,fin@0,ok");
+
+    send(CurlHttpClient(stubborn()), into(OPEN, 10));
+
+    EXPECT_FALSE(rangeOf(2));
+    EXPECT_TRUE(fileText() == "0123456789" + server_.content("/file").all());
+}
+
 TEST_P(ResumingToFile, ThatBeginsLaterIsOpenedOnce) {
     fill("0123456789");
     server_.setPlan("503:b100,fin@10000+weaketag+nolm,ok");
