@@ -24,9 +24,12 @@ struct Cause {
 // `cause` is what the transport says behind "Request to HOST failed: ", or the whole text.
 ExitCode codeForCause(const std::string& cause) {
     // The first that fits counts.
-    static constexpr std::array<Cause, 26> CAUSES{{
-        {"Request refused: ", "scheme", ExitCode::UNSUPPORTED_PROTOCOL},
-        {"Request refused: ", "URL", ExitCode::BAD_URL},
+    static constexpr std::array<Cause, 29> CAUSES{{
+        {"Request refused: the URL ", "scheme", ExitCode::UNSUPPORTED_PROTOCOL},
+        {"Request refused: the URL ", "", ExitCode::BAD_URL},
+        {"Request refused: the proxy's URL ", "scheme", ExitCode::UNSUPPORTED_PROTOCOL},
+        {"Request refused: the proxy's URL ", "", ExitCode::BAD_URL},
+        {"Request refused: the user or password of ", "", ExitCode::BAD_URL},
         // What else is refused are headers and bodies that contradict themselves.
         {"Request refused: ", "", ExitCode::USAGE},
         {"name resolution: ", "", ExitCode::HOST_NOT_RESOLVED},

@@ -78,8 +78,14 @@ TEST(ExitCodeFor, KnowsRequestsThatAreRefused) {
                   "Request refused: the proxy's URL has a scheme that is not supported")),
               1);
     EXPECT_EQ(codeOf(core::HttpRequestFailedException(
-                  "Request refused: Content-Length announces a body that is not there")),
-              2);
+                  "Request refused: the user or password of the URL contains a control character")),
+              3);
+    for (const std::string reason :
+         {"Content-Length announces a body that is not there",
+          "its Proxy-Authorization would not go to the proxy, whose URL has room for it",
+          "the value of the header URL-scheme contains CR, LF or NUL"}) {
+        EXPECT_EQ(codeOf(core::HttpRequestFailedException("Request refused: " + reason)), 2);
+    }
 }
 
 TEST(TextOf, IsWhatTheExceptionSays) {
