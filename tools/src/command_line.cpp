@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -189,7 +190,8 @@ private:
         app_.add_option("-Y,--speed-limit", line_.speedLimit)
             ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 40));
         seconds("-y,--speed-time", line_.speedTime);
-        app_.add_option("--max-decoded", line_.maxDecoded)->check(CLI::NonNegativeNumber);
+        app_.add_option("--max-decoded", line_.maxDecoded)
+            ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()));
         app_.add_option("--max-redirs", line_.maxRedirects)->check(CLI::Range(0, 1000000));
     }
 

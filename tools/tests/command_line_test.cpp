@@ -245,6 +245,8 @@ TEST(CommandLineText, RefusesNumbersOutOfRange) {
         EXPECT_THAT(answerTo({option, "http://a/"}), ::testing::StartsWith("2 tavrin-http: "))
             << option;
     }
+    EXPECT_EQ(answerTo({"--max-decoded=-1", "http://a/"}),
+              refusal("--max-decoded: Value -1 not in range 0 to 9223372036854775807"));
 }
 
 TEST(CommandLineText, RefusesWhatIsNoUrl) {
