@@ -4,10 +4,13 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 namespace tavrin::httpclient_curl::detail {
 namespace {
+
+constexpr std::size_t SMALLEST_CROWD = 64;
 
 // 0 for what is no socket.
 int localPortOf(curl_socket_t socket) {
@@ -15,6 +18,14 @@ int localPortOf(curl_socket_t socket) {
     socklen_t size = sizeof address;
     ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
     return ntohs(address.sin6_port);
+}
+
+// What was closed meanwhile may be anybody's.
+void keepOpen(std::vector<curl_socket_t>& sockets, int localPort) {
+    sockets.erase(
+        std::remove_if(sockets.begin(), sockets.end(),
+                       [&](curl_socket_t socket) { return localPortOf(socket) != localPort; }),
+        sockets.end());
 }
 
 bool hasBytes(curl_socket_t socket) {
@@ -32,19 +43,24 @@ void KeptSockets::note(CURL* easy) noexcept {
     if (connected == 0) return;  // known since its first exchange
     curl_easy_getinfo(easy, CURLINFO_LOCAL_PORT, &port);
     curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &socket);
+    if (socket == CURL_SOCKET_BAD) return;  // closed already
+    if (byLocalPort_.size() >= crowd_) forgetClosed();
     try {
         std::vector<curl_socket_t>& sockets = byLocalPort_[static_cast<int>(port)];
-        // What was closed meanwhile may be anybody's.
-        sockets.erase(std::remove_if(sockets.begin(), sockets.end(),
-                                     [&](curl_socket_t known) {
-                                         return known == socket || localPortOf(known) != port;
-                                     }),
-                      sockets.end());
-        if (socket != CURL_SOCKET_BAD) sockets.push_back(socket);
-        if (sockets.empty()) byLocalPort_.erase(static_cast<int>(port));
+        keepOpen(sockets, static_cast<int>(port));
+        if (std::find(sockets.begin(), sockets.end(), socket) == sockets.end())
+            sockets.push_back(socket);
     } catch (const std::bad_alloc&) {
         // Without memory for it this one will not be looked at.
     }
+}
+
+void KeptSockets::forgetClosed() {
+    for (auto at = byLocalPort_.begin(); at != byLocalPort_.end();) {
+        keepOpen(at->second, at->first);
+        at = at->second.empty() ? byLocalPort_.erase(at) : std::next(at);
+    }
+    crowd_ = std::max(SMALLEST_CROWD, 2 * byLocalPort_.size());
 }
 
 bool KeptSockets::haveBytes(int localPort) const {

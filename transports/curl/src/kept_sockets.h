@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <cstddef>
 #include <unordered_map>
 #include <vector>
 
@@ -19,8 +20,12 @@ public:
     bool haveBytes(int localPort) const;
 
 private:
+    void forgetClosed();
+
     // Each of those from one port leads to another server.
     std::unordered_map<int, std::vector<curl_socket_t>> byLocalPort_;
+    // With so many ports it is time to look which connections are still there.
+    std::size_t crowd_ = 0;
 };
 
 }  // namespace tavrin::httpclient_curl::detail

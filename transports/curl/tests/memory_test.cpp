@@ -150,7 +150,13 @@ std::size_t allocatedBytes() {
     return heap.uordblks + heap.hblkhd;
 }
 
-TEST(MemoryOfManyRequests, IsAllGivenBack) {
+// Whether the server keeps connections, or closes them without having said so.
+class MemoryOfManyRequests : public ::testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(, MemoryOfManyRequests, testing::Bool(), [](const auto& kept) {
+    return kept.param ? "OnKeptConnections" : "OnAConnectionEach";
+});
+
+TEST_P(MemoryOfManyRequests, IsAllGivenBack) {
     SKIP_WHERE_MEMORY_TELLS_NOTHING();
     // What each thread of malloc's keeps at hand for itself would count as allocated.
     const char* tunables = std::getenv("GLIBC_TUNABLES");
@@ -159,7 +165,9 @@ TEST(MemoryOfManyRequests, IsAllGivenBack) {
         return;
     }
     constexpr int COUNT = 10000;
-    const ServerProcess server;
+    const ServerProcess server({}, [](FaultServer& faulty) {
+        if (!GetParam()) faulty.setPlan("/bytes/100", "silentclose");
+    });
     const CurlHttpClient client;
     const auto makeMany = [&] {
         std::atomic<int> left{COUNT};
