@@ -63,6 +63,17 @@ int openLocked(const std::string& path, mode_t mode) {
     }
 }
 
+// A file that only some may read stays so when its content is replaced. A program that runs with
+// its owner's rights does not: that was granted to the old content.
+void takeOver(int descriptor, const struct stat& existing) {
+    const bool isTheirs = fchown(descriptor, existing.st_uid, existing.st_gid) == 0 ||
+                          fchown(descriptor, -1, existing.st_gid) == 0;
+    mode_t mode = existing.st_mode & 0777;
+    // Whoever is in the group that it has instead was one of the others.
+    if (!isTheirs) mode = (mode & 0707) | (mode & 07) << 3;
+    fchmod(descriptor, mode);
+}
+
 // Writes a file that is not there yet, so that no link is followed here either.
 void writeNew(const std::string& path, const std::string& content) {
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -178,9 +189,7 @@ void PartFile::cutOff(std::int64_t size) {
 
 void PartFile::finish() {
     struct stat existing {};
-    // A file that only its owner may read stays so when its content is replaced. A program that
-    // runs with its owner's rights does not: that was granted to the old content.
-    if (stat(target_.c_str(), &existing) == 0) fchmod(descriptor_, existing.st_mode & 0777);
+    if (stat(target_.c_str(), &existing) == 0) takeOver(descriptor_, existing);
     renameTo(target_, 0);
 }
 

@@ -59,7 +59,8 @@ public:
     /// Leaves what can be continued later in place when the object goes.
     void keep() { keep_ = true; }
 
-    /// Makes the part file the target, with the permissions that an existing target has.
+    /// Makes the part file the target, with the permissions that an existing target has, and its
+    /// owner and group as far as that may be.
     /// @throws WriteFailure; the part file is then treated as unfinished.
     void finish();
 

@@ -1,7 +1,9 @@
 #include "part_file.h"
 
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -95,6 +97,41 @@ TEST_F(PartFiles, AreTheirOwnersAloneWhileTheyReplaceSomething) {
     part.finish();
     ASSERT_EQ(stat(path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
+TEST_F(PartFiles, BelongToTheOwnersOfWhatTheyReplace) {
+    writeFile(path(), "old");
+    if (chown(path().c_str(), 1234, 5678) != 0) GTEST_SKIP() << "nobody but root gives files away";
+    chmod(path().c_str(), 0640);
+    PartFile(path()).finish();
+
+    struct stat status {};
+    ASSERT_EQ(stat(path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 1234U);
+    EXPECT_EQ(status.st_gid, 5678U);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
+TEST_F(PartFiles, GiveAnotherGroupNoMoreThanOthersHad) {
+    writeFile(path(), "old");
+    if (chown(path().c_str(), 1234, 5678) != 0) GTEST_SKIP() << "nobody but root gives files away";
+    chmod(path().c_str(), 0674);
+    chmod(directory_.path().c_str(), 0777);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool isStranger =
+            setgroups(0, nullptr) == 0 && setgid(4321) == 0 && setuid(4321) == 0;
+        if (isStranger) PartFile(path()).finish();
+        _exit(isStranger ? 0 : 1);
+    }
+    int code = -1;
+    waitpid(child, &code, 0);
+    ASSERT_EQ(code, 0);
+
+    struct stat status {};
+    ASSERT_EQ(stat(path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_gid, 4321U);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
 }
 
 TEST_F(PartFiles, MayBeReadByOthersWhereTheyReplaceNothing) {
