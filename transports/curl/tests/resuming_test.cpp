@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "support.h"
+#include "support/owning_stream.h"
 #include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_curl {
@@ -548,6 +549,30 @@ TEST_P(ResumingToFile, WithALongerBodyFromAnEarlierAttemptIsAnError) {
     const std::string text = failureOf([&] { send(CurlHttpClient(stubborn(2)), into(OPEN, 10)); });
     EXPECT_THAT(text, HasSubstr("stand behind it and cannot be cut off"));
     EXPECT_EQ(fileText().substr(0, 10), "0123456789");
+}
+
+// Whose end nobody can find.
+class EndlessBuffer : public std::stringbuf {
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode which) override {
+        return from == std::ios::end ? pos_type(off_type(-1))
+                                     : std::stringbuf::seekoff(offset, from, which);
+    }
+};
+
+TEST_P(Resuming, IntoAStreamThatHoldsALongerBodyAndDoesNotTellItsEndIsAnError) {
+    server_.setPlan("fin@90000,change:-50000");
+    HttpRequest request = get(server_.url("/file"));
+    request.setResponseStreamFactory([](const auto&...) {
+        using Endless = httpclient_core::test::OwningStream<std::iostream, EndlessBuffer>;
+        auto stream = std::make_unique<Endless>();
+        *stream << "0123456789";
+        return stream;
+    });
+
+    EXPECT_EQ(failureOf([&] { send(CurlHttpClient(stubborn(2)), std::move(request)); }),
+              "Request to " + hostOf(server_) +
+                  " failed: response stream: bytes that are not the body's stand behind it and "
+                  "cannot be cut off");
 }
 
 TEST_P(ResumingToFile, OpenedForAppendingIsRightOrAnError) {
