@@ -8,8 +8,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <istream>
+#include <sstream>
 #include <system_error>
 
 #include "checksum.h"
@@ -20,6 +20,9 @@ namespace tavrin::http_tool {
 using httpclient_core::HttpHeaders;
 
 namespace {
+
+// A validator is a header's value, and no header has more.
+constexpr std::size_t MOST_VALIDATOR_BYTES = 256 * 1024;
 
 std::string inQuotes(const std::string& path) { return "\"" + path + "\""; }
 
@@ -84,6 +87,17 @@ void writeNew(const std::string& path, const std::string& content) {
     output.check();
 }
 
+// What a file holds that we wrote; nothing of a link, or of a pipe, which would be waited for.
+std::string contentOf(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0) return "";
+    std::string content(MOST_VALIDATOR_BYTES, '\0');
+    const ssize_t size = read(descriptor, content.data(), content.size());
+    close(descriptor);
+    content.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return content;
+}
+
 // A request with anything else in its If-Range would be refused each time, and no run get on.
 bool canBeSent(const std::string& validator) {
     return !validator.empty() &&
@@ -126,7 +140,7 @@ bool PartFile::isOurs() const { return isSameFile(descriptor_, partPath()); }
 
 std::optional<PartFile::Held> PartFile::held(const std::string& url) const {
     struct stat status {};
-    std::ifstream file(validatorPath());
+    std::istringstream file(contentOf(validatorPath()));
     HttpHeaders fields;
     std::optional<ExpectedChecksum> digest;
     try {

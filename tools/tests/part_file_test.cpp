@@ -249,6 +249,19 @@ TEST_F(PartFiles, DistrustEveryTruncationOfTheValidator) {
     }
 }
 
+TEST_F(PartFiles, DistrustAValidatorThatIsNoFileOfTheirs) {
+    const std::string validator = path() + ".part.validator";
+    leave("01234");
+    std::filesystem::rename(validator, directory_.file("elsewhere"));
+    std::filesystem::create_symlink("elsewhere", validator);
+    EXPECT_EQ(held(), "none");
+
+    leave("01234");
+    std::filesystem::remove(validator);
+    ASSERT_EQ(mkfifo(validator.c_str(), 0600), 0);
+    EXPECT_EQ(held(), "none");
+}
+
 TEST_F(PartFiles, DistrustAValidatorThatCannotBeSent) {
     leave("01234");
     std::string text = readFile(path() + ".part.validator");
