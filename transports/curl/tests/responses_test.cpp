@@ -507,6 +507,17 @@ TEST_P(Responses, AFullDiskIsAnErrorThatIsNotResumed) {
     for (const auto& request : server.requests()) EXPECT_FALSE(request.header("Range"));
 }
 
+TEST_P(Responses, MayGoWhereThereAreNoPositions) {
+    FaultServer server;
+    for (const char* path : {"/bytes/0", "/bytes/5", "/bytes/100000"}) {
+        HttpRequest request = get(server.url(path));
+        request.setResponseStreamFactory([](const auto&...) {
+            return std::make_unique<std::fstream>("/dev/null", std::ios::in | std::ios::out);
+        });
+        EXPECT_EQ(failureOf([&] { send(CurlHttpClient(once()), std::move(request)); }), "") << path;
+    }
+}
+
 // Goes to its end, but nowhere by number.
 class ForgetfulBuffer : public std::stringbuf {
     pos_type seekpos(pos_type, std::ios::openmode) override { return pos_type(off_type(-1)); }
