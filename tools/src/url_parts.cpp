@@ -1,5 +1,7 @@
 #include "url_parts.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 
 #include "lowered.h"
@@ -54,7 +56,12 @@ std::optional<UrlParts> splitUrl(const std::string& url) {
     return parts;
 }
 
-std::string withScheme(const std::string& url) { return authorityOf(url) ? url : "http://" + url; }
+std::string withScheme(const std::string& url) {
+    if (authorityOf(url)) return url;
+    in6_addr address{};
+    const bool isAddress = inet_pton(AF_INET6, url.c_str(), &address) == 1;
+    return "http://" + (isAddress ? "[" + url + "]" : url);
+}
 
 std::string withoutCredentials(const std::string& url) {
     const auto authority = authorityOf(url);

@@ -16,7 +16,8 @@ struct UrlParts {
 /// Splits "scheme://[user@]host[:port][/path][?query][#fragment]"; nothing for any other text.
 std::optional<UrlParts> splitUrl(const std::string& url);
 
-/// `url` as it is if it names a scheme, else with "http://" in front of it.
+/// `url` as it is if it names a scheme, else with "http://" in front of it. An IPv6 address alone
+/// gets its brackets: the parser of the command line takes them off, as those of a list.
 std::string withScheme(const std::string& url);
 
 /// `url` with what stands before an "@" in its authority replaced by "***", for texts that people

@@ -68,6 +68,12 @@ TEST(CommandLineText, PairsOutputsWithUrlsInTheirOrder) {
     EXPECT_THAT(line.urls, ElementsAre("http://a/", "http://b/", "http://c"));
 }
 
+TEST(CommandLineText, TakesAnAddressForAUrl) {
+    EXPECT_THAT(parse({"[::1]", "[::1]:80", "[::1]/x", "::1", "127.0.0.1"}).urls,
+                ElementsAre("http://[::1]", "http://[::1]:80", "http://[::1]/x", "http://[::1]",
+                            "http://127.0.0.1"));
+}
+
 TEST(CommandLineText, KnowsStandardOutputByItsOtherName) {
     EXPECT_THAT(parse({"-o", "/dev/stdout", "http://a/"}).outputs, ElementsAre("-"));
 }
