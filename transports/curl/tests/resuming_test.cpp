@@ -86,18 +86,22 @@ TEST_P(Resuming, SurvivesTheTenEventsThatDamageAFile) {
 }
 
 TEST_P(Resuming, RestartsWithinTheAttemptThatDoesNotFit) {
-    server_.setPlan("fin@40000,wrongrange:+1,ok");
-    int attempts = 0;
-    ClientConfiguration configuration = stubborn();
-    const auto strategy = configuration.retryStrategy();
-    configuration.setRetryStrategy([&](const auto&... arguments) {
-        ++attempts;
-        return strategy(arguments...);
-    });
-    send(CurlHttpClient(configuration), get(server_.url("/file")));
-    EXPECT_EQ(attempts, 2);
-    EXPECT_EQ(server_.requests().size(), 3u);
-    EXPECT_FALSE(rangeOf(2));
+    for (const std::string odd : {"wrongrange:+1", "clless:60000", "clmore:1"}) {
+        SCOPED_TRACE(odd);
+        server_.setPlan("fin@40000," + odd + ",ok");
+        server_.forgetRequests();
+        int attempts = 0;
+        ClientConfiguration configuration = stubborn();
+        const auto strategy = configuration.retryStrategy();
+        configuration.setRetryStrategy([&](const auto&... arguments) {
+            ++attempts;
+            return strategy(arguments...);
+        });
+        send(CurlHttpClient(configuration), get(server_.url("/file")));
+        EXPECT_EQ(attempts, 2);
+        EXPECT_EQ(server_.requests().size(), 3u);
+        EXPECT_FALSE(rangeOf(2));
+    }
 }
 
 TEST_P(Resuming, NeedsAStrongValidatorAndALength) {
@@ -418,6 +422,14 @@ TEST_P(Resuming, ADigestShowsWhatNothingElseDoes) {
     EXPECT_EQ(failureOfPlan("digest+fin@40000,change+keepetag", stubborn(2)), failure);
     EXPECT_EQ(failureOfPlan("digest+nolen+fin@40000", once()), failure);
     expectRight("digest+fin@40000,change+keepetag,ok");
+}
+
+TEST_P(Resuming, ADigestTellsNothingOfAPart) {
+    server_.setPlan("digest");
+    const HttpResponse response =
+        send(CurlHttpClient(once()), get(server_.url("/file"), {{"Range", "bytes=10-19"}}));
+    EXPECT_TRUE(response.hasHeader("Repr-Digest"));
+    EXPECT_EQ(response.getResponseBodyString(), server_.content("/file").range(10, 10));
 }
 
 // As a field of digests has it.
