@@ -158,9 +158,8 @@ private:
         each("-H,--header", [this](const std::string& line) { addHeader(line); });
         app_.add_option("-A,--user-agent", line_.userAgent);
         app_.add_option("-u,--user", user_);
-        each("-d,--data", [this](const std::string& data) {
-            addData(withoutLineBreaks(dataFrom(data)), BodyKind::DATA);
-        });
+        each("-d,--data",
+             [this](const std::string& data) { addData(textFrom(data), BodyKind::DATA); });
         each("--data-binary",
              [this](const std::string& data) { addData(dataFrom(data), BodyKind::DATA); });
         each("--data-urlencode",

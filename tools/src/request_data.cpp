@@ -59,6 +59,8 @@ std::string contentOf(const std::string& path) {
     return content;
 }
 
+bool namesFile(const std::string& argument) { return argument.rfind('@', 0) == 0; }
+
 // A parameter without a value is written as its bare name behind a "?".
 std::string percentEncoded(const std::string& text) {
     if (text.empty()) return "";
@@ -68,14 +70,15 @@ std::string percentEncoded(const std::string& text) {
 }  // namespace
 
 std::string dataFrom(const std::string& argument) {
-    if (argument.empty() || argument.front() != '@') return argument;
-    return contentOf(argument.substr(1));
+    return namesFile(argument) ? contentOf(argument.substr(1)) : argument;
 }
 
-std::string withoutLineBreaks(std::string data) {
+std::string textFrom(const std::string& argument) {
+    std::string text = dataFrom(argument);
+    if (!namesFile(argument)) return text;
     const auto isDropped = [](char c) { return c == '\r' || c == '\n' || c == '\0'; };
-    data.erase(std::remove_if(data.begin(), data.end(), isDropped), data.end());
-    return data;
+    text.erase(std::remove_if(text.begin(), text.end(), isDropped), text.end());
+    return text;
 }
 
 std::string urlEncodedData(const std::string& argument) {

@@ -8,13 +8,14 @@
 
 namespace tavrin::http_tool {
 
-/// What --data and its kin stand for: `argument` itself, or the content of the file that "@FILE"
-/// names, "@-" being standard input.
+/// What --data-binary and --json stand for: `argument` itself, or the content of the file that
+/// "@FILE" names, "@-" being standard input.
 /// @throws ReadFailure "cannot read \"FILE\": REASON".
 std::string dataFrom(const std::string& argument);
 
-/// `data` without line breaks and NUL bytes.
-std::string withoutLineBreaks(std::string data);
+/// What --data stands for: the same, but of a file without its line breaks and NUL bytes.
+/// @throws ReadFailure as dataFrom() does.
+std::string textFrom(const std::string& argument);
 
 /// What --data-urlencode stands for: "text", "=text" and "@FILE" encoded, "name=text" and
 /// "name@FILE" with the name in front, which is taken as encoded already.

@@ -122,7 +122,7 @@ TEST(CommandLineText, JoinsFormDataInTheirOrder) {
                              "d\r\n", "http://a/"});
 
     EXPECT_EQ(line.method, HttpMethod::POST);
-    EXPECT_EQ(line.body, "a=1&b=x%20y&c\n&d");
+    EXPECT_EQ(line.body, "a=1&b=x%20y&c\n&d\r\n");
     EXPECT_EQ(rendered(line.headers), "Content-Type: application/x-www-form-urlencoded\n");
 }
 
