@@ -690,6 +690,17 @@ TEST(MakeRequest, LogsEveryExceptionOfTheTransport) {
                                           Field(&LogRecord::severity, LOG_EXCEPTION))));
 }
 
+TEST(MakeRequest, LogsAnExceptionThoughThereIsNoStrategy) {
+    ScriptedHttpClient client;
+    client.setClientConfiguration(ClientConfiguration().withRetryStrategy(nullptr));
+    client.expect({}, ScriptedAnswer::failure(HttpRequestFailedException("cut")));
+    LogCapture log(LOG_EXCEPTION);
+
+    EXPECT_THROW(client.makeRequest(get()), std::bad_function_call);
+
+    EXPECT_THAT(log.records(), ElementsAre(Field(&LogRecord::text, HasSubstr("cut"))));
+}
+
 TEST(MakeRequest, LogsNothingElseOfItsOwn) {
     ScriptedHttpClient client;
     client.setClientConfiguration(attempts(1));

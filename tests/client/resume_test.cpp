@@ -139,6 +139,19 @@ TEST_P(Retry, SendsABodyAgainThoughItsStreamFailed) {
     EXPECT_THAT(client.requests(), ElementsAre(BodyIs("the whole body"), BodyIs("the whole body")));
 }
 
+TEST_P(Retry, SendsABodyAgainOfWhichAPartWasRead) {
+    makeAttempts(2, false);
+    const auto leaveInTheMiddle = [](HttpRequest& request, HttpResponse&) {
+        request.getRequestBody().clear();
+        request.getRequestBody().seekg(4);
+    };
+    client.expect({}, ScriptedAnswer(503).withAction(leaveInTheMiddle), 2);
+
+    send(put("the whole body"));
+
+    EXPECT_THAT(client.requests(), ElementsAre(BodyIs("the whole body"), BodyIs("the whole body")));
+}
+
 TEST_P(Retry, SendsABodyAgainThoughNoResponseCame) {
     makeAttempts(2, false);
     client.expect({}, ScriptedAnswer::failure(CUT)).expect({}, ScriptedAnswer(200));
@@ -157,6 +170,21 @@ TEST_P(Retry, StartsWithAResponseThatWasNotMade) {
     send(get());
 
     EXPECT_EQ(fresh, "HTTP/1.1 -1 Request Not Made\n\n");
+}
+
+TEST_P(Retry, LeavesTheTransactionReportOfTheAnswerBefore) {
+    makeAttempts(2, false);
+    long redirects = 0;
+    client.expect({}, ScriptedAnswer(503).withAction([](HttpRequest&, HttpResponse& response) {
+        response.setTransactionReport(TransactionReport(3, URL("http://host/there")));
+    }));
+    client.expect({}, ScriptedAnswer(200).withAction([&](HttpRequest&, HttpResponse& response) {
+        redirects = response.getTransactionReport().redirectCount();
+    }));
+
+    send(get());
+
+    EXPECT_EQ(redirects, 3);
 }
 
 TEST_P(Retry, RunsTheCallbackBeforeBothChangesOfTheResponse) {
@@ -339,6 +367,14 @@ TEST_P(Resuming, HappensAfterAnyCodeThatCameWithTheHeader) {
     send(get());
 
     EXPECT_THAT(client.requests().back(), HasHeader("Range", "bytes=4-"));
+}
+
+TEST_P(Resuming, HappensWhateverTheMethod) {
+    client.expect({}, brokenResumable("12345")).expect({}, ScriptedAnswer(206));
+
+    send(put("query"));
+
+    EXPECT_THAT(client.requests().back(), HasHeader("Range", "bytes=5-"));
 }
 
 TEST_P(Resuming, AsksForEverythingIfNothingCame) {
@@ -618,6 +654,19 @@ TEST_P(Resuming, RaisesTheProgressOfTheDownloadAlone) {
     EXPECT_THAT(progress.seen,
                 ElementsAre(ElementsAre(1000, 1000, 0, 0), ElementsAre(1500, 1020, 30, 4)));
     EXPECT_EQ(result, ProgressResult::CONTINUE);
+}
+
+TEST_P(Resuming, RaisesATotalThatIsNotKnownToo) {
+    ProgressLog progress;
+    ProgressResult result{};
+    client.expect({}, brokenResumable("12345"))
+        .expect({}, ScriptedAnswer(206).withAction(reporting({0, 2, 0, 0}, result)));
+    HttpRequest request = get();
+    request.setProgressCallback(progress.callback());
+
+    send(std::move(request));
+
+    EXPECT_THAT(progress.seen, ElementsAre(ElementsAre(5, 5, 0, 0), ElementsAre(5, 7, 0, 0)));
 }
 
 TEST_P(Resuming, PassesTheAnswerOfTheCallbackOn) {
