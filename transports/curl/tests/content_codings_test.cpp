@@ -126,6 +126,7 @@ TEST_P(ContentCodings, ThatAreDamagedFail) {
     expectFailure(checksum, "gzip", damaged);
     expectFailure(gzip + "more", "gzip", damaged);
     expectFailure(text_, "gzip", damaged);
+    expectFailure(coded(text_, ZLIB), "gzip", damaged);
     expectFailure(coded(text_, ZLIB) + coded(text_, ZLIB), "deflate", damaged);
     expectFailure(coded(text_, RAW) + "more", "deflate", damaged);
 }
