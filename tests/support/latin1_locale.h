@@ -1,30 +1,30 @@
 #pragma once
 
-#include <locale.h>
-
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstdlib>
 #include <locale>
+#include <string>
 
 #include "support/temporary_directory.h"
 
 namespace tavrin::httpclient_core::test {
 
 /// While it lives, the global C++ locale takes the bytes from 0xC0 to 0xFE for the letters of
-/// ISO 8859-1, of which 0xC4 and 0xE4 are one in two cases. So does the C library's locale of this
-/// thread, where the system has what localedef needs to make one.
+/// ISO 8859-1, of which 0xC4 and 0xE4 are one in two cases. So does the C library's, where the
+/// system has what localedef needs to make one.
 class Latin1Locale {
 public:
     Latin1Locale()
-        : forC_(localeForC()),
-          previousForC_(uselocale(forC_)),
-          previous_(std::locale::global({std::locale::classic(), facet()})) {}
+        : previousForC_(std::setlocale(LC_CTYPE, nullptr)),
+          previous_(std::locale::global({std::locale::classic(), facet()})) {
+        setForC();
+    }
 
     ~Latin1Locale() {
         std::locale::global(previous_);
-        uselocale(previousForC_);
-        if (forC_) freelocale(forC_);
+        std::setlocale(LC_CTYPE, previousForC_.c_str());
     }
 
     Latin1Locale(const Latin1Locale&) = delete;
@@ -69,20 +69,17 @@ private:
         return &letters;
     }
 
-    // Null if there can be none, which uselocale() takes for no change.
-    static locale_t localeForC() {
+    static void setForC() {
         const TemporaryDirectory directory;
         const std::string command = "localedef -i de_DE -f ISO-8859-1 " + directory.file("latin1");
-        if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) return nullptr;
+        if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) return;
         // Without it the C library looks for locales nowhere but in the system's directory.
         setenv("LOCPATH", directory.path().c_str(), 1);
-        const locale_t made = newlocale(LC_CTYPE_MASK, "latin1", nullptr);
+        std::setlocale(LC_CTYPE, "latin1");
         unsetenv("LOCPATH");
-        return made;
     }
 
-    locale_t forC_;
-    locale_t previousForC_;
+    const std::string previousForC_;
     std::locale previous_;
 };
 
