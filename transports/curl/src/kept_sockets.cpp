@@ -20,14 +20,6 @@ int localPortOf(curl_socket_t socket) {
     return ntohs(address.sin6_port);
 }
 
-// What was closed meanwhile may be anybody's.
-void keepOpen(std::vector<curl_socket_t>& sockets, int localPort) {
-    sockets.erase(
-        std::remove_if(sockets.begin(), sockets.end(),
-                       [&](curl_socket_t socket) { return localPortOf(socket) != localPort; }),
-        sockets.end());
-}
-
 bool hasBytes(curl_socket_t socket) {
     char byte = 0;
     return ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
@@ -46,27 +38,22 @@ void KeptSockets::note(CURL* easy) noexcept {
     if (socket == CURL_SOCKET_BAD) return;  // closed already
     if (byLocalPort_.size() >= crowd_) forgetClosed();
     try {
-        std::vector<curl_socket_t>& sockets = byLocalPort_[static_cast<int>(port)];
-        keepOpen(sockets, static_cast<int>(port));
-        if (std::find(sockets.begin(), sockets.end(), socket) == sockets.end())
-            sockets.push_back(socket);
+        byLocalPort_.emplace(static_cast<int>(port), socket);
     } catch (const std::bad_alloc&) {
         // Without memory for it this one will not be looked at.
     }
 }
 
+// What was closed meanwhile may be anybody's.
 void KeptSockets::forgetClosed() {
-    for (auto at = byLocalPort_.begin(); at != byLocalPort_.end();) {
-        keepOpen(at->second, at->first);
-        at = at->second.empty() ? byLocalPort_.erase(at) : std::next(at);
-    }
+    for (auto at = byLocalPort_.begin(); at != byLocalPort_.end();)
+        at = localPortOf(at->second) == at->first ? std::next(at) : byLocalPort_.erase(at);
     crowd_ = std::max(SMALLEST_CROWD, 2 * byLocalPort_.size());
 }
 
 bool KeptSockets::haveBytes(int localPort) const {
-    const auto found = byLocalPort_.find(localPort);
-    return found != byLocalPort_.end() &&
-           std::any_of(found->second.begin(), found->second.end(), hasBytes);
+    const auto [begin, end] = byLocalPort_.equal_range(localPort);
+    return std::any_of(begin, end, [](const auto& kept) { return hasBytes(kept.second); });
 }
 
 }  // namespace tavrin::httpclient_curl::detail

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <unordered_map>
-#include <vector>
 
 namespace tavrin::httpclient_curl::detail {
 
@@ -23,8 +22,8 @@ private:
     void forgetClosed();
 
     // Each of those from one port leads to another server.
-    std::unordered_map<int, std::vector<curl_socket_t>> byLocalPort_;
-    // With so many ports it is time to look which connections are still there.
+    std::unordered_multimap<int, curl_socket_t> byLocalPort_;
+    // With so many sockets it is time to look which connections are still there.
     std::size_t crowd_ = 0;
 };
 
